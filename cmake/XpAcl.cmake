@@ -1,0 +1,28 @@
+# One interface target carries the warnings and sanitizers that every room is built with.
+add_library(xpacl_flags INTERFACE)
+target_compile_options(xpacl_flags INTERFACE -Wall -Wextra -Werror)
+if(XPACL_SANITIZE)
+  target_compile_options(xpacl_flags INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(xpacl_flags INTERFACE -fsanitize=address,undefined)
+endif()
+if(XPACL_FUZZ)
+  target_compile_options(xpacl_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
+# xpacl_room(NAME [DEPENDS room...]): a static library of all .cpp files of the current folder
+# and the folders below it. A room without sources becomes a header-only (interface) target.
+# The include root is the repository root, except for platform/, which is its own include root.
+function(xpacl_room name)
+  cmake_parse_arguments(ROOM "" "" "DEPENDS" ${ARGN})
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  if(sources)
+    add_library(${name} STATIC ${sources})
+    target_link_libraries(${name} PUBLIC ${ROOM_DEPENDS} PRIVATE xpacl_flags)
+    target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
+  else()
+    add_library(${name} INTERFACE)
+    target_link_libraries(${name} INTERFACE ${ROOM_DEPENDS})
+    target_include_directories(${name} INTERFACE ${PROJECT_SOURCE_DIR})
+  endif()
+endfunction()
