@@ -17,9 +17,9 @@ namespace agent {
 
 struct SourceLoc {
   std::string file;
-  unsigned line = 0;   // 1-based
-  unsigned column = 0; // 1-based, octets
-  std::string text() const; // "file:line:column"
+  unsigned line = 0;        // 1-based; 0: the file as a whole
+  unsigned column = 0;      // 1-based, octets
+  std::string text() const; // "file:line:column", or "file" alone without a line
 };
 
 enum class Severity { error, warning };
@@ -27,8 +27,8 @@ enum class Severity { error, warning };
 struct Diagnostic {
   Severity severity = Severity::error;
   SourceLoc loc;
-  std::string message; // what, why and what to write instead
-  std::string list;    // the list it concerns, empty for the file as a whole
+  std::string message;      // what, why and what to write instead
+  std::string list;         // the list it concerns, empty for the file as a whole
   std::string text() const; // "file:line:column: error: message"
 };
 
@@ -101,8 +101,8 @@ struct Rule {
 struct AccessList {
   std::string name;
   Family family = Family::ipv4;
-  bool standard = false; // source address only
-  SourceLoc loc;         // where it was first opened
+  bool standard = false;   // source address only
+  SourceLoc loc;           // where it was first opened
   std::vector<Rule> rules; // in sequence order
   bool hasErrors = false;  // some line of it is not expressible
 };
@@ -123,11 +123,17 @@ struct Interface {
   std::string portName; // Ethernet ports only: the system's name, "Ethernet<n>", n from 1
   InterfaceKind kind = InterfaceKind::ethernet;
   SourceLoc loc;
-  std::vector<Binding> bindings; // expressible and resolved ones; at most one a (family, direction)
-  std::optional<uint16_t> accessVlan;     // switchport access vlan
-  std::vector<PortRange> allowedVlans;    // switchport trunk allowed vlan; empty: not a trunk
-  uint16_t vlan = 0;                      // of a VLAN interface
-  std::optional<uint32_t> channelGroup;   // member of Port-Channel<n>
+  // Expressible and resolved ones, at most one a (family, direction). A list without entries is no list
+  // and is not here; what is applied to a port-channel stands at each of its member ports instead.
+  std::vector<Binding> bindings;
+  // Those that were refused, because the list has errors or the place cannot have it. With --keep-going
+  // the interface keeps what it had in these families and directions.
+  std::vector<Binding> refusedBindings;
+  std::optional<uint16_t> accessVlan;   // switchport access vlan
+  bool trunk = false;                   // switchport trunk allowed vlan, switchport mode trunk
+  std::vector<PortRange> allowedVlans;  // of a trunk, sorted; empty: not a trunk, or one with none
+  uint16_t vlan = 0;                    // of a VLAN interface
+  std::optional<uint32_t> channelGroup; // member of Port-Channel<n>
   uint8_t chip = 0;
 };
 
@@ -139,9 +145,10 @@ const char* tableName(Table table);
 std::optional<Table> tableFromName(const std::string& name);
 
 struct Config {
-  std::vector<AccessList> lists; // in the order of their first line
-  std::vector<Interface> interfaces; // in the order of the file
-  std::vector<uint16_t> vlans;       // `vlan N` lines, sorted
+  bool readable = true;               // false: the input as a whole could not be read, all below is empty
+  std::vector<AccessList> lists;      // in the order of their first line
+  std::vector<Interface> interfaces;  // in the order of the file
+  std::vector<uint16_t> vlans;        // `vlan N` lines, sorted
   std::map<Table, uint32_t> tcamRows; // only what was configured
   unsigned numChips = 1;
   std::vector<Diagnostic> diagnostics; // sorted by place
