@@ -10,12 +10,15 @@ if(XPACL_FUZZ)
   target_compile_options(xpacl_flags INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
-# xpacl_room(NAME [DEPENDS room...]): a static library of all .cpp files of the current folder
-# and the folders below it. A room without sources becomes a header-only (interface) target.
+# xpacl_room(NAME [DEPENDS room...] [EXCLUDE folder...]): a static library of all .cpp files of the
+# current folder and the folders below it, without the excluded ones (rooms of their own). A room without sources becomes a header-only (interface) target.
 # The include root is the repository root, except for platform/, which is its own include root.
 function(xpacl_room name)
-  cmake_parse_arguments(ROOM "" "" "DEPENDS" ${ARGN})
+  cmake_parse_arguments(ROOM "" "" "DEPENDS;EXCLUDE" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  foreach(folder ${ROOM_EXCLUDE})
+    list(FILTER sources EXCLUDE REGEX "^${CMAKE_CURRENT_SOURCE_DIR}/${folder}/")
+  endforeach()
   if(sources)
     add_library(${name} STATIC ${sources})
     target_link_libraries(${name} PUBLIC ${ROOM_DEPENDS} PRIVATE xpacl_flags)
