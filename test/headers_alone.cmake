@@ -1,0 +1,16 @@
+# Every header must compile alone, and twice in one file: one source file a header is made here and
+# compiled with the same warnings as the rooms. Part of the default build, so a header that leans on
+# what its users happen to include before it breaks the build.
+set(headers_alone_sources)
+foreach(room platform XpAclTcam sim packet agent verify tool)
+  file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/${room}/*.h)
+  foreach(header ${headers})
+    string(REGEX REPLACE "^platform/" "" include ${header})
+    string(REGEX REPLACE "\\.h$" ".cpp" source ${header})
+    set(source ${CMAKE_CURRENT_BINARY_DIR}/headers_alone/${source})
+    file(CONFIGURE OUTPUT ${source} CONTENT "#include \"${include}\"\n#include \"${include}\"\n")
+    list(APPEND headers_alone_sources ${source})
+  endforeach()
+endforeach()
+add_library(headers_alone OBJECT ${headers_alone_sources})
+target_link_libraries(headers_alone PRIVATE XpAclTcam sim packet agent verify xpacl_flags)
