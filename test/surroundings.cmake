@@ -9,3 +9,5 @@ if(NOT XPACL_SANITIZE)
   add_test(NAME library_surface_refuses
            COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/library_surface_test.sh)
 endif()
+
+add_test(NAME dev_commands COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/dev_test.sh)
