@@ -1,0 +1,93 @@
+#pragma once
+
+#include "Vane/Types.h"
+
+#include <array>
+#include <concepts>
+#include <cstddef>
+#include <string_view>
+#include <type_traits>
+
+namespace Vane {
+
+class Hash;
+
+template <typename T>
+concept MixesItself = requires(const T& value, Hash& hash) {
+  value.vaneMix(hash);
+};
+
+template <typename T>
+concept HasHash = requires(const T& value) {
+  { value.hash() } -> std::convertible_to<U32>;
+};
+
+// Bob Jenkins's one-at-a-time hash (Dr. Dobb's Journal, September 1997) over a sequence of fields.
+// Integers, booleans (one byte) and enumerations enter with their bytes, low byte first; byte arrays
+// in their order; value types field by field, as if their fields stood in the sequence themselves;
+// any other type that has a hash() with the four bytes of that.
+class Hash {
+public:
+  template <typename T>
+  constexpr void mix(const T& value) {
+    if constexpr (std::is_same_v<T, bool>) {
+      mixByte(value ? 1 : 0);
+    } else if constexpr (std::is_enum_v<T>) {
+      mix(static_cast<std::underlying_type_t<T>>(value));
+    } else if constexpr (std::is_integral_v<T>) {
+      const auto word = static_cast<std::make_unsigned_t<T>>(value);
+      for (unsigned byte = 0; byte < sizeof(T); ++byte) {
+        mixByte(static_cast<U8>(static_cast<U64>(word) >> (8 * byte)));
+      }
+    } else if constexpr (MixesItself<T>) {
+      value.vaneMix(*this);
+    } else {
+      static_assert(HasHash<T>, "a hashed type has a hash()");
+      mix(static_cast<U32>(value.hash()));
+    }
+  }
+
+  template <std::size_t N>
+  constexpr void mix(const std::array<U8, N>& bytes) {
+    for (const U8 byte : bytes) {
+      mixByte(byte);
+    }
+  }
+
+  constexpr void mixBytes(std::string_view bytes) {
+    for (const char byte : bytes) {
+      mixByte(static_cast<U8>(byte));
+    }
+  }
+
+  constexpr U32 result() const {
+    U32 hash = hash_;
+    hash += hash << 3;
+    hash ^= hash >> 11;
+    hash += hash << 15;
+    return hash;
+  }
+
+private:
+  constexpr void mixByte(U8 byte) {
+    hash_ += byte;
+    hash_ += hash_ << 10;
+    hash_ ^= hash_ >> 6;
+  }
+
+  U32 hash_ = 0;
+};
+
+// The hash under which collections file a key: its own hash() when it has one.
+template <typename T>
+constexpr U32 hashOf(const T& value) {
+  if constexpr (HasHash<T>) {
+    return value.hash();
+  } else {
+    Hash hash;
+    hash.mix(value);
+    return hash.result();
+  }
+}
+
+} // namespace Vane
