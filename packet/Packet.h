@@ -29,11 +29,11 @@ struct Packet {
   bool nonInitialFragment = false;
 
   // The L4 header, when it is wholly there (TCP 20, UDP 8, SCTP 12, ICMP 4 octets) and the packet is
-  // no non-initial fragment; else everything below is 0.
+  // no non-initial fragment; else everything below is 0. Protocols other than these five have none.
   bool hasL4 = false;
-  uint16_t srcPort = 0; // TCP, UDP, SCTP
+  uint16_t srcPort = 0; // TCP, UDP, SCTP; header traces give ports to every protocol
   uint16_t dstPort = 0;
-  uint8_t tcpFlags = 0;
+  uint8_t tcpFlags = 0; // TCP; RFC 9293 section 3.1: FIN 1, SYN 2, RST 4, PSH 8, ACK 16, URG 32
   uint8_t icmpType = 0; // ICMP, ICMPv6
   uint8_t icmpCode = 0;
 
@@ -43,6 +43,10 @@ struct Packet {
   uint32_t dstV4() const { return v4(dst); }
   void srcV4Is(uint32_t a) { v4Is(src, a); }
   void dstV4Is(uint32_t a) { v4Is(dst, a); }
+  // What stands where the chip looks for L4 ports: the destination port or the ICMP type, the source
+  // port or the ICMP code, and 0 without an L4 header. At most one of the two ORed values is not 0.
+  uint16_t l4Dst() const { return hasL4 ? static_cast<uint16_t>(dstPort | icmpType) : uint16_t{0}; }
+  uint16_t l4Src() const { return hasL4 ? static_cast<uint16_t>(srcPort | icmpCode) : uint16_t{0}; }
   // TCP with ACK or RST (RFC 9293).
   bool established() const { return hasL4 && protocol == 6 && (tcpFlags & 0x14) != 0; }
 
@@ -65,7 +69,13 @@ constexpr uint8_t protoUdp = 17;
 constexpr uint8_t protoIcmpV6 = 58;
 constexpr uint8_t protoSctp = 132;
 
-// One line of text: "tcp 10.1.2.3:1234 > 10.9.8.7:80 ack ttl 64 vlan 10".
+// EtherTypes (IEEE 802) that lead to layer 3.
+constexpr uint16_t etherTypeIpv4 = 0x0800;
+constexpr uint16_t etherTypeArp = 0x0806;
+constexpr uint16_t etherTypeIpv6 = 0x86DD;
+
+// One line of text: "tcp 10.1.2.3:1234 > 10.9.8.7:80 ack ttl 64 vlan 10". The grammar and the way
+// back stand in packet/PacketText.h.
 std::string toText(const Packet& packet);
 
 } // namespace packet

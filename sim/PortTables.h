@@ -1,0 +1,67 @@
+#pragma once
+
+#include "XpXdk/Managers.h"
+
+#include <cstdint>
+#include <optional>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+// The keyed tables of a chip, ingress port-VLAN and egress BD: entries live at hardware indexes, and the
+// hardware finds them by a key of two 16-bit numbers. Index allocation takes the lowest free index.
+//
+// Invariants (audit()): every used index has a key that no other has, the key leads back to the index,
+// and the indexes that are not used are exactly the free ones.
+
+namespace sim {
+
+// `Entry` is an SDK record; `keyOf(entry)` gives its 32-bit key.
+template <typename Entry>
+class KeyedTable {
+public:
+  explicit KeyedTable(uint32_t capacity) : slots_(capacity) {}
+
+  uint32_t capacity() const { return static_cast<uint32_t>(slots_.size()); }
+  uint32_t used() const { return static_cast<uint32_t>(byKey_.size()); }
+
+  // Status of the SDK: ok, statusTableFull or statusDuplicateKey.
+  XpXdk::XP_STATUS add(const Entry& entry, uint32_t& index);
+  // Status: ok, statusRowOutOfRange behind the end, statusInvalidArgument for an unused index, and
+  // statusDuplicateKey when another index has the new key.
+  XpXdk::XP_STATUS write(uint32_t index, const Entry& entry);
+  XpXdk::XP_STATUS remove(uint32_t index);
+
+  // The entry at an index, or null when it is not used or behind the end.
+  const Entry* entry(uint32_t index) const;
+  // The entry with this key, or null.
+  const Entry* find(uint32_t key) const;
+  // The index of a key, or nothing.
+  std::optional<uint32_t> indexOf(uint32_t key) const;
+
+  // Empty when all invariants hold, else the first that is broken.
+  const char* audit() const;
+
+private:
+  std::vector<std::optional<Entry>> slots_;
+  std::unordered_map<uint32_t, uint32_t> byKey_;
+  // Indexes given back, kept as a heap with the lowest at the front; indexes from nextFresh_ on were
+  // never used.
+  std::vector<uint32_t> freed_;
+  uint32_t nextFresh_ = 0;
+};
+
+constexpr uint32_t portVlanKey(uint16_t vif, uint16_t vlan) { return uint32_t{vif} << 16 | vlan; }
+constexpr uint32_t keyOf(const XpXdk::xpPortVlanIvifEntry& entry) {
+  return portVlanKey(entry.keyIvif, entry.keyVlan);
+}
+constexpr uint32_t keyOf(const XpXdk::xpEgressBdEvifEntry& entry) {
+  return portVlanKey(entry.egressVif, entry.egressBd);
+}
+
+using PortVlanTable = KeyedTable<XpXdk::xpPortVlanIvifEntry>;
+using EgressTable = KeyedTable<XpXdk::xpEgressBdEvifEntry>;
+extern template class KeyedTable<XpXdk::xpPortVlanIvifEntry>;
+extern template class KeyedTable<XpXdk::xpEgressBdEvifEntry>;
+
+} // namespace sim
