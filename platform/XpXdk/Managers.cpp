@@ -11,15 +11,29 @@ xpIfPl* installedIfPl = nullptr;
 uint32_t lastPlMgrId = 0;
 } // namespace
 
-xpDeviceMgr* xpDeviceMgr::instance() { return installedDeviceMgr; }
-xpDeviceMgr* xpDeviceMgr::install(xpDeviceMgr* mgr) { return std::exchange(installedDeviceMgr, mgr); }
+xpDeviceMgr* xpDeviceMgr::instance() {
+  return installedDeviceMgr;
+}
+xpDeviceMgr* xpDeviceMgr::install(xpDeviceMgr* mgr) {
+  return std::exchange(installedDeviceMgr, mgr);
+}
 
-uint32_t getNewPlMgrId() { return ++lastPlMgrId; }
+uint32_t getNewPlMgrId() {
+  return ++lastPlMgrId;
+}
 
-xpAclPl* xpAclPl::instance() { return installedAclPl; }
-xpAclPl* xpAclPl::install(xpAclPl* pl) { return std::exchange(installedAclPl, pl); }
+xpAclPl* xpAclPl::instance() {
+  return installedAclPl;
+}
+xpAclPl* xpAclPl::install(xpAclPl* pl) {
+  return std::exchange(installedAclPl, pl);
+}
 
-xpIfPl* xpIfPl::instance() { return installedIfPl; }
-xpIfPl* xpIfPl::install(xpIfPl* pl) { return std::exchange(installedIfPl, pl); }
+xpIfPl* xpIfPl::instance() {
+  return installedIfPl;
+}
+xpIfPl* xpIfPl::install(xpIfPl* pl) {
+  return std::exchange(installedIfPl, pl);
+}
 
 } // namespace XpXdk

@@ -67,13 +67,14 @@ class xpPortConfigMgr : public xpPrimitiveMgr {
 public:
   // Replaces the whole entry of port `portNumber`.
   virtual XP_STATUS writeEntry(uint8_t device, uint32_t portNumber, const xpPortConfigEntry* entry) = 0;
-  virtual XP_STATUS readEntry(uint8_t device, uint32_t portNumber, xpPortConfigEntry* entry, uint8_t copy) = 0;
+  virtual XP_STATUS readEntry(uint8_t device, uint32_t portNumber, xpPortConfigEntry* entry,
+                              uint8_t copy) = 0;
 };
 
 // Keyed by (ingress VIF, VLAN): the ingress routed ACL.
 struct xpPortVlanIvifEntry {
   uint16_t keyVlan = 0;
-  uint16_t keyIvif = 0;   // 65535 when the pair has no VIF
+  uint16_t keyIvif = 0; // 65535 when the pair has no VIF
   uint8_t routeAclId = 0;
   uint8_t routeAclEn = 0; // 2 bits: bit 0 IPv4, bit 1 IPv6
   bool operator==(const xpPortVlanIvifEntry&) const = default;
@@ -84,7 +85,8 @@ public:
   // Inserts the entry into table copy `copy` and appends the hardware indices it occupies.
   virtual XP_STATUS addEntry(uint8_t device, uint8_t copy, const xpPortVlanIvifEntry* entry,
                              std::vector<uint32_t>& indexList) = 0;
-  virtual XP_STATUS writeEntry(uint8_t device, uint8_t copy, uint32_t index, const xpPortVlanIvifEntry* entry) = 0;
+  virtual XP_STATUS writeEntry(uint8_t device, uint8_t copy, uint32_t index,
+                               const xpPortVlanIvifEntry* entry) = 0;
   virtual XP_STATUS removeEntry(uint8_t device, uint32_t index) = 0;
   virtual XP_STATUS readEntry(uint8_t device, uint32_t index, xpPortVlanIvifEntry* entry, uint8_t copy) = 0;
 };
@@ -104,7 +106,8 @@ struct xpEgressBdEvifEntry {
 
 class xpEgressBdEvifMgr : public xpPrimitiveMgr {
 public:
-  virtual XP_STATUS addEntry(uint8_t device, const xpEgressBdEvifEntry* entry, std::vector<uint32_t>& indexList) = 0;
+  virtual XP_STATUS addEntry(uint8_t device, const xpEgressBdEvifEntry* entry,
+                             std::vector<uint32_t>& indexList) = 0;
   virtual XP_STATUS writeEntry(uint8_t device, uint32_t index, const xpEgressBdEvifEntry* entry) = 0;
   // Finds the index of the entry with the key of `entry`; statusNotFound when there is none.
   virtual XP_STATUS lookup(uint8_t device, const xpEgressBdEvifEntry* entry, uint32_t& index) = 0;

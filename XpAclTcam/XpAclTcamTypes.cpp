@@ -1,0 +1,40 @@
+#include "XpAclTcam/XpAclTcamTypes.h"
+
+#include "XpAclTcam/XpAclSdkCheck.h"
+
+namespace XpAcl {
+
+const TcamTableInfo& tcamTable(TcamType type) {
+  XPACL_ASSERT_TEXT("XpAclTcamTypes", static_cast<unsigned>(type) < tcamTables.size(),
+                    "false && \"not yet implemented other tcamType\"");
+  return tcamTables[type];
+}
+
+Vane::U32 TcamIdxAllocator::takeLowest() {
+  auto lowest = freeTcamIdxFirst();
+  VANE_ASSERT(lowest);
+  const Vane::U32 row = lowest.key();
+  freeTcamIdxDel(lowest);
+  return row;
+}
+
+void TcamRuleInfo::attributesFrom(const TcamRuleInfo& other) {
+  filterIs(other.filter());
+  ip6FilterIs(other.ip6Filter());
+  macFilterIs(other.macFilter());
+  actionIs(other.action());
+  logIs(other.log());
+  aclIdIs(other.aclId());
+  aclDataIs(other.aclData());
+  ruleNumIs(other.ruleNum());
+  subruleNumIs(other.subruleNum());
+  srcL4PortIs(other.srcL4Port());
+  srcL4PortMaskIs(other.srcL4PortMask());
+  dstL4PortIs(other.dstL4Port());
+  dstL4PortMaskIs(other.dstL4PortMask());
+  implicitIs(other.implicit());
+  finalAclRuleIs(other.finalAclRule());
+  countIs(other.count());
+}
+
+} // namespace XpAcl

@@ -1,0 +1,215 @@
+#pragma once
+
+#include "Plex/AclIdMapping.h"
+#include "Plex/PlexAclAggregatorHelper.h"
+#include "Scribe/Dal.h"
+#include "XpAclTcam/XpAclAgentCommon.h"
+#include "XpAclTcam/XpAclPlexAggregatorHelper.h"
+#include "XpAclTcam/XpAclTcamHwAclIdSm.h"
+#include "XpLib/TcamPartitionStatus.h"
+#include "XpSystem/SystemStatus.h"
+#include "XpVif/VifStatus.h"
+#include "XpXdk/DeviceId.h"
+#include "agent/Desired.h"
+#include "agent/config/ConfigModel.h"
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+// The reference agent: the generic layer that drives the chip library. It owns the shared entities, one
+// helper for each chip, and the versions that stand in the chips.
+//
+// A change is made in this order, so that no packet ever meets a half-written policy:
+//
+//   1. compute what is wanted (Desired.h); give new index keys their hardware ACL ids
+//   2. stage every version that is missing, on every chip; on any failure give everything back
+//   3. commit: rows are written under ids that no interface uses yet
+//   4. chips that join get what the others hold
+//   5. per interface: block, publish the id, publish the index key, unblock
+//   6. bring the (port, VLAN) pairs in line: a pair that joins meets its routed list at once
+//   7. retire the versions that nothing uses; release their ids last
+
+namespace agent {
+
+// Fixed at start.
+struct AgentSetup {
+  unsigned numChips = 1;
+  std::map<Table, uint32_t> tcamRows; // tables that are not named have defaultTableRows
+  bool counters = true;               // lists ask for hit counters
+
+  uint32_t rows(Table table) const;
+};
+
+AgentSetup setupFor(const Config& config);
+
+// One table of one chip that is too small for a change.
+struct Shortage {
+  uint8_t chip = 0;
+  XpAcl::TcamType table = XpAcl::ingressV4;
+  uint32_t needed = 0; // rows that the new versions take
+  uint32_t free = 0;   // rows that were free
+};
+
+struct ApplyResult {
+  bool ok = false;
+  std::vector<Shortage> shortages;
+  std::vector<std::string> errors; // why it was refused, for people
+  uint32_t rowsStaged = 0;
+  uint32_t rowsRetired = 0;
+};
+
+// Which TCAM rule of which configured entry a row holds.
+struct RowOwner {
+  std::shared_ptr<AggregatedAcl> acl; // null: the row holds no rule of a list
+  XpAcl::AclKeyInfo version;
+  uint32_t ruleNum = 0;
+  uint32_t subRuleNum = 0;
+  int32_t origin = originFinal;
+  uint64_t uniqueId = 0;
+
+  // The configured entry, or null for the implicit rules.
+  const Rule* rule() const {
+    return acl && origin >= 0 ? &acl->source.rules[static_cast<size_t>(origin)] : nullptr;
+  }
+};
+
+// One hardware ACL id in use.
+struct LiveIndexKey {
+  uint16_t id = 0;
+  bool routed = false;
+  std::set<uint8_t> chips; // where its rows stand
+};
+
+class Agent {
+public:
+  // Requires an installed SDK whose devices 0..numChips-1 exist; initialises their tables.
+  explicit Agent(const AgentSetup& setup);
+  ~Agent();
+  Agent(const Agent&) = delete;
+  Agent& operator=(const Agent&) = delete;
+
+  // Moves from the present configuration to `config`, hitless. When it does not fit, nothing is written,
+  // everything stays as it was and the unit error is raised until the next success. Requires a
+  // configuration without errors (or read with keepGoing).
+  ApplyResult apply(const Config& config);
+
+  // What applying `config` now would take; writes nothing.
+  ApplyResult check(const Config& config) const;
+
+  // A chip joins or leaves while the system runs. One that leaves is emptied first; one that joins gets
+  // everything that the configuration puts on it, or is refused when that does not fit. The SDK knows the
+  // device. Numbers are 0..63.
+  ApplyResult chipAdd(uint8_t chip);
+  ApplyResult chipRemove(uint8_t chip);
+  const std::set<uint8_t>& activeChips() const { return active_; }
+
+  // Blocks or unblocks an interface, whatever lists it has.
+  void blockIntf(Ovnet::IntfId intf, bool block);
+
+  // One (port, VLAN) pair more or less than the configuration has. The port is an Ethernet port of an active
+  // chip.
+  void pairAdd(Ovnet::IntfId intf, uint16_t vlan);
+  void pairDel(Ovnet::IntfId intf, uint16_t vlan);
+  // The VIF of a port: ports of one port-channel share theirs. Nothing for a port without pairs.
+  std::optional<uint16_t> vifOf(Ovnet::IntfId intf) const;
+
+  const AgentSetup& setup() const { return setup_; }
+  const Config& config() const { return config_; }
+  // The helper of a chip that is or was active; null for others.
+  Vane::Ptr<XpAcl::XpAclPlexAggregatorHelper> helper(uint8_t chip) const;
+  // The machine that programs a chip's port tables; null for a chip that is not active, and before the first
+  // configuration.
+  Vane::Ptr<XpAcl::TcamChipHwAclIdSm> chipMachine(uint8_t chip) const;
+  const Vane::Ptr<XpVif::PortVlanVifStatus>& portVlanVifStatus() const { return portVlanVifStatus_; }
+  const Vane::Ptr<XpAcl::XpAclCommonSmData>& xpcsd() const { return xpcsd_; }
+  const Vane::Ptr<XpAcl::AclIdMapping>& aclIdMapping() const { return aclIdMapping_; }
+  const Vane::Ptr<XpAcl::BlockedIntfColl>& blockedIntfColl() const { return blockedIntfColl_; }
+  const Vane::Ptr<XpSystem::SystemStatus>& systemStatus() const { return systemStatus_; }
+  bool needsNeighborDiscovery() const { return neighborDiscovery_; }
+
+  // The owner of a row, also while it is staged or about to be retired; null for a free row.
+  const RowOwner* rowOwner(uint8_t chip, XpAcl::TcamType table, uint32_t row) const;
+  const std::map<XpAcl::HwAclIndexKey, LiveIndexKey>& liveIndexKeys() const { return live_; }
+  const std::map<Attachment, XpAcl::HwAclIndexKey>& attachments() const { return attachments_; }
+  const AclRegistry& registry() const { return registry_; }
+  // The aggregated list behind a key that is in use, or null.
+  std::shared_ptr<AggregatedAcl> acl(const Plex::AclKey& key) const;
+
+  // The unit error that operators see; empty when there is none.
+  std::string unitError() const;
+
+  // Recomputes the invariants of the books, the chips and the versions; empty when all hold.
+  std::vector<std::string> audit() const;
+
+private:
+  struct Change;
+
+  void makeHelper(uint8_t chip);
+  std::set<uint8_t> wantedChips(const Config& config) const;
+  void activateChips(const std::set<uint8_t>& wanted);
+  void deactivateChips(const std::set<uint8_t>& wanted);
+  void renotify();
+  void unpublishMovedPorts(const Config& config);
+  void alignPairs(const Config& config);
+  bool giveIds(Change& change);
+  bool stageAll(Change& change);
+  bool stageIndexKey(Change& change, const Wanted& wanted, uint8_t chip);
+  bool stageMember(Change& change, const Wanted& wanted, uint8_t chip, const Plex::AclKey& member,
+                   const Plex::AclKey& trigger, bool create);
+  void abandon(Change& change);
+  void ownRows(uint8_t chip, const XpAcl::TcamIdxMapping& placement, const AclGeneration& generation);
+  void disownRows(uint8_t chip, const XpAcl::AclKeyInfo& version, ApplyResult& result);
+  void commitAll(Change& change);
+  void adoptLists(Change& change);
+  void addPorts(const Config& config);
+  void makeMachine();
+  void removePorts(const Config& config);
+  void publishAll(Change& change);
+  void publish(const Attachment& attachment, const XpAcl::HwAclIndexKey& key);
+  void retireUnused(Change& change);
+  void retire(const XpAcl::HwAclIndexKey& key, const LiveIndexKey& live, uint8_t chip, ApplyResult& result);
+  void clearUnitError();
+  XpAcl::AclKeyInfo versionOf(const Plex::AclKey& member, uint16_t id, bool routed) const;
+  Vane::Ptr<Plex::AclData> aclDataOf(const Plex::AclKey& key);
+  const AclGeneration* generationOf(const Change* change, const Plex::AclKey& key) const;
+  uint8_t chipOf(Ovnet::IntfId intf) const;
+
+  AgentSetup setup_;
+  Config config_;
+  Vane::Ptr<XpAcl::PlexAclAggregatorHelperInfo> helperInfo_;
+  Vane::Ptr<XpAcl::AclIdMapping> aclIdMapping_;
+  Vane::Ptr<Acl::ParamConfig> paramConfig_;
+  Vane::Ptr<XpAcl::BlockedIntfColl> blockedIntfColl_;
+  Vane::Ptr<XpAcl::XpAclTcamLimit> tcamLimit_;
+  Vane::Ptr<XpSystem::SystemStatus> systemStatus_;
+  Vane::Ptr<XpLib::TcamPartitionStatus> partition_;
+  Vane::Ptr<Scribe::Dal> dal_;
+  Vane::Ptr<XpAcl::XpAclCommonSmData> xpcsd_;
+  Vane::Ptr<XpVif::PortVlanVifStatus> portVlanVifStatus_;
+  Vane::Ptr<XpVif::PortVifStatus> portVifStatus_;
+  Vane::Ptr<XpXdk::XpDeviceIdColl> activeXpDeviceColl_;
+  Vane::Ptr<XpAcl::TcamHwAclIdSm> machine_;
+  std::map<uint8_t, Vane::Ptr<XpAcl::XpAclPlexAggregatorHelper>> helpers_;
+  bool neighborDiscovery_ = true;
+  std::set<uint8_t> active_;
+  std::set<uint8_t> extraChips_;      // joined beyond the configuration
+  std::set<uint8_t> removedChips_;    // left although the configuration has them
+  std::map<uint32_t, uint16_t> vifs_; // by interface code: a port, or the port-channel of its members
+  std::map<Ovnet::IntfId, Ovnet::IntfId> channelOf_;
+
+  AclRegistry registry_;
+  // Lists of every generation that still has rows.
+  std::map<Plex::AclKey, AclGeneration> generations_;
+  std::map<Plex::AclKey, Vane::Ptr<Plex::AclData>> aclData_;
+  std::map<XpAcl::HwAclIndexKey, LiveIndexKey> live_;
+  std::map<Attachment, XpAcl::HwAclIndexKey> attachments_;
+  std::map<uint8_t, std::array<std::vector<RowOwner>, 5>> owners_; // by chip, table, row
+};
+
+} // namespace agent

@@ -1,0 +1,370 @@
+#include "agent/Agent.h"
+
+#include <algorithm>
+
+// One change, from the configuration to the chips.
+
+namespace agent {
+
+// What is known of the change under way.
+struct Agent::Change {
+  const Config& config;
+  Desired desired;
+  std::map<XpAcl::HwAclIndexKey, uint16_t> newIds;
+  std::map<uint8_t, std::set<Plex::AclKey>> pendingKeys; // by chip
+  std::set<Plex::AclKey> newAclData;
+  ApplyResult result;
+};
+
+namespace {
+
+std::string tableText(XpAcl::TcamType table) {
+  return stringValue(table).charPtr();
+}
+
+std::string shortageText(const Shortage& shortage) {
+  return "table " + tableText(shortage.table) + " of chip " + std::to_string(shortage.chip) + " has " +
+         std::to_string(shortage.free) + " free rows, the new versions need " +
+         std::to_string(shortage.needed) + ": " + std::to_string(shortage.needed - shortage.free) +
+         " rows lack";
+}
+
+} // namespace
+
+const AclGeneration* Agent::generationOf(const Change* change, const Plex::AclKey& key) const {
+  if (change != nullptr) {
+    const auto wanted = change->desired.lists.find(aclName(key));
+    if (wanted != change->desired.lists.end() && wanted->second.generation == key.generation()) {
+      return &wanted->second;
+    }
+  }
+  const auto held = generations_.find(key);
+  return held == generations_.end() ? nullptr : &held->second;
+}
+
+// Counts rows and ids instead of taking them; the figures are those that staging would find.
+ApplyResult Agent::check(const Config& config) const {
+  ApplyResult result;
+  const std::set<uint8_t> chips = wantedChips(config);
+  Change change{config, desiredState(config, chips, registry_, neighborDiscovery_, attachments_), {}, {}, {},
+                {}};
+  std::map<std::pair<uint8_t, XpAcl::TcamType>, uint32_t> needed;
+  std::map<XpAcl::AclIntfTypeAndDir, uint32_t> ids;
+  for (const Wanted& wanted : change.desired.indexKeys) {
+    const auto live = live_.find(wanted.indexKey);
+    if (live == live_.end()) {
+      ++ids[idKind(wanted.routed, directionOf(wanted.indexKey))];
+    }
+    for (const uint8_t chip : wanted.chips) {
+      if (live != live_.end() && live->second.chips.count(chip) != 0) {
+        continue;
+      }
+      for (const Plex::AclKey& member : members(wanted.indexKey)) {
+        const XpAcl::TcamType table = XpAcl::getTcamType(member.direction(), member.aclType());
+        needed[{chip, table}] += static_cast<uint32_t>(generationOf(&change, member)->acl->rows.size());
+      }
+    }
+  }
+  for (const auto& [place, rows] : needed) {
+    uint32_t free = 0;
+    if (const auto present = helper(place.first)) {
+      const auto pool = present->tcamIdxAllocator(place.second);
+      free = pool ? static_cast<uint32_t>(pool->freeTcamIdxCount()) : 0;
+    } else {
+      const uint32_t rows = setup_.rows(static_cast<Table>(place.second));
+      free = rows == 0 ? 0 : rows - 1;
+    }
+    result.rowsStaged += rows;
+    if (rows > free) {
+      result.shortages.push_back({place.first, place.second, rows, free});
+      result.errors.push_back(shortageText(result.shortages.back()));
+    }
+  }
+  for (const auto& [kind, count] : ids) {
+    const uint32_t free = helpers_.begin()->second->hwAclIdAllocator(kind)->numFree();
+    if (count > free) {
+      result.errors.push_back("the change needs " + std::to_string(count) + " new " +
+                              std::string(stringValue(kind).charPtr()) + " ids, " + std::to_string(free) +
+                              " are free: attach fewer combinations of lists, or change them in steps");
+    }
+  }
+  result.ok = result.errors.empty();
+  return result;
+}
+
+ApplyResult Agent::apply(const Config& config) {
+  VANE_ASSERT(!Vane::notificationDrainRunning());
+  const std::set<uint8_t> chips = wantedChips(config);
+  for (const uint8_t chip : chips) {
+    makeHelper(chip);
+  }
+  Change change{config, desiredState(config, chips, registry_, neighborDiscovery_, attachments_), {}, {}, {},
+                {}};
+  if (!giveIds(change) || !stageAll(change)) {
+    abandon(change);
+    ApplyResult refused = check(config);
+    refused.ok = false;
+    refused.rowsStaged = 0;
+    return refused;
+  }
+  commitAll(change);
+  adoptLists(change);
+  unpublishMovedPorts(config);
+  addPorts(config);
+  makeMachine();
+  activateChips(chips);
+  publishAll(change);
+  alignPairs(config);
+  retireUnused(change);
+  deactivateChips(chips);
+  removePorts(config);
+  clearUnitError();
+  config_ = config;
+  change.result.ok = true;
+  return change.result;
+}
+
+bool Agent::giveIds(Change& change) {
+  for (const Wanted& wanted : change.desired.indexKeys) {
+    if (live_.find(wanted.indexKey) != live_.end()) {
+      continue;
+    }
+    const auto kind = idKind(wanted.routed, directionOf(wanted.indexKey));
+    const auto id = helpers_.begin()->second->hwAclIdAllocator(kind)->allocate();
+    if (!id) {
+      const Vane::String text("no hardware ACL id is free");
+      helpers_.begin()->second->publishUnitErrorIs(text, true);
+      helpers_.begin()->second->unitErrorIs(text, Plex::aclCreateErrorInvalid);
+      return false;
+    }
+    change.newIds[wanted.indexKey] = *id;
+  }
+  return true;
+}
+
+bool Agent::stageAll(Change& change) {
+  for (const Wanted& wanted : change.desired.indexKeys) {
+    const auto live = live_.find(wanted.indexKey);
+    for (const uint8_t chip : wanted.chips) {
+      const bool placed = live != live_.end() && live->second.chips.count(chip) != 0;
+      if (!placed && !stageIndexKey(change, wanted, chip)) {
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
+// The changed lists of an index key are staged by create calls under their own keys; the unchanged ones get
+// one more version on behalf of a changed one. Where nothing changed (a new combination of known lists) the
+// first one stands in as the trigger.
+bool Agent::stageIndexKey(Change& change, const Wanted& wanted, uint8_t chip) {
+  const auto keys = members(wanted.indexKey);
+  const auto& chipHelper = helpers_.at(chip);
+  const auto isNew = [&](const Plex::AclKey& key) { return !chipHelper->programmedAclKeyToTcamInfoHas(key); };
+  const auto changed = std::find_if(keys.begin(), keys.end(), isNew);
+  const Plex::AclKey trigger = changed == keys.end() ? keys.front() : *changed;
+  for (const Plex::AclKey& member : keys) {
+    if (!stageMember(change, wanted, chip, member, trigger, member == trigger || isNew(member))) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool Agent::stageMember(Change& change, const Wanted& wanted, uint8_t chip, const Plex::AclKey& member,
+                        const Plex::AclKey& trigger, bool create) {
+  const auto live = live_.find(wanted.indexKey);
+  const uint16_t id = live != live_.end() ? live->second.id : change.newIds.at(wanted.indexKey);
+  const XpAcl::AclKeyInfo version = versionOf(member, id, wanted.routed);
+  const AclGeneration& generation = *generationOf(&change, member);
+  XpAcl::XpAclPlexAggregatorHelper& helper = *helpers_.at(chip);
+  change.pendingKeys[chip].insert(create ? member : trigger);
+  if (!create) {
+    if (!helper.allocateResource(trigger, version)) {
+      const Vane::String text("XpAclPlexAggregatorHelper aclCreateErrorTcamExhaustion::allocateResource");
+      helper.dirtyIs(true);
+      helper.publishUnitErrorIs(text, true);
+      helper.unitErrorIs(text, Plex::aclCreateErrorTcamExhaustion);
+      return false;
+    }
+  } else {
+    if (aclData_.find(member) == aclData_.end()) {
+      change.newAclData.insert(member);
+    }
+    if (stageAcl(helper, version, aclDataOf(member), *generation.acl, generation.uniqueIds) !=
+        XpAcl::staged) {
+      return false;
+    }
+  }
+  change.result.rowsStaged += static_cast<uint32_t>(generation.acl->rows.size());
+  return true;
+}
+
+// Everything goes back; what is published and what stands in the chips was never touched.
+void Agent::abandon(Change& change) {
+  for (const auto& [chip, keys] : change.pendingKeys) {
+    for (const Plex::AclKey& key : keys) {
+      helpers_.at(chip)->cleanupPendingPlatform(key);
+    }
+  }
+  for (const auto& [key, id] : change.newIds) {
+    const Wanted& wanted = *change.desired.find(key);
+    helpers_.begin()->second->hwAclIdAllocator(idKind(wanted.routed, directionOf(key)))->release(id);
+  }
+  for (const Plex::AclKey& key : change.newAclData) {
+    aclData_.erase(key);
+  }
+}
+
+void Agent::ownRows(uint8_t chip, const XpAcl::TcamIdxMapping& placement, const AclGeneration& generation) {
+  const XpAcl::AclKeyInfo& version = placement.aclKeyInfo();
+  const XpAcl::TcamType table = XpAcl::getTcamType(version.aclKey().direction(), version.aclKey().aclType());
+  const AggregatedAcl& acl = *generation.acl;
+  auto row = acl.rows.begin();
+  for (const auto& placed : placement.tcamIdxAll()) {
+    // Rules and placement are in the same order.
+    const std::size_t unique = row->origin >= 0
+                                   ? static_cast<std::size_t>(row->origin)
+                                   : acl.source.rules.size() + static_cast<std::size_t>(-row->origin - 1);
+    owners_.at(chip)[table][placed.value()] = {generation.acl,  version,     row->ruleNum,
+                                               row->subRuleNum, row->origin, generation.uniqueIds[unique]};
+    ++row;
+  }
+}
+
+void Agent::disownRows(uint8_t chip, const XpAcl::AclKeyInfo& version, ApplyResult& result) {
+  const auto placement = helpers_.at(chip)->programmedAclKeyInfoToIdx(version);
+  if (!placement) {
+    return;
+  }
+  const XpAcl::TcamType table = XpAcl::getTcamType(version.aclKey().direction(), version.aclKey().aclType());
+  for (const auto& placed : placement->tcamIdxAll()) {
+    owners_.at(chip)[table][placed.value()] = RowOwner();
+    ++result.rowsRetired;
+  }
+}
+
+void Agent::commitAll(Change& change) {
+  for (const auto& [chip, keys] : change.pendingKeys) {
+    for (const Plex::AclKey& key : keys) {
+      const auto pending = helpers_.at(chip)->pendingTcamMapping(key);
+      for (const auto& version : pending->pendingAclKeyInfoToIdxAll()) {
+        ownRows(chip, *version.ptr(), *generationOf(&change, version.key().aclKey()));
+      }
+      helpers_.at(chip)->commitPendingPlatform(key);
+    }
+  }
+  for (const Wanted& wanted : change.desired.indexKeys) {
+    LiveIndexKey& live = live_[wanted.indexKey];
+    const auto id = change.newIds.find(wanted.indexKey);
+    if (id != change.newIds.end()) {
+      live.id = id->second;
+      live.routed = wanted.routed;
+    }
+    live.chips.insert(wanted.chips.begin(), wanted.chips.end());
+  }
+}
+
+// A list whose rules are unchanged keeps its generation; only where its lines stand may be new.
+void Agent::adoptLists(Change& change) {
+  for (auto& [name, generation] : change.desired.lists) {
+    const Plex::AclKey key = aclKey(name, generation.generation);
+    const auto held = generations_.find(key);
+    if (held != generations_.end()) {
+      held->second.acl->source = generation.acl->source;
+      generation.acl = held->second.acl;
+    }
+    generations_[key] = generation;
+    registry_.generationIs(name, generation);
+    aclDataOf(key)->installedIs(true);
+  }
+}
+
+void Agent::publish(const Attachment& attachment, const XpAcl::HwAclIndexKey& key) {
+  XpAcl::XpAclPlexAggregatorHelper& helper = *helpers_.at(chipOf(attachment.intf));
+  const auto live = live_.find(key);
+  Vane::Ptr<Plex::AclData> data;
+  if (live != live_.end()) {
+    helper.assignedAclIdIs(key, XpAcl::AclId(live->second.id));
+    data = aclDataOf(members(key).front());
+  } else {
+    // Taking the lists away needs the direction only.
+    data = Plex::aclDataFactory(Plex::AclKey(Plex::AclKey().name(), attachment.direction, Acl::ipv4, 0));
+  }
+  const bool published =
+      helper.allocateAndCommitAcl(Plex::IntfPairKey(attachment.intf, Ovnet::IntfId()), data, key);
+  VANE_ASSERT(published);
+}
+
+void Agent::publishAll(Change& change) {
+  const auto old = attachments_;
+  for (const auto& [attachment, key] : old) {
+    if (change.desired.attachments.count(attachment) == 0) {
+      publish(attachment, XpAcl::HwAclIndexKey());
+    }
+  }
+  for (const auto& [attachment, key] : change.desired.attachments) {
+    const auto held = old.find(attachment);
+    if (held == old.end() || !(held->second == key)) {
+      publish(attachment, key);
+    }
+  }
+  attachments_ = change.desired.attachments;
+}
+
+void Agent::retire(const XpAcl::HwAclIndexKey& key, const LiveIndexKey& live, uint8_t chip,
+                   ApplyResult& result) {
+  for (const Plex::AclKey& member : members(key)) {
+    const XpAcl::AclKeyInfo version = versionOf(member, live.id, live.routed);
+    disownRows(chip, version, result);
+    helpers_.at(chip)->freeResource(version);
+  }
+}
+
+void Agent::retireUnused(Change& change) {
+  for (auto it = live_.begin(); it != live_.end();) {
+    const XpAcl::HwAclIndexKey key = it->first;
+    LiveIndexKey& live = it->second;
+    const Wanted* const wanted = change.desired.find(key);
+    if (wanted == nullptr) {
+      aclIdMapping_->keyToAclIdMappingDel(key);
+    }
+    const std::set<uint8_t> chips = live.chips;
+    for (const uint8_t chip : chips) {
+      if (wanted == nullptr || wanted->chips.count(chip) == 0) {
+        retire(key, live, chip, change.result);
+        live.chips.erase(chip);
+      }
+    }
+    if (wanted != nullptr) {
+      ++it;
+      continue;
+    }
+    for (const auto& [chip, chipHelper] : helpers_) {
+      chipHelper->assignedAclIdDel(key);
+    }
+    helpers_.begin()->second->hwAclIdAllocator(idKind(live.routed, directionOf(key)))->release(live.id);
+    it = live_.erase(it);
+  }
+  std::set<Plex::AclKey> used;
+  for (const auto& [key, live] : live_) {
+    for (const Plex::AclKey& member : members(key)) {
+      used.insert(member);
+    }
+  }
+  std::erase_if(generations_, [&](const auto& entry) { return used.count(entry.first) == 0; });
+  std::erase_if(aclData_, [&](const auto& entry) { return used.count(entry.first) == 0; });
+}
+
+void Agent::clearUnitError() {
+  for (const auto& [chip, chipHelper] : helpers_) {
+    if (chipHelper->unitErrorPublished() || chipHelper->dirty()) {
+      chipHelper->dirtyIs(false);
+      chipHelper->publishUnitErrorIs(Vane::String(""), false);
+      chipHelper->unitErrorIs(Vane::String(""), Plex::aclCreateErrorNone);
+    }
+  }
+}
+
+} // namespace agent

@@ -1,0 +1,215 @@
+#include "agent/Desired.h"
+
+#include <algorithm>
+
+namespace agent {
+
+Plex::AclKey aclKey(const AclName& name, uint32_t generation) {
+  return Plex::AclKey(Vane::String(name.name.c_str()), aclDirection(name.direction), aclType(name.family),
+                      generation);
+}
+
+AclName aclName(const Plex::AclKey& key) {
+  return {key.name().charPtr(), static_cast<Family>(key.aclType()), static_cast<Direction>(key.direction())};
+}
+
+const AclGeneration* AclRegistry::current(const AclName& name) const {
+  const auto found = current_.find(name);
+  return found == current_.end() ? nullptr : &found->second;
+}
+
+// An entry keeps its unique id while its text is unchanged; of equal texts the n-th keeps the n-th id.
+AclGeneration AclRegistry::next(const AccessList& list, Direction direction, bool neighborDiscovery) const {
+  const AclGeneration* const old = current({list.name, list.family, direction});
+  AclGeneration made;
+  made.acl = aggregate(list, neighborDiscovery);
+  const bool unchanged = old != nullptr && sameRules(old->acl->source, list);
+  made.generation = old == nullptr ? 1 : unchanged ? old->generation : old->generation + 1;
+  std::map<std::string, std::size_t> seen;
+  const auto idOf = [&](const std::string& text) {
+    const std::size_t occurrence = seen[text]++;
+    uint64_t id = 0;
+    if (old != nullptr) {
+      const auto ids = old->idsByText.find(text);
+      if (ids != old->idsByText.end() && occurrence < ids->second.size()) {
+        id = ids->second[occurrence];
+      }
+    }
+    if (id == 0) {
+      id = ++lastUniqueId_;
+    }
+    made.idsByText[text].push_back(id);
+    made.uniqueIds.push_back(id);
+  };
+  if (unchanged) {
+    // The same rows under the same key: whatever was counted stays with them, also where only the
+    // spelling of an entry changed.
+    made.uniqueIds = old->uniqueIds;
+    for (std::size_t i = 0; i < list.rules.size(); ++i) {
+      made.idsByText[list.rules[i].text].push_back(made.uniqueIds[i]);
+    }
+    for (const int32_t origin : {originSolicitation, originAdvertisement, originFinal}) {
+      made.idsByText[made.acl->textOf(origin)].push_back(
+          made.uniqueIds[list.rules.size() + static_cast<std::size_t>(-origin - 1)]);
+    }
+    return made;
+  }
+  for (const Rule& rule : list.rules) {
+    idOf(rule.text);
+  }
+  for (const int32_t origin : {originSolicitation, originAdvertisement, originFinal}) {
+    idOf(made.acl->textOf(origin));
+  }
+  return made;
+}
+
+const Wanted* Desired::find(const XpAcl::HwAclIndexKey& key) const {
+  const auto found = std::find_if(indexKeys.begin(), indexKeys.end(),
+                                  [&](const Wanted& wanted) { return wanted.indexKey == key; });
+  return found == indexKeys.end() ? nullptr : &*found;
+}
+
+Ovnet::IntfId intfId(const Interface& intf) {
+  return intf.kind == InterfaceKind::vlan ? Ovnet::IntfId(Ovnet::IntfId::vlan, intf.vlan)
+                                          : Ovnet::IntfId(Vane::String(intf.portName.c_str()));
+}
+
+unsigned slotOf(Family family, bool routed) {
+  if (family == Family::mac) {
+    return XpAcl::slotPortMac;
+  }
+  const unsigned v4 = routed ? XpAcl::slotRoutedV4 : XpAcl::slotPortV4;
+  return family == Family::ipv4 ? v4 : v4 + 1;
+}
+
+XpAcl::AclIntfTypeAndDir idKind(bool routed, Acl::AclDirection direction) {
+  if (routed) {
+    return direction == Acl::ingress ? XpAcl::routedIngress : XpAcl::routedEgress;
+  }
+  return direction == Acl::ingress ? XpAcl::portIngress : XpAcl::portEgress;
+}
+
+std::vector<Plex::AclKey> members(const XpAcl::HwAclIndexKey& key) {
+  const Plex::AclKey none;
+  std::vector<Plex::AclKey> keys;
+  for (unsigned slot = 0; slot < XpAcl::HwAclIndexKey::numSlots; ++slot) {
+    if (!(key.slot(slot) == none)) {
+      keys.push_back(key.slot(slot));
+    }
+  }
+  return keys;
+}
+
+Acl::AclDirection directionOf(const XpAcl::HwAclIndexKey& key) {
+  const auto keys = members(key);
+  return keys.empty() ? Acl::ingress : keys.front().direction();
+}
+
+namespace {
+
+class DesiredBuilder {
+public:
+  DesiredBuilder(const Config& config, const std::set<uint8_t>& chips, const AclRegistry& registry,
+                 bool neighborDiscovery, const std::map<Attachment, XpAcl::HwAclIndexKey>& keep)
+      : config_(config), chips_(chips), registry_(registry), neighborDiscovery_(neighborDiscovery),
+        keep_(keep) {}
+
+  Desired build() {
+    for (const Interface& intf : config_.interfaces) {
+      const bool here = intf.kind == InterfaceKind::ethernet && chips_.count(intf.chip) != 0;
+      if (here || intf.kind == InterfaceKind::vlan) {
+        for (const Direction direction : {Direction::in, Direction::out}) {
+          attach(intf, direction);
+        }
+      }
+    }
+    return std::move(desired_);
+  }
+
+private:
+  void attach(const Interface& intf, Direction direction) {
+    const bool routed = intf.kind == InterfaceKind::vlan;
+    const Attachment attachment{intfId(intf), aclDirection(direction)};
+    XpAcl::HwAclIndexKey key;
+    for (const Binding& binding : intf.bindings) {
+      if (binding.direction == direction) {
+        bind(binding, routed, key);
+      }
+    }
+    for (const Binding& refused : intf.refusedBindings) {
+      const auto kept = keep_.find(attachment);
+      if (refused.direction == direction && kept != keep_.end()) {
+        keepSlot(slotOf(refused.family, routed), kept->second, key);
+      }
+    }
+    if (!key.isDefault()) {
+      desired_.attachments[attachment] = key;
+      want(key, routed, intf.chip);
+    }
+  }
+
+  void bind(const Binding& binding, bool routed, XpAcl::HwAclIndexKey& key) {
+    const AccessList* const list = config_.list(binding.family, binding.list);
+    // A list without entries is no list: it permits.
+    if (list == nullptr || list->rules.empty()) {
+      return;
+    }
+    const AclName name{binding.list, binding.family, binding.direction};
+    auto made = desired_.lists.find(name);
+    if (made == desired_.lists.end()) {
+      made = desired_.lists.emplace(name, registry_.next(*list, binding.direction, neighborDiscovery_)).first;
+    }
+    key.slotIs(slotOf(binding.family, routed), aclKey(name, made->second.generation));
+  }
+
+  void keepSlot(unsigned slot, const XpAcl::HwAclIndexKey& kept, XpAcl::HwAclIndexKey& key) {
+    const Plex::AclKey& held = kept.slot(slot);
+    if (held == Plex::AclKey()) {
+      return;
+    }
+    key.slotIs(slot, held);
+    const AclName name = aclName(held);
+    if (const AclGeneration* current = registry_.current(name)) {
+      desired_.lists.emplace(name, *current);
+    }
+  }
+
+  // Port lists stand on the chip of their port, routed lists on every chip.
+  void want(const XpAcl::HwAclIndexKey& key, bool routed, uint8_t chip) {
+    auto wanted = std::find_if(desired_.indexKeys.begin(), desired_.indexKeys.end(),
+                               [&](const Wanted& w) { return w.indexKey == key; });
+    if (wanted == desired_.indexKeys.end()) {
+      desired_.indexKeys.push_back({key, routed, {}});
+      wanted = std::prev(desired_.indexKeys.end());
+    }
+    if (routed) {
+      wanted->chips = chips_;
+    } else {
+      wanted->chips.insert(chip);
+    }
+  }
+
+  const Config& config_;
+  const std::set<uint8_t>& chips_;
+  const AclRegistry& registry_;
+  bool neighborDiscovery_;
+  const std::map<Attachment, XpAcl::HwAclIndexKey>& keep_;
+  Desired desired_;
+};
+
+} // namespace
+
+Desired desiredState(const Config& config, const std::set<uint8_t>& chips, const AclRegistry& registry,
+                     bool neighborDiscovery, const std::map<Attachment, XpAcl::HwAclIndexKey>& keep) {
+  return DesiredBuilder(config, chips, registry, neighborDiscovery, keep).build();
+}
+
+std::set<uint8_t> firstChips(unsigned n) {
+  std::set<uint8_t> chips;
+  for (unsigned chip = 0; chip < n; ++chip) {
+    chips.insert(static_cast<uint8_t>(chip));
+  }
+  return chips;
+}
+
+} // namespace agent

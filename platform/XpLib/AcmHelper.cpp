@@ -1,0 +1,25 @@
+#include "XpLib/AcmHelper.h"
+
+namespace XpLib {
+
+Vane::U32 AcmHelper::getAcmIdx(Vane::U32 index, const Vane::String& name) {
+  if (acmIdxHas(index)) {
+    return baseIndex();
+  }
+  acmIdxIs(index, name);
+  lastCountIs(index, dal()->readCounter(device().value(), client(), index));
+  return index;
+}
+
+void AcmHelper::freeAcmIdx(Vane::U32 index) {
+  acmIdxDel(index);
+}
+
+Vane::U64 AcmHelper::getCounterValue(Vane::U32 index) {
+  const Vane::U64 now = dal()->readCounter(device().value(), client(), index);
+  const Vane::U64 before = lastCount(index);
+  lastCountIs(index, now);
+  return now - before;
+}
+
+} // namespace XpLib

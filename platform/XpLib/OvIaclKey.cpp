@@ -1,0 +1,71 @@
+#include "XpLib/OvIaclKey.h"
+
+#include "Vane/Vane.h"
+
+#include <cstring>
+
+namespace XpAcl {
+
+void OvIaclKey::reinitialize(XpXdk::xpIaclKeyType keyType) {
+  clear();
+  sdkKey.keyType = keyType;
+}
+
+void OvIaclKey::clear() {
+  numFields_ = 0;
+  sdkKey.numFields = 0;
+  sdkKey.length = 0;
+}
+
+void OvIaclKey::finalize() {
+  unsigned offset = 0;
+  for (unsigned i = 0; i < numFields_; ++i) {
+    const OvIaclKeyField& field = fields_[i];
+    sdkKey.fields[i] = {field.fieldId, field.width, static_cast<uint8_t>(offset)};
+    std::memcpy(sdkKey.value.data() + offset, field.value, field.width);
+    std::memcpy(sdkKey.mask.data() + offset, field.mask, field.width);
+    offset += field.width;
+  }
+  sdkKey.numFields = static_cast<uint8_t>(numFields_);
+  sdkKey.length = static_cast<uint8_t>(offset);
+}
+
+void addIaclKeyField(XpXdk::xpIaclKeyType keyType, uint8_t fieldId, const void* value, const void* mask,
+                     unsigned length, OvIaclKey& key) {
+  VANE_ASSERT(keyType == key.sdkKey.keyType);
+  VANE_ASSERT(length <= XpXdk::maxIaclFieldBytes);
+  unsigned at = 0;
+  while (at < key.numFields_ && key.fields_[at].fieldId != fieldId) {
+    ++at;
+  }
+  if (at == key.numFields_) {
+    VANE_ASSERT(key.numFields_ < XpXdk::maxIaclKeyFields);
+    ++key.numFields_;
+  }
+  OvIaclKey::OvIaclKeyField& field = key.fields_[at];
+  field.fieldId = fieldId;
+  field.width = static_cast<uint8_t>(length);
+  std::memcpy(field.value, value, length);
+  std::memcpy(field.mask, mask, length);
+}
+
+void readIaclKeyField(XpXdk::xpIaclKeyType keyType, uint8_t fieldId, const OvIaclKey& key, unsigned length,
+                      void* value, void* mask) {
+  VANE_ASSERT(keyType == key.sdkKey.keyType);
+  std::memset(value, 0, length);
+  std::memset(mask, 0xFF, length);
+  for (unsigned i = 0; i < key.sdkKey.numFields; ++i) {
+    const XpXdk::IaclFieldLayout& field = key.sdkKey.fields[i];
+    if (field.fieldId == fieldId) {
+      const unsigned width = field.width < length ? field.width : length;
+      std::memcpy(value, key.sdkKey.value.data() + field.offset, width);
+      std::memcpy(mask, key.sdkKey.mask.data() + field.offset, width);
+    }
+  }
+}
+
+void clearIaclData(XpXdk::xpIaclData_t& data) {
+  data = XpXdk::xpIaclData_t();
+}
+
+} // namespace XpAcl

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "Ovnet/IntfId.h"
+#include "Vane/Vane.h"
+#include "XpLib/PortAndVlanId.h"
+
+#include <bitset>
+#include <unordered_map>
+#include <vector>
+
+namespace XpVif {
+
+// A virtual interface of the chip; all ones: none.
+VANE_WRAPPER_VALUE(XpVif, VifId, Vane::U32, 0xFFFFFFFF)
+
+// The map itself; PortVlanVifStatus adds the indexes.
+class PortVlanVifMap : public Vane::PtrInterface {
+public:
+  VANE_ENTITY(XpVif, PortVlanVifMap, Vane::PtrInterface, CONST(Vane::Name, name),
+              MAP(XpLib::PortAndVlanId, VifId, portVlanToVifMap, PortVlanToVifMap))
+
+protected:
+  explicit PortVlanVifMap(const Vane::Name& name) : name_(name) {}
+};
+
+// Which VIF each (port, VLAN) pair resolves to: system-wide, or the pairs of one chip. Indexes by port and
+// by VLAN make a change of one port or VLAN cost what it touches, not what the system holds.
+class PortVlanVifStatus : public PortVlanVifMap {
+public:
+  VANE_ENTITY(XpVif, PortVlanVifStatus, PortVlanVifMap)
+
+  explicit PortVlanVifStatus(const Vane::Name& name) : PortVlanVifMap(name) {}
+
+  void portVlanToVifMapIs(const XpLib::PortAndVlanId& pair, const VifId& vif);
+  void portVlanToVifMapDel(const XpLib::PortAndVlanId& pair);
+  void portVlanToVifMapDelAll();
+
+  // The VLANs that the port carries, ascending, and the ports of the VLAN, ascending: copies, so that a walk
+  // may change the map.
+  std::vector<Bridging::VlanId> vlansOfIntf(const Ovnet::IntfId& intf) const;
+  std::vector<Ovnet::IntfId> intfsOfVlan(const Bridging::VlanId& vlan) const;
+
+private:
+  using VlanSet = std::bitset<4096>;
+  std::unordered_map<uint32_t, VlanSet> vlansByIntf_;               // by interface code
+  std::unordered_map<uint16_t, std::vector<uint32_t>> intfsByVlan_; // interface codes, sorted
+};
+VANE_FACTORY(PortVlanVifStatus, portVlanVifStatusFactory)
+
+// The VIF of each port.
+class PortVifStatus : public Vane::PtrInterface {
+public:
+  VANE_ENTITY(XpVif, PortVifStatus, Vane::PtrInterface, MAP(Ovnet::IntfId, VifId, intfToVif, IntfToVif))
+};
+VANE_FACTORY(PortVifStatus, portVifStatusFactory)
+
+} // namespace XpVif

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+
+// One function a command: adds the subcommand to the program and sets what it runs. The function that runs
+// answers the exit status.
+
+namespace tool {
+
+using Run = std::function<int()>;
+
+void addPlan(CLI::App& program, Run& run);
+void addReplay(CLI::App& program, Run& run);
+void addShow(CLI::App& program, Run& run);
+
+} // namespace tool

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "agent/Agent.h"
+#include "packet/Packet.h"
+#include "sim/System.h"
+#include "tool/Common.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+// Hits of configured lines, counted lookup by lookup.
+
+namespace tool {
+
+class Session;
+
+class Hits {
+public:
+  // A hit of the row's owner; null: the default row, or no row at all.
+  void hit(const agent::RowOwner* owner);
+
+  struct Line {
+    std::string acl;
+    agent::Family family = agent::Family::ipv4;
+    agent::Direction direction = agent::Direction::in;
+    std::optional<unsigned> line; // empty for the implicit rules
+    std::string file;
+    std::string rule;
+    uint64_t hits = 0;
+  };
+  // Every entry of every list of `lists` and of every list that was hit, in list order.
+  std::vector<Line> lines(const std::vector<std::shared_ptr<agent::AggregatedAcl>>& lists,
+                          const std::vector<agent::Direction>& directions) const;
+
+private:
+  struct Key {
+    const agent::AggregatedAcl* acl;
+    agent::Direction direction;
+    auto operator<=>(const Key&) const = default;
+  };
+  struct Counts {
+    std::shared_ptr<agent::AggregatedAcl> acl;
+    std::vector<uint64_t> entries; // then solicitation, advertisement, final
+  };
+  std::map<Key, Counts> counts_;
+  Key lastKey_{nullptr, agent::Direction::in};
+  Counts* last_ = nullptr;
+};
+
+Json lookupJson(const sim::Lookup& lookup, const agent::RowOwner* owner);
+Json linesJson(const std::vector<Hits::Line>& lines);
+std::string linesText(const std::vector<Hits::Line>& lines);
+
+} // namespace tool

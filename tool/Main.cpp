@@ -1,0 +1,48 @@
+#include "tool/Commands.h"
+#include "tool/Common.h"
+
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <new>
+
+int main(int argc, char** argv) {
+  CLI::App program{
+      "Compiles access lists into the TCAM rows of a simulated switch chip, judges packets by them, and "
+      "tells what a list costs."};
+  program.name("xpacl");
+  program.require_subcommand(1);
+  program.set_version_flag("--version", "xpacl " XPACL_VERSION);
+  program.footer(
+      "Exit status: 0 done, 1 the answer is no (does not fit, found a difference), 2 bad input or usage.\n"
+      "xpacl COMMAND --help shows each command with examples.");
+  tool::Run run;
+  tool::addPlan(program, run);
+  tool::addReplay(program, run);
+  tool::addShow(program, run);
+  try {
+    program.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return program.exit(error) == 0 ? tool::exitDone : tool::exitBadInput;
+  }
+  try {
+    const int status = run();
+    std::cout.flush();
+    if (!std::cout) {
+      std::cerr << "xpacl: standard output cannot be written\n";
+      return tool::exitBadInput;
+    }
+    return status;
+  } catch (const tool::Exit& exit) {
+    std::cout.flush();
+    if (*exit.what() != '\0') {
+      std::cerr << "xpacl: " << exit.what() << '\n';
+    }
+    return exit.status();
+  } catch (const std::bad_alloc&) {
+    std::cerr << "xpacl: out of memory\n";
+  } catch (const std::exception& error) {
+    std::cerr << "xpacl: " << error.what() << '\n';
+  }
+  return tool::exitBadInput;
+}

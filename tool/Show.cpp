@@ -1,0 +1,182 @@
+#include "tool/Commands.h"
+#include "tool/Common.h"
+#include "tool/Session.h"
+
+#include <algorithm>
+#include <any>
+#include <iostream>
+#include <memory>
+#include <unistd.h>
+
+namespace tool {
+
+namespace {
+
+struct ShowOptions : CommonOptions {
+  std::string config;
+  std::string what;
+  std::vector<std::string> arguments;
+  unsigned chip = 0;
+};
+
+[[noreturn]] void badArgument(const ShowOptions& options, const std::string& argument, const char* expected) {
+  throw Exit(exitBadInput, "show " + options.what + ": '" + argument + "' is not understood; " + expected);
+}
+
+// The dumps go to the descriptor themselves, byte for byte.
+void showTcam(const ShowOptions& options, Session& session) {
+  bool families[3] = {false, false, false};
+  bool directions[2] = {false, false};
+  for (const std::string& argument : options.arguments) {
+    if (argument == "ipv4" || argument == "ipv6" || argument == "mac") {
+      families[argument == "ipv4" ? 0 : argument == "ipv6" ? 1 : 2] = true;
+    } else if (argument == "in" || argument == "out") {
+      directions[argument == "in" ? 0 : 1] = true;
+    } else {
+      badArgument(options, argument, "give ipv4, ipv6 or mac, and in or out");
+    }
+  }
+  if (families[2] && directions[1]) {
+    throw Exit(exitBadInput, "show tcam mac out: MAC lists stand at ingress only; ask for mac in");
+  }
+  const bool allFamilies = !families[0] && !families[1] && !families[2];
+  const bool allDirections = !directions[0] && !directions[1];
+  const auto helper = session.agent().helper(static_cast<uint8_t>(options.chip));
+  std::cout.flush();
+  for (const Acl::AclDirection direction : {Acl::ingress, Acl::egress}) {
+    if (!allDirections && !directions[direction]) {
+      continue;
+    }
+    if (allFamilies || families[0]) {
+      helper->showV4AclTable(STDOUT_FILENO, direction);
+    }
+    if (allFamilies || families[1]) {
+      helper->showV6AclTable(STDOUT_FILENO, direction);
+    }
+    if (direction == Acl::ingress && (allFamilies || families[2])) {
+      helper->showMacAclTable(STDOUT_FILENO, direction);
+    }
+  }
+}
+
+// Invoked by name through the machine's type record, as a show command of a real agent would.
+void showPortTable(const ShowOptions& options, Session& session) {
+  const char* const operation = options.what == "ports"   ? "doShowPortCfgTblEntries"
+                                : options.what == "vlans" ? "doShowPortVlanIvifTblEntries"
+                                                          : "doShowEgressBdEvifTblEntries";
+  const auto machine = session.agent().chipMachine(static_cast<uint8_t>(options.chip));
+  if (!machine) {
+    throw Exit(exitBadInput, "chip " + std::to_string(options.chip) + " is not active");
+  }
+  std::cout.flush();
+  machine->fwkType().operation(operation).invoke(
+      machine, {Vane::U32{STDOUT_FILENO}, XpXdk::XpDeviceId(static_cast<Vane::U8>(options.chip))});
+}
+
+std::string listNames(const XpAcl::HwAclIndexKey& key) {
+  std::string names;
+  for (const Plex::AclKey& member : agent::members(key)) {
+    const agent::AclName name = agent::aclName(member);
+    names += (names.empty() ? "" : " ") + name.name + "(" + familyName(name.family) + ")";
+  }
+  return names;
+}
+
+void showIds(const ShowOptions& options, Session& session) {
+  agent::Agent& agent = session.agent();
+  std::vector<std::vector<std::string>> rows{{"ID", "KIND", "ROWS", "SAVED", "LISTS", "INTERFACES"}};
+  Json ids = Json::array();
+  uint64_t total = 0;
+  uint64_t saved = 0;
+  for (const auto& [key, live] : agent.liveIndexKeys()) {
+    std::vector<std::string> users;
+    for (const auto& [attachment, used] : agent.attachments()) {
+      if (used == key) {
+        users.emplace_back(session.portName(attachment.intf));
+      }
+    }
+    uint64_t rowsOfOne = 0;
+    for (const Plex::AclKey& member : agent::members(key)) {
+      rowsOfOne += agent.acl(member)->rows.size();
+    }
+    const uint64_t held = rowsOfOne * live.chips.size();
+    // What the same interfaces would take if each had a copy of its own.
+    const uint64_t unshared = live.routed ? held * users.size() : rowsOfOne * users.size();
+    const uint64_t spared = unshared > held ? unshared - held : 0;
+    total += held;
+    saved += spared;
+    const char* const kind = stringValue(agent::idKind(live.routed, agent::directionOf(key))).charPtr();
+    std::string names;
+    for (const std::string& user : users) {
+      names += (names.empty() ? "" : " ") + user;
+    }
+    rows.push_back(
+        {std::to_string(live.id), kind, std::to_string(held), std::to_string(spared), listNames(key), names});
+    ids.push_back({{"id", live.id},
+                   {"kind", kind},
+                   {"rows", held},
+                   {"saved", spared},
+                   {"lists", listNames(key)},
+                   {"interfaces", users}});
+  }
+  if (options.json) {
+    std::cout << dump(Json{{"ids", ids}, {"rows", total}, {"saved", saved}}) << "\n";
+    return;
+  }
+  if (rows.size() == 1) {
+    std::cout << "No list is applied, so no hardware ACL id is in use.\n";
+    return;
+  }
+  std::cout << columns(rows) << "\n" << total << " rows in use; sharing saves " << saved << ".\n";
+}
+
+void showState(Session& session, const ShowOptions& options) {
+  session.agent().helper(static_cast<uint8_t>(options.chip))->debugState([](const std::string& line) {
+    std::cout << line << '\n';
+  });
+}
+
+int runShow(const ShowOptions& options) {
+  Session session(loadConfig(options.config, options), options);
+  if (!session.agent().helper(static_cast<uint8_t>(options.chip))) {
+    throw Exit(exitBadInput,
+               "there is no chip " + std::to_string(options.chip) + "; chips are numbered from 0");
+  }
+  if (options.what != "tcam" && !options.arguments.empty()) {
+    badArgument(options, options.arguments.front(), "it takes no further words");
+  }
+  if (options.what == "tcam") {
+    showTcam(options, session);
+  } else if (options.what == "ids") {
+    showIds(options, session);
+  } else if (options.what == "state") {
+    showState(session, options);
+  } else {
+    showPortTable(options, session);
+  }
+  return exitDone;
+}
+
+} // namespace
+
+void addShow(CLI::App& program, Run& run) {
+  auto options = std::make_shared<ShowOptions>();
+  CLI::App* command = program.add_subcommand("show", "Print what the chip and the driver hold");
+  command->add_option("CONFIG", options->config, "The configuration")->required();
+  command
+      ->add_option(
+          "WHAT", options->what,
+          "tcam [ipv4|ipv6|mac] [in|out]: the TCAM rows; ports, vlans, egress: the port tables; ids: who "
+          "uses which hardware ACL id; state: the driver's books")
+      ->required()
+      ->check(CLI::IsMember({"tcam", "ports", "vlans", "egress", "ids", "state"}));
+  command->add_option("ARGS", options->arguments, "What of it");
+  command->add_option("--chip", options->chip, "The chip, from 0")->check(CLI::Range(0, 63));
+  addCommonOptions(*command, *options);
+  command->footer("Examples:\n"
+                  "  xpacl show campus.conf tcam ipv4 in\n"
+                  "  xpacl show campus.conf ids");
+  command->callback([options, &run] { run = [options] { return runShow(*options); }; });
+}
+
+} // namespace tool
