@@ -37,7 +37,7 @@ public:
   void hold() { ++references_; }
   void drop() {
     if (--references_ == 0) {
-      delete this;
+      dispose();
     }
   }
 
@@ -118,6 +118,9 @@ private:
   static constexpr std::size_t initialBuckets = 8; // a power of two, as every size after it
 
   ~HashMapBody() = default;
+
+  // Out of line, because callers that drop twice in a row are seen as using freed memory otherwise.
+  __attribute__((noinline)) void dispose() { delete this; }
 
   Node*& bucketOf(U32 hash) { return buckets_[hash & (buckets_.size() - 1)]; }
   Node* findNode(const K& key, U32 hash) {
