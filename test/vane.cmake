@@ -1,0 +1,6 @@
+xpacl_test(vane_value_test platform)
+xpacl_test(vane_collections_test platform)
+xpacl_test(vane_notification_test platform)
+xpacl_test(vane_entity_test platform)
+xpacl_test(vane_reactor_test platform)
+xpacl_test(vane_trace_test platform)

@@ -1,0 +1,359 @@
+#include "Vane/Collections.h"
+#include "Vane/Value.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <random>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Vane::U32;
+using Vane::U64;
+
+// Keys whose hashes collide, so that chains are exercised.
+struct Colliding {
+  U32 number = 0;
+  U32 hash() const { return number & 1; }
+  bool operator==(const Colliding&) const = default;
+};
+
+template <typename Map>
+std::string text(const Map& map) {
+  std::string result;
+  for (const auto& member : map) {
+    if constexpr (requires { member.key().number; }) {
+      result += std::to_string(member.key().number);
+    } else {
+      result += std::to_string(member.key());
+    }
+    result += '=';
+    result += std::to_string(member.value());
+    result += ' ';
+  }
+  return result;
+}
+
+unsigned seed() {
+  const char* given = std::getenv("XPACL_SEED");
+  const unsigned value = given != nullptr ? static_cast<unsigned>(std::strtoul(given, nullptr, 10)) : std::random_device()();
+  std::cout << "XPACL_SEED=" << value << std::endl;
+  return value;
+}
+
+TEST(VaneCollections, HashMapWalksInTheOrderOfInsertion) {
+  Vane::HashMap2018<Colliding, int> map;
+  EXPECT_EQ(text(map), "");
+  EXPECT_EQ(map.find({3}), nullptr);
+  EXPECT_FALSE(map.erase({3}));
+  EXPECT_TRUE(map.assign({3}, 30));
+  EXPECT_TRUE(map.assign({1}, 10));
+  EXPECT_TRUE(map.assign({2}, 20));
+  EXPECT_FALSE(map.assign({1}, 10)); // no change
+  EXPECT_TRUE(map.assign({1}, 11));
+  EXPECT_FALSE(map.insertOrAssign({2}, 20));
+  EXPECT_FALSE(map.insert({2}, 99));
+  EXPECT_EQ(text(map), "3=30 1=11 2=20 ");
+  EXPECT_TRUE(map.erase({1}));
+  EXPECT_FALSE(map.erase({1}));
+  map.insert({1}, 12);
+  EXPECT_EQ(text(map), "3=30 2=20 1=12 ");
+  EXPECT_EQ(map.valueOrDefault({4}), 0);
+  EXPECT_EQ(*map.find({1}), 12);
+  Vane::HashMap2018<Colliding, int> other(std::move(map));
+  EXPECT_EQ(other.size(), 3u);
+  other.clear();
+  EXPECT_TRUE(other.empty());
+  other.insert({9}, 1);
+  EXPECT_EQ(text(other), "9=1 ");
+}
+
+TEST(VaneCollections, TreeMapWalksInAscendingOrder) {
+  Vane::RbTreeMap<U32, int> map;
+  EXPECT_FALSE(map.first());
+  EXPECT_EQ(map.lastKey(), nullptr);
+  for (const U32 key : {5u, 1u, 9u, 3u}) {
+    EXPECT_TRUE(map.assign(key, static_cast<int>(key) * 10));
+  }
+  EXPECT_FALSE(map.assign(3, 30));
+  EXPECT_TRUE(map.assign(3, 31));
+  EXPECT_EQ(text(map), "1=10 3=31 5=50 9=90 ");
+  EXPECT_EQ(map.first().key(), 1u);
+  EXPECT_EQ(*map.lastKey(), 9u);
+  EXPECT_EQ(map.lowerBound(4).key(), 5u);
+  EXPECT_FALSE(map.lowerBound(10));
+  EXPECT_TRUE(map.erase(9));
+  EXPECT_EQ(*map.lastKey(), 5u);
+  EXPECT_EQ(map.size(), 3u);
+}
+
+template <typename Map>
+class VaneBothMaps : public testing::Test {};
+using BothMaps = testing::Types<Vane::HashMap2018<U32, U64>, Vane::RbTreeMap<U32, U64>>;
+TYPED_TEST_SUITE(VaneBothMaps, BothMaps);
+
+TYPED_TEST(VaneBothMaps, MemberDeletedUnderAnIterator) {
+  TypeParam map;
+  for (U32 key = 1; key <= 4; ++key) {
+    map.insert(key, key * 10);
+  }
+  auto iterator = map.iteratorConst();
+  ++iterator;
+  auto copy = iterator;
+  EXPECT_TRUE(map.erase(2));
+  EXPECT_TRUE(map.erase(3)); // and the one it would have gone to
+  EXPECT_EQ(map.find(2), nullptr);
+  EXPECT_FALSE(map.erase(2));
+  EXPECT_EQ(map.size(), 2u);
+  EXPECT_EQ(text(map), "1=10 4=40 ");
+  EXPECT_EQ(copy.key(), 2u); // still readable
+  EXPECT_EQ(copy.value(), 20u);
+  ++iterator;
+  EXPECT_EQ(iterator.key(), 4u);
+  ++copy;
+  EXPECT_EQ(copy.key(), 4u);
+  ++copy;
+  EXPECT_FALSE(copy);
+  map.clear();
+  EXPECT_EQ(iterator.value(), 40u);
+  ++iterator;
+  EXPECT_FALSE(iterator);
+}
+
+TYPED_TEST(VaneBothMaps, MemberDeletedAndInsertedAgainIsVisitedOnce) {
+  TypeParam map;
+  for (U32 key = 1; key <= 3; ++key) {
+    map.insert(key, key * 10);
+  }
+  std::string visited;
+  for (const auto& member : map.all()) {
+    const U32 key = member.key();
+    visited += std::to_string(key);
+    visited += ' ';
+    map.erase(key);
+    map.insert(key, key * 100);
+    map.insert(key + 100, 1); // ahead of the walk in both orders
+  }
+  EXPECT_EQ(visited, "1 2 3 ");
+  EXPECT_EQ(map.size(), 6u);
+  EXPECT_EQ(*map.find(2), 200u);
+}
+
+TYPED_TEST(VaneBothMaps, IteratorOutlivesTheCollection) {
+  auto map = std::make_unique<TypeParam>();
+  map->insert(1, 10);
+  map->insert(2, 20);
+  auto iterator = map->iteratorConst();
+  map.reset();
+  EXPECT_EQ(iterator.value(), 10u);
+  ++iterator;
+  EXPECT_FALSE(iterator);
+}
+
+TYPED_TEST(VaneBothMaps, WalkEndsThoughItsBodyKeepsInserting) {
+  TypeParam map;
+  map.insert(0, 0);
+  U32 visits = 0;
+  for (const auto& member : map.all()) {
+    map.insert(member.key() + 1, 0);
+    ++visits;
+    ASSERT_LT(visits, 10u);
+  }
+  EXPECT_EQ(visits, 1u);
+}
+
+// Values whose destruction comes back to the map that held them.
+struct Reentrant {
+  std::function<void()> onDestroy;
+  Reentrant() = default;
+  explicit Reentrant(std::function<void()> action) : onDestroy(std::move(action)) {}
+  Reentrant(const Reentrant&) = default;
+  Reentrant(Reentrant&& other) noexcept : onDestroy(std::exchange(other.onDestroy, nullptr)) {}
+  Reentrant& operator=(const Reentrant&) = default;
+  ~Reentrant() {
+    if (onDestroy) {
+      std::exchange(onDestroy, nullptr)();
+    }
+  }
+};
+
+template <typename Map>
+void destroyReentrantly() {
+  Map map;
+  int calls = 0;
+  bool armed = false;
+  const auto action = [&] {
+    if (armed) {
+      ++calls;
+      map.erase(2);
+      map.insert(50, std::make_shared<Reentrant>());
+      map.erase(50);
+      map.insert(60, std::make_shared<Reentrant>());
+    }
+  };
+  for (U32 key = 1; key <= 3; ++key) {
+    map.insert(key, std::make_shared<Reentrant>(action));
+  }
+  armed = true;
+  map.erase(1);
+  EXPECT_EQ(calls, 2); // of member 1, and from there of member 2
+  EXPECT_EQ(map.size(), 2u);
+  map.clear();
+  EXPECT_EQ(calls, 3);
+  EXPECT_EQ(map.size(), 1u); // what the last destructor inserted
+  armed = false;
+}
+
+TEST(VaneCollections, ValuesMayComeBackWhenTheyAreDestroyed) {
+  destroyReentrantly<Vane::HashMap2018<U32, std::shared_ptr<Reentrant>>>();
+  destroyReentrantly<Vane::RbTreeMap<U32, std::shared_ptr<Reentrant>>>();
+}
+
+// A twin of the collection, and what each running walk has seen and must still see.
+template <typename Map>
+class Twin {
+public:
+  explicit Twin(unsigned seed) : random_(seed) {}
+
+  void run(int steps) {
+    for (int step = 0; step < steps && !testing::Test::HasFailure(); ++step) {
+      edit();
+      if (random_() % 8 == 0) {
+        startWalk();
+      }
+      if (!walks_.empty() && random_() % 2 == 0) {
+        stepWalk(random_() % walks_.size());
+      }
+      if (step % 64 == 0) {
+        compare();
+      }
+    }
+    while (!walks_.empty()) {
+      stepWalk(0);
+    }
+    compare();
+  }
+
+private:
+  struct Running {
+    typename Map::Iterator iterator;
+    std::set<U32> owed; // were there at the start, and ever since
+    std::set<U32> seen;
+  };
+
+  void edit() {
+    const U32 key = random_() % 40;
+    switch (random_() % 5) {
+    case 0:
+    case 1: {
+      const U64 value = random_() % 3;
+      const auto held = twin_.find(key);
+      const bool changes = held == twin_.end() || held->second != value;
+      EXPECT_EQ(map_.assign(key, value), changes);
+      twin_[key] = value;
+      break;
+    }
+    case 2:
+    case 3:
+      EXPECT_EQ(map_.erase(key), twin_.erase(key) != 0);
+      for (Running& walk : walks_) {
+        walk.owed.erase(key);
+      }
+      break;
+    default:
+      if (random_() % 100 == 0) {
+        map_.clear();
+        twin_.clear();
+        for (Running& walk : walks_) {
+          walk.owed.clear();
+        }
+      }
+    }
+  }
+
+  void startWalk() {
+    Running walk{map_.iteratorConst(), {}, {}};
+    for (const auto& [key, value] : twin_) {
+      walk.owed.insert(key);
+    }
+    EXPECT_EQ(static_cast<bool>(walk.iterator), !twin_.empty());
+    if (walk.iterator) {
+      visit(walk);
+      walks_.push_back(std::move(walk));
+    }
+  }
+
+  void visit(Running& walk) {
+    const U32 key = walk.iterator.key();
+    EXPECT_TRUE(walk.seen.insert(key).second) << "visited twice: " << key;
+    const auto held = twin_.find(key);
+    ASSERT_NE(held, twin_.end()) << "visited though absent: " << key;
+    EXPECT_EQ(walk.iterator.value(), held->second);
+    walk.owed.erase(key);
+  }
+
+  void stepWalk(std::size_t index) {
+    Running& walk = walks_[index];
+    ++walk.iterator;
+    if (walk.iterator) {
+      visit(walk);
+      return;
+    }
+    EXPECT_TRUE(walk.owed.empty()) << "never visited: " << *walk.owed.begin();
+    walks_.erase(walks_.begin() + static_cast<std::ptrdiff_t>(index));
+  }
+
+  void compare() {
+    std::map<U32, U64> contents;
+    for (const auto& member : map_) {
+      EXPECT_TRUE(contents.emplace(member.key(), member.value()).second);
+    }
+    EXPECT_EQ(contents, twin_);
+    EXPECT_EQ(map_.size(), twin_.size());
+    for (U32 key = 0; key < 40; ++key) {
+      EXPECT_EQ(map_.has(key), twin_.count(key) != 0);
+    }
+  }
+
+  std::mt19937 random_;
+  Map map_;
+  std::map<U32, U64> twin_;
+  std::vector<Running> walks_;
+};
+
+TYPED_TEST(VaneBothMaps, AgreesWithItsTwinUnderRandomEditsAndWalks) {
+  const unsigned start = seed();
+  for (unsigned round = 0; round < 40; ++round) {
+    Twin<TypeParam>(start + round).run(2000);
+  }
+}
+
+TEST(VaneCollections, ManyMembers) {
+  constexpr U32 count = 50000;
+  Vane::RbTreeMap<U32, bool> pool;
+  Vane::HashMap2018<U32, U32> rows;
+  for (U32 key = 0; key < count; ++key) {
+    pool.insert(key, true);
+  }
+  for (U32 next = 0; next < count; ++next) {
+    const auto first = pool.first();
+    ASSERT_EQ(first.key(), next);
+    rows.insert(first.key(), next);
+    pool.erase(first.key());
+  }
+  EXPECT_TRUE(pool.empty());
+  EXPECT_EQ(rows.size(), count);
+  for (U32 key = 0; key < count; ++key) {
+    ASSERT_NE(rows.find(key), nullptr);
+  }
+}
+
+} // namespace
