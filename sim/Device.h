@@ -1,13 +1,5 @@
 #pragma once
 
-#include "sim/Key.h"
-#include "sim/PortTables.h"
-#include "sim/TcamTable.h"
-
-#include "XpXdk/Managers.h"
-
-#include "packet/Packet.h"
-
 #include <array>
 #include <bitset>
 #include <cstdint>
@@ -15,6 +7,13 @@
 #include <string>
 #include <unordered_map>
 #include <vector>
+
+#include "XpXdk/Managers.h"
+
+#include "packet/Packet.h"
+#include "sim/Key.h"
+#include "sim/PortTables.h"
+#include "sim/TcamTable.h"
 
 // One simulated chip: its five TCAM tables, counter blocks, port, port-VLAN and egress tables, and the
 // attachment of its ports to VLANs. What the SDK may do to it goes through sim::System; the members here
@@ -55,12 +54,8 @@ public:
 
 private:
   uint16_t accessVlan_ = 0;
-  std::bitset<4095> carried_; // index 0 is never set
-  struct VifRange {
-    uint16_t low, high, vif;
-    bool operator==(const VifRange&) const = default;
-  };
-  std::vector<VifRange> vifs_; // the last range that holds a VLAN counts
+  std::bitset<4095> carried_;  // index 0 is never set
+  std::vector<uint16_t> vifs_; // by VLAN; empty until the first VIF
 };
 
 // What one TCAM lookup found.
@@ -140,6 +135,11 @@ std::string keyText(XpXdk::xpIaclType_e table, const TcamKeyBytes& value, const 
 std::string keyText(XpXdk::xpIaclType_e table, const TcamKeyBytes& key);
 // "log=0 count=1 result=1 cntr=11"
 std::string dataText(const XpXdk::xpIaclData_t& data);
+// "PAclId=1 aclEnBits=3 macAclEn=0", "vlan=10 ivif=5 routeAclId=1 routeAclEn=1",
+// "bd=10 evif=5 ePaclId=1 v4En=1 v6En=0 eRaclId=0 v4En=0 v6En=0"
+std::string entryText(const XpXdk::xpPortConfigEntry& entry);
+std::string entryText(const XpXdk::xpPortVlanIvifEntry& entry);
+std::string entryText(const XpXdk::xpEgressBdEvifEntry& entry);
 // The name of a field of the table's key: "aclId", "flags", "dstL4", ...
 const char* fieldName(XpXdk::xpIaclType_e table, uint8_t fieldId);
 // "TACL_V4_IACL"; "table<N>" for a number that is no table.

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "sim/System.h"
-
-#include "XpXdk/Managers.h"
-
 #include <cstdint>
 #include <memory>
 #include <optional>
+
+#include "XpXdk/Managers.h"
+
+#include "sim/System.h"
 
 // Faults on purpose: a wrapper over the SDK's interfaces that answers a chosen status at the n-th call.
 // It stands in front of any SDK, the simulated one or another wrapper. Calls are counted from 1; calls of

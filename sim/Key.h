@@ -1,12 +1,11 @@
 #pragma once
 
-#include "sim/TcamTable.h"
+#include <cstdint>
 
 #include "XpXdk/IaclTypes.h"
 
 #include "packet/Packet.h"
-
-#include <cstdint>
+#include "sim/TcamTable.h"
 
 // The key that the chip forms from a packet for one lookup. Field offsets come from the layout table of
 // XpXdk/IaclTypes.h.

@@ -1,15 +1,14 @@
 #pragma once
 
-#include "sim/Device.h"
-#include "sim/System.h"
-
-#include "packet/Packet.h"
-
 #include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
+
+#include "packet/Packet.h"
+#include "sim/Device.h"
+#include "sim/System.h"
 
 // A frame's way through the chip, judged by nothing but the chip's tables.
 //
@@ -43,9 +42,9 @@ struct Ingress {
 
 enum class Fate : uint8_t {
   permitted,
-  denied,          // by a lookup
-  unknownPort,     // the device or port does not exist
-  vlanNotCarried,  // by the input port
+  denied,         // by a lookup
+  unknownPort,    // the device or port does not exist
+  vlanNotCarried, // by the input port
   outVlanNotCarried,
 };
 const char* fateText(Fate fate); // "permit", "deny", and why for the others

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "XpXdk/Managers.h"
-
 #include <cstdint>
 #include <optional>
 #include <unordered_map>
 #include <utility>
 #include <vector>
+
+#include "XpXdk/Managers.h"
 
 // The keyed tables of a chip, ingress port-VLAN and egress BD: entries live at hardware indexes, and the
 // hardware finds them by a key of two 16-bit numbers. Index allocation takes the lowest free index.
@@ -39,7 +39,7 @@ public:
   // The index of a key, or nothing.
   std::optional<uint32_t> indexOf(uint32_t key) const;
 
-  // Empty when all invariants hold, else the first that is broken.
+  // Null when all invariants hold, else the first that is broken.
   const char* audit() const;
 
 private:
@@ -51,7 +51,9 @@ private:
   uint32_t nextFresh_ = 0;
 };
 
-constexpr uint32_t portVlanKey(uint16_t vif, uint16_t vlan) { return uint32_t{vif} << 16 | vlan; }
+constexpr uint32_t portVlanKey(uint16_t vif, uint16_t vlan) {
+  return uint32_t{vif} << 16 | vlan;
+}
 constexpr uint32_t keyOf(const XpXdk::xpPortVlanIvifEntry& entry) {
   return portVlanKey(entry.keyIvif, entry.keyVlan);
 }

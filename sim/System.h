@@ -1,15 +1,15 @@
 #pragma once
 
-#include "sim/Device.h"
-
-#include "XpXdk/Managers.h"
-
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include "XpXdk/Managers.h"
+
+#include "sim/Device.h"
 
 // A system of simulated chips behind the SDK's interfaces.
 //
@@ -35,6 +35,8 @@
 // hook is set, no text is made.
 
 namespace sim {
+
+constexpr uint8_t maxDevice = 63;
 
 enum class Op : uint8_t {
   writeKeyMask,
@@ -157,10 +159,17 @@ public:
 
 private:
   struct Managers;
-  friend struct Managers;
+  friend class TcamManager;
+  friend class CounterManager;
+  friend class PortConfigManager;
+  friend class PortVlanManager;
+  friend class EgressManager;
 
   template <typename Arguments, typename Execute>
   XpXdk::XP_STATUS perform(Op op, uint8_t device, const Arguments& arguments, const Execute& execute);
+  // The number of entries of a table of `device`, with the SDK log's messages about unknown devices.
+  template <typename Count>
+  XpXdk::XP_STATUS numOfEntry(uint8_t device, uint32_t& count, const Count& countOf);
 
   std::map<uint8_t, std::unique_ptr<Device>> devices_;
   std::unique_ptr<Managers> managers_;

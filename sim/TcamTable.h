@@ -79,7 +79,7 @@ public:
   // The same answer as lookup(), by looking at one row after the other: the reference.
   uint32_t linearLookup(const TcamKeyBytes& key) const;
 
-  // Recomputes the invariants from the rows. Empty when all hold, else the first that is broken.
+  // Recomputes the invariants from the rows. Null when all hold, else the first that is broken.
   const char* audit() const;
 
 private:
@@ -90,20 +90,19 @@ private:
   };
   // The bitmaps of one key byte, empty until a valid row compares the byte.
   struct ByteIndex {
-    std::vector<uint64_t> bits;       // 256 times {summary words, bitmap words}: rows agreeing with v
-    std::vector<uint64_t> ignoring;   // the same once: rows that ignore the byte
-    uint32_t comparing = 0;           // valid rows that compare the byte
+    std::vector<uint64_t> bits;     // 256 times {summary words, bitmap words}: rows agreeing with v
+    std::vector<uint64_t> ignoring; // the same once: rows that ignore the byte
+    uint32_t comparing = 0;         // valid rows that compare the byte
   };
 
-  TcamRow& touch(uint32_t rowNumber);
-  const TcamRow* find(uint32_t rowNumber) const;
-  void byteIs(unsigned byte, uint32_t rowNumber, uint8_t value, uint8_t mask, bool present);
+  Page& touch(uint32_t rowNumber);
+  const Page* page(uint32_t rowNumber) const;
+  void enter(unsigned byte, uint32_t rowNumber, uint8_t value, uint8_t mask);
+  void leave(unsigned byte, uint32_t rowNumber, uint8_t value, uint8_t mask);
+  void matchBitsAre(ByteIndex& index, uint32_t rowNumber, uint8_t value, uint8_t mask, bool on);
   void bitIs(uint64_t* map, uint32_t rowNumber, bool on) const;
-  void startIndex(ByteIndex& index);
-  void activeBytesAre();
-  template <unsigned summaryWords>
-  uint32_t search(const TcamKeyBytes& key, uint32_t from) const;
-  uint32_t searchWord(const TcamKeyBytes& key, uint32_t word, uint64_t candidates) const;
+  void listActiveBytes();
+  bool summaryExact(const uint64_t* map) const;
 
   uint32_t numRows_;
   unsigned keyLength_;
@@ -112,7 +111,7 @@ private:
   uint32_t summaryWords_; // one for each 4096 rows
   uint32_t stride_;       // summaryWords_ + words_
   uint32_t numValid_ = 0;
-  std::vector<uint64_t> valid_; // {summary words, bitmap words}
+  std::vector<uint64_t> valid_;          // {summary words, bitmap words}
   std::vector<std::vector<Page>> pages_; // each empty or with one page
   std::array<ByteIndex, tcamKeyCapacity> bytes_;
   std::array<uint8_t, tcamKeyCapacity> active_{}; // bytes that some valid row compares
