@@ -1,0 +1,11 @@
+#pragma once
+
+#include "agent/config/EntryParser.h"
+
+namespace agent {
+
+// The part of parseEntry for IPv4 and IPv6 lists; the cursor stands behind the action.
+void parseIpEntry(Cursor& cursor, const EntryContext& context, Findings& findings, Rule& rule,
+                  std::vector<std::pair<size_t, size_t>>& skipped);
+
+} // namespace agent

@@ -1,0 +1,205 @@
+#include "agent/config/Lexer.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+namespace agent {
+
+namespace {
+
+bool isBlank(char c) {
+  return c == ' ' || c == '\t' || c == '\v' || c == '\f' || c == '\r';
+}
+
+char lower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+// Words longer than this are no misspelt keywords, and comparing them would cost time.
+constexpr size_t maxComparedLength = 40;
+
+} // namespace
+
+bool LineReader::next(std::string_view& line) {
+  if (rest_.empty())
+    return false;
+  const size_t end = rest_.find('\n');
+  line = rest_.substr(0, end);
+  rest_ = end == std::string_view::npos ? std::string_view{} : rest_.substr(end + 1);
+  if (!line.empty() && line.back() == '\r')
+    line.remove_suffix(1);
+  ++number_;
+  return true;
+}
+
+void splitWords(std::string_view line, std::vector<Token>& tokens) {
+  tokens.clear();
+  size_t i = 0;
+  while (true) {
+    while (i < line.size() && isBlank(line[i]))
+      ++i;
+    if (i == line.size() || line[i] == '!')
+      return;
+    const size_t first = i;
+    while (i < line.size() && !isBlank(line[i]))
+      ++i;
+    tokens.push_back({line.substr(first, i - first), static_cast<unsigned>(first + 1)});
+  }
+}
+
+Token Cursor::peek(size_t ahead) const {
+  if (next_ + ahead < tokens_->size())
+    return (*tokens_)[next_ + ahead];
+  if (tokens_->empty())
+    return {{}, 1};
+  const Token& last = tokens_->back();
+  return {{}, last.column + static_cast<unsigned>(last.text.size())};
+}
+
+Token Cursor::take() {
+  const Token token = peek();
+  if (!atEnd())
+    ++next_;
+  return token;
+}
+
+bool Cursor::at(std::string_view keyword, size_t ahead) const {
+  return sameWord(peek(ahead).text, keyword);
+}
+
+bool Cursor::takeWord(std::string_view keyword) {
+  if (!at(keyword))
+    return false;
+  ++next_;
+  return true;
+}
+
+bool sameWord(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && compareWords(a, b) == 0;
+}
+
+bool startsWithWord(std::string_view text, std::string_view prefix) {
+  return text.size() >= prefix.size() && sameWord(text.substr(0, prefix.size()), prefix);
+}
+
+int compareWords(std::string_view a, std::string_view b) {
+  const size_t common = std::min(a.size(), b.size());
+  for (size_t i = 0; i < common; ++i) {
+    const auto x = static_cast<unsigned char>(lower(a[i]));
+    const auto y = static_cast<unsigned char>(lower(b[i]));
+    if (x != y)
+      return x < y ? -1 : 1;
+  }
+  if (a.size() == b.size())
+    return 0;
+  return a.size() < b.size() ? -1 : 1;
+}
+
+std::string lowerCase(std::string_view text) {
+  std::string result(text);
+  std::transform(result.begin(), result.end(), result.begin(), lower);
+  return result;
+}
+
+bool allDigits(std::string_view text) {
+  return !text.empty() && std::all_of(text.begin(), text.end(), isDigit);
+}
+
+std::optional<uint32_t> decimal(std::string_view text, uint32_t max) {
+  if (!allDigits(text))
+    return std::nullopt;
+  uint64_t value = 0;
+  for (const char c : text) {
+    value = value * 10 + static_cast<unsigned>(c - '0');
+    if (value > max)
+      return std::nullopt;
+  }
+  return static_cast<uint32_t>(value);
+}
+
+std::optional<uint32_t> number(std::string_view text, uint32_t max) {
+  if (!startsWithWord(text, "0x"))
+    return decimal(text, max);
+  text.remove_prefix(2);
+  if (text.empty())
+    return std::nullopt;
+  uint64_t value = 0;
+  for (const char raw : text) {
+    const char c = lower(raw);
+    if (!isDigit(c) && !(c >= 'a' && c <= 'f'))
+      return std::nullopt;
+    value = value * 16 + static_cast<unsigned>(isDigit(c) ? c - '0' : c - 'a' + 10);
+    if (value > max)
+      return std::nullopt;
+  }
+  return static_cast<uint32_t>(value);
+}
+
+std::string quotedWord(std::string_view word) {
+  constexpr size_t longest = 48;
+  std::string result = "'";
+  for (const char c : word.substr(0, longest)) {
+    if (c >= ' ' && c <= '~') {
+      result += c;
+      continue;
+    }
+    std::array<char, 8> text{};
+    std::snprintf(text.data(), text.size(), "\\x%02x", static_cast<unsigned char>(c));
+    result += text.data();
+  }
+  if (word.size() > longest)
+    result += "...";
+  return result + "'";
+}
+
+std::string foldedText(const std::vector<Token>& tokens, size_t first, size_t last) {
+  std::string result;
+  if (first < last)
+    result.reserve(tokens[last - 1].column + tokens[last - 1].text.size() - tokens[first].column);
+  for (size_t i = first; i < last; ++i) {
+    if (i != first)
+      result += ' ';
+    result += tokens[i].text;
+  }
+  return result;
+}
+
+unsigned editDistance(std::string_view a, std::string_view b, unsigned limit) {
+  const size_t longer = std::max(a.size(), b.size());
+  if (longer > maxComparedLength || longer - std::min(a.size(), b.size()) > limit)
+    return limit + 1;
+  std::array<unsigned, maxComparedLength + 1> row{};
+  for (size_t j = 0; j <= b.size(); ++j)
+    row[j] = static_cast<unsigned>(j);
+  for (size_t i = 1; i <= a.size(); ++i) {
+    unsigned diagonal = row[0];
+    row[0] = static_cast<unsigned>(i);
+    for (size_t j = 1; j <= b.size(); ++j) {
+      const unsigned substituted = diagonal + (lower(a[i - 1]) == lower(b[j - 1]) ? 0 : 1);
+      diagonal = row[j];
+      row[j] = std::min({substituted, row[j] + 1, row[j - 1] + 1});
+    }
+  }
+  return std::min(row[b.size()], limit + 1);
+}
+
+NearestWord::NearestWord(std::string_view word)
+    // One slip in a short word, two in a longer one, three in a long one; with more everything is alike.
+    : word_(word), distance_(word.size() <= 4    ? 2
+                             : word.size() <= 10 ? 3
+                                                 : 4) {}
+
+void NearestWord::offer(std::string_view candidate) {
+  const unsigned distance = editDistance(word_, candidate, distance_ - 1);
+  if (distance < distance_) {
+    distance_ = distance;
+    best_ = candidate;
+  }
+}
+
+std::string NearestWord::suggestion() const {
+  return best_.empty() ? std::string{} : "; did you mean " + quotedWord(best_) + "?";
+}
+
+} // namespace agent

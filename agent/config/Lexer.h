@@ -1,0 +1,95 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// Lines and words of configuration text. Keywords are compared without regard to case, names with it.
+
+namespace agent {
+
+struct Token {
+  std::string_view text;
+  unsigned column = 0; // 1-based, octets
+};
+
+// Splits a text into lines; accepts LF, CR LF and a last line without an end.
+class LineReader {
+public:
+  explicit LineReader(std::string_view text) : rest_(text) {}
+  // The next line without its end; false behind the last one.
+  bool next(std::string_view& line);
+  unsigned number() const { return number_; } // of the last line, 1-based
+
+private:
+  std::string_view rest_;
+  unsigned number_ = 0;
+};
+
+// Replaces `tokens` by the words of the line. A word that starts with '!' starts a comment.
+void splitWords(std::string_view line, std::vector<Token>& tokens);
+
+// A walk over the words of one line.
+class Cursor {
+public:
+  Cursor(const std::vector<Token>& tokens, size_t first) : tokens_(&tokens), next_(first) {}
+  bool atEnd() const { return next_ >= tokens_->size(); }
+  // The word `ahead` words on; an empty one behind the last word, standing where the line ends.
+  Token peek(size_t ahead = 0) const;
+  Token take();
+  void skip(size_t count) { next_ += std::min(count, tokens_->size() - std::min(next_, tokens_->size())); }
+  // Takes the next word when it is this keyword.
+  bool takeWord(std::string_view keyword);
+  bool at(std::string_view keyword, size_t ahead = 0) const;
+  size_t position() const { return next_; }
+  void positionIs(size_t position) { next_ = position; }
+
+private:
+  const std::vector<Token>* tokens_;
+  size_t next_;
+};
+
+bool sameWord(std::string_view a, std::string_view b); // without regard to case
+bool startsWithWord(std::string_view text, std::string_view prefix);
+// Negative, zero or positive, in the order of the lower-case spellings.
+int compareWords(std::string_view a, std::string_view b);
+std::string lowerCase(std::string_view text);
+inline bool isDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+inline bool isLetter(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+bool allDigits(std::string_view text); // and not empty
+
+// Decimal digits only; nothing when there is anything else or the value exceeds `max`.
+std::optional<uint32_t> decimal(std::string_view text, uint32_t max);
+// "0x" and hexadecimal digits, or decimal.
+std::optional<uint32_t> number(std::string_view text, uint32_t max);
+
+// A word as it stands in messages: in single quotes, cut when it is long, unprintable octets as "\xNN".
+std::string quotedWord(std::string_view word);
+// The words from `first` on, one blank between them.
+std::string foldedText(const std::vector<Token>& tokens, size_t first, size_t last);
+
+// Edit distance (Levenshtein) without regard to case, or limit + 1 when it is greater than limit.
+unsigned editDistance(std::string_view a, std::string_view b, unsigned limit);
+// The candidate that a typing slip away from `word` is likely to mean, empty when there is none.
+class NearestWord {
+public:
+  explicit NearestWord(std::string_view word);
+  void offer(std::string_view candidate);
+  std::string_view best() const { return best_; }
+  // "; did you mean 'x'?" or nothing.
+  std::string suggestion() const;
+
+private:
+  std::string_view word_;
+  std::string_view best_;
+  unsigned distance_;
+};
+
+} // namespace agent
