@@ -31,7 +31,8 @@
 //   2. stage every version that is missing, on every chip; on any failure give everything back
 //   3. commit: rows are written under ids that no interface uses yet
 //   4. chips that join get what the others hold
-//   5. per interface: block, publish the id, publish the index key, unblock
+//   5. per interface: block, publish the id, publish the index key, unblock (when several interfaces move,
+//      all are blocked before the first one moves)
 //   6. bring the (port, VLAN) pairs in line: a pair that joins meets its routed list at once
 //   7. retire the versions that nothing uses; release their ids last
 
@@ -109,7 +110,7 @@ public:
   ApplyResult chipRemove(uint8_t chip);
   const std::set<uint8_t>& activeChips() const { return active_; }
 
-  // Blocks or unblocks an interface, whatever lists it has.
+  // Blocks or unblocks an interface, whatever lists it has. A block stays through changes.
   void blockIntf(Ovnet::IntfId intf, bool block);
 
   // One (port, VLAN) pair more or less than the configuration has. The port is an Ethernet port of an active
@@ -171,7 +172,7 @@ private:
   void makeMachine();
   void removePorts(const Config& config);
   void publishAll(Change& change);
-  void publish(const Attachment& attachment, const XpAcl::HwAclIndexKey& key);
+  void publish(const Attachment& attachment, const XpAcl::HwAclIndexKey& key, bool bracket);
   void retireUnused(Change& change);
   void retire(const XpAcl::HwAclIndexKey& key, const LiveIndexKey& live, uint8_t chip, ApplyResult& result);
   void clearUnitError();
@@ -202,6 +203,7 @@ private:
   std::set<uint8_t> removedChips_;    // left although the configuration has them
   std::map<uint32_t, uint16_t> vifs_; // by interface code: a port, or the port-channel of its members
   std::map<Ovnet::IntfId, Ovnet::IntfId> channelOf_;
+  std::set<Ovnet::IntfId> operatorBlocks_;
 
   AclRegistry registry_;
   // Lists of every generation that still has rows.

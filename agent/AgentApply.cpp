@@ -281,7 +281,9 @@ void Agent::adoptLists(Change& change) {
   }
 }
 
-void Agent::publish(const Attachment& attachment, const XpAcl::HwAclIndexKey& key) {
+// `bracket`: through the helper, which blocks the interface for the publishing and unblocks it afterwards;
+// otherwise the interface is blocked already and stays so.
+void Agent::publish(const Attachment& attachment, const XpAcl::HwAclIndexKey& key, bool bracket) {
   XpAcl::XpAclPlexAggregatorHelper& helper = *helpers_.at(chipOf(attachment.intf));
   const auto live = live_.find(key);
   Vane::Ptr<Plex::AclData> data;
@@ -292,22 +294,38 @@ void Agent::publish(const Attachment& attachment, const XpAcl::HwAclIndexKey& ke
     // Taking the lists away needs the direction only.
     data = Plex::aclDataFactory(Plex::AclKey(Plex::AclKey().name(), attachment.direction, Acl::ipv4, 0));
   }
-  const bool published =
-      helper.allocateAndCommitAcl(Plex::IntfPairKey(attachment.intf, Ovnet::IntfId()), data, key);
+  const Plex::IntfPairKey pair(attachment.intf, Ovnet::IntfId());
+  const bool published = bracket ? helper.allocateAndCommitAcl(pair, data, key)
+                                 : helper.PlexAclAggregatorHelper::allocateAndCommitAcl(pair, data, key);
   VANE_ASSERT(published);
 }
 
+// A packet can meet several interfaces (its port, its VLAN, the port and VLAN it leaves by). When more than
+// one of them changes, all are blocked before the first one moves and each is unblocked when it has moved: no
+// packet meets the new lists of one and the old lists of another, which together might let through what
+// both configurations deny.
 void Agent::publishAll(Change& change) {
-  const auto old = attachments_;
-  for (const auto& [attachment, key] : old) {
+  std::map<Ovnet::IntfId, std::vector<std::pair<Attachment, XpAcl::HwAclIndexKey>>> moves;
+  for (const auto& [attachment, key] : attachments_) {
     if (change.desired.attachments.count(attachment) == 0) {
-      publish(attachment, XpAcl::HwAclIndexKey());
+      moves[attachment.intf].push_back({attachment, XpAcl::HwAclIndexKey()});
     }
   }
   for (const auto& [attachment, key] : change.desired.attachments) {
-    const auto held = old.find(attachment);
-    if (held == old.end() || !(held->second == key)) {
-      publish(attachment, key);
+    const auto held = attachments_.find(attachment);
+    if (held == attachments_.end() || !(held->second == key)) {
+      moves[attachment.intf].push_back({attachment, key});
+    }
+  }
+  const bool several = moves.size() > 1 || (moves.size() == 1 && moves.begin()->second.size() > 1);
+  for (const auto& [intf, steps] : moves) {
+    if (several) {
+      helpers_.begin()->second->blockIntf(intf, true, 0);
+    }
+  }
+  for (const auto& [intf, steps] : moves) {
+    for (std::size_t i = 0; i < steps.size(); ++i) {
+      publish(steps[i].first, steps[i].second, i + 1 == steps.size() && operatorBlocks_.count(intf) == 0);
     }
   }
   attachments_ = change.desired.attachments;

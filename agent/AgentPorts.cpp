@@ -18,7 +18,7 @@ std::set<uint16_t> vlansOf(const Interface& intf, const Config& config) {
     return {*intf.accessVlan};
   }
   std::set<uint16_t> vlans;
-  if (!intf.allowedVlans.empty()) {
+  if (intf.trunk) {
     for (const PortRange& range : intf.allowedVlans) {
       for (uint32_t vlan = range.low; vlan <= range.high; ++vlan) {
         vlans.insert(static_cast<uint16_t>(vlan));
@@ -121,6 +121,11 @@ ApplyResult Agent::chipRemove(uint8_t chip) {
 }
 
 void Agent::blockIntf(Ovnet::IntfId intf, bool block) {
+  if (block) {
+    operatorBlocks_.insert(intf);
+  } else {
+    operatorBlocks_.erase(intf);
+  }
   helpers_.begin()->second->blockIntf(intf, block, 0);
 }
 
@@ -135,7 +140,7 @@ void Agent::unpublishMovedPorts(const Config& config) {
     for (const Acl::AclDirection direction : {Acl::ingress, Acl::egress}) {
       const Attachment attachment{id, direction};
       if (attachments_.count(attachment) != 0) {
-        publish(attachment, XpAcl::HwAclIndexKey());
+        publish(attachment, XpAcl::HwAclIndexKey(), true);
         attachments_.erase(attachment);
       }
     }

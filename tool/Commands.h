@@ -14,5 +14,8 @@ using Run = std::function<int()>;
 void addPlan(CLI::App& program, Run& run);
 void addReplay(CLI::App& program, Run& run);
 void addShow(CLI::App& program, Run& run);
+void addTrace(CLI::App& program, Run& run);
+void addWho(CLI::App& program, Run& run);
+void addUpdate(CLI::App& program, Run& run);
 
 } // namespace tool

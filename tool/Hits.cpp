@@ -60,17 +60,17 @@ std::vector<Hits::Line> Hits::lines(const std::vector<std::shared_ptr<agent::Agg
   return lines;
 }
 
-Json lookupJson(const sim::Lookup& lookup, const agent::RowOwner* owner) {
+Json lookupJson(const sim::LookupResult& lookup, const agent::RowOwner* owner) {
   Json json;
   json["table"] = stringValue(tcamType(lookup.table)).charPtr();
   json["role"] = lookup.role == sim::Role::routed ? "routed" : "port";
   json["aclId"] = lookup.aclId;
-  json["row"] = lookup.hit() ? Json(lookup.row) : Json(nullptr);
+  json["row"] = isHit(lookup) ? Json(lookup.row) : Json(nullptr);
   json["result"] = lookup.forward ? "permit" : "deny";
   json["acl"] = owner == nullptr ? Json(nullptr) : Json(owner->acl->source.name);
   json["line"] = owner == nullptr || owner->rule() == nullptr ? Json(nullptr) : Json(owner->rule()->loc.line);
   json["rule"] = owner != nullptr ? owner->acl->textOf(owner->origin)
-                 : lookup.hit()   ? "(default row) deny"
+                 : isHit(lookup)  ? "(default row) deny"
                                   : "(no row) deny";
   return json;
 }

@@ -2,7 +2,7 @@
 
 #include "agent/Agent.h"
 #include "packet/Packet.h"
-#include "sim/System.h"
+#include "sim/Pipeline.h"
 #include "tool/Common.h"
 
 #include <cstdint>
@@ -50,7 +50,7 @@ private:
   Counts* last_ = nullptr;
 };
 
-Json lookupJson(const sim::Lookup& lookup, const agent::RowOwner* owner);
+Json lookupJson(const sim::LookupResult& lookup, const agent::RowOwner* owner);
 Json linesJson(const std::vector<Hits::Line>& lines);
 std::string linesText(const std::vector<Hits::Line>& lines);
 

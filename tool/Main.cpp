@@ -20,6 +20,9 @@ int main(int argc, char** argv) {
   tool::addPlan(program, run);
   tool::addReplay(program, run);
   tool::addShow(program, run);
+  tool::addTrace(program, run);
+  tool::addWho(program, run);
+  tool::addUpdate(program, run);
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -60,6 +60,10 @@ struct Totals {
   uint64_t notCarried = 0; // dropped because the port does not carry the frame's VLAN
 };
 
+bool notCarried(const sim::Verdict& verdict) {
+  return verdict.fate == sim::Fate::vlanNotCarried || verdict.fate == sim::Fate::outVlanNotCarried;
+}
+
 class Replay {
 public:
   explicit Replay(const ReplayOptions& options)
@@ -89,7 +93,7 @@ public:
     while (source.next(packet)) {
       const sim::Verdict verdict = session_.judge(packet, in_, out_ ? &*out_ : nullptr, vlan_);
       count(verdict);
-      if (writer && verdict.permit) {
+      if (writer && verdict.permit()) {
         writer->write(source.frame());
       }
       progress.at(totals_.packets);
@@ -104,23 +108,22 @@ public:
 private:
   void count(const sim::Verdict& verdict) {
     ++totals_.packets;
-    totals_.permit += verdict.permit ? 1 : 0;
-    totals_.notCarried += verdict.vlanNotCarried ? 1 : 0;
+    totals_.permit += verdict.permit() ? 1 : 0;
+    totals_.notCarried += notCarried(verdict) ? 1 : 0;
     Json lookups = Json::array();
-    for (const sim::Lookup& lookup : verdict.lookups()) {
-      const agent::RowOwner* const owner =
-          lookup.hit() ? session_.agent().rowOwner(lookup.device, tcamType(lookup.table), lookup.row)
-                       : nullptr;
+    for (const sim::LookupResult& lookup : verdict.lookups()) {
+      const agent::RowOwner* const owner = ownerOf(session_, lookup, in_, out_ ? &*out_ : nullptr);
       hits_.hit(owner);
       if (options_.json) {
         lookups.push_back(lookupJson(lookup, owner));
       }
     }
     if (options_.json) {
-      Json json{
-          {"packet", totals_.packets}, {"verdict", verdict.permit ? "permit" : "deny"}, {"lookups", lookups}};
-      if (verdict.vlanNotCarried) {
-        json["dropped"] = "the port does not carry the frame's VLAN";
+      Json json{{"packet", totals_.packets},
+                {"verdict", verdict.permit() ? "permit" : "deny"},
+                {"lookups", lookups}};
+      if (notCarried(verdict)) {
+        json["dropped"] = sim::fateText(verdict.fate);
       }
       std::cout << dump(json) << '\n';
     }

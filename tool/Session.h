@@ -3,6 +3,7 @@
 #include "agent/Agent.h"
 #include "agent/config/ConfigModel.h"
 #include "packet/Packet.h"
+#include "sim/Pipeline.h"
 #include "sim/System.h"
 #include "tool/Common.h"
 
@@ -34,6 +35,7 @@ public:
           unsigned spareChips = 0);
 
   agent::Agent& agent() { return *agent_; }
+  const agent::Agent& agent() const { return *agent_; }
   sim::System& system() { return *system_; }
 
   // Makes `config` the running configuration; ends the command with status 1 when it does not fit.
@@ -51,17 +53,24 @@ public:
 
   // What every lookup of a frame says.
   sim::Verdict judge(const packet::Packet& packet, const PortRef& in, const PortRef* out,
-                     std::optional<uint16_t> vlan);
+                     std::optional<uint16_t> vlan, bool count = true);
 
 private:
   PortRef portOf(const agent::Interface& intf);
   PortRef portOfVlan(uint16_t vlan);
 
   std::unique_ptr<sim::System> system_;
-  std::unique_ptr<sim::System::Installed> installed_;
+  std::optional<sim::System::Installation> installed_;
   std::unique_ptr<agent::Agent> agent_;
   agent::Config config_;
 };
+
+// Whether a lookup hit a row, and whose row it was; null for the default row and for no row.
+inline bool isHit(const sim::LookupResult& lookup) {
+  return lookup.row != sim::TcamTable::noRow;
+}
+const agent::RowOwner* ownerOf(const Session& session, const sim::LookupResult& lookup, const PortRef& in,
+                               const PortRef* out);
 
 // The table of the library's books for a table of the chip.
 XpAcl::TcamType tcamType(XpXdk::xpIaclType_e table);
