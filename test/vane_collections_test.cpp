@@ -44,7 +44,8 @@ std::string text(const Map& map) {
 
 unsigned seed() {
   const char* given = std::getenv("XPACL_SEED");
-  const unsigned value = given != nullptr ? static_cast<unsigned>(std::strtoul(given, nullptr, 10)) : std::random_device()();
+  const unsigned value =
+      given != nullptr ? static_cast<unsigned>(std::strtoul(given, nullptr, 10)) : std::random_device()();
   std::cout << "XPACL_SEED=" << value << std::endl;
   return value;
 }

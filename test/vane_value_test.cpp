@@ -25,8 +25,7 @@ public:
 class Mixed {
 public:
   VANE_VALUE(Demo, Mixed, (bool, on, true), (Vane::String, name, Vane::String("none")), (Color, color, green),
-             (VlanVifKey, key, VlanVifKey()), (int, offset, -1),
-             (Mac, mac, Mac()))
+             (VlanVifKey, key, VlanVifKey()), (int, offset, -1), (Mac, mac, Mac()))
 };
 
 class Single {
@@ -103,10 +102,12 @@ TEST(VaneValue, Laws) {
   checkLaws<VlanId>({VlanId(1), VlanId(2), VlanId(256), VlanId(4094)});
   checkLaws<VifId>({VifId(0), VifId(255), VifId(0x10000), VifId()});
   checkLaws<Demo::Color>({Demo::red, Demo::green, Demo::blueGreen});
-  checkLaws<Demo::VlanVifKey>({Demo::VlanVifKey(VlanId(9), VifId(100)), Demo::VlanVifKey(VlanId(10), VifId(5)),
+  checkLaws<Demo::VlanVifKey>({Demo::VlanVifKey(VlanId(9), VifId(100)),
+                               Demo::VlanVifKey(VlanId(10), VifId(5)),
                                Demo::VlanVifKey(VlanId(10), VifId(7))});
   checkLaws<Demo::Single>({Demo::Single(0), Demo::Single(1), Demo::Single(~Vane::U64{0})});
-  checkLaws<Demo::Unordered>({Demo::Unordered(0, true), Demo::Unordered(0, false), Demo::Unordered(200, false)});
+  checkLaws<Demo::Unordered>(
+      {Demo::Unordered(0, true), Demo::Unordered(0, false), Demo::Unordered(200, false)});
   checkLaws<Demo::Mixed>({mixed(false, "z", Demo::red, 4, 1, 1), mixed(true, "", Demo::red, 4, 1, 1),
                           mixed(true, "it's a \\ 'name'", Demo::red, 4, 1, 1),
                           mixed(true, "it's a \\ 'name'", Demo::green, 4, 1, 1),
@@ -141,10 +142,11 @@ TEST(VaneValue, AccessorsAndSetters) {
 // The recipe over known bytes; the numbers were computed by hand from the recipe.
 TEST(VaneValue, HashIsOneAtATimeOverTheFieldsLowByteFirst) {
   EXPECT_EQ(Demo::VlanVifKey(Demo::VlanId(10), Demo::VifId(5)).hash(), 425057046u); // 0a 00 05 00 00 00
-  EXPECT_EQ(Demo::VlanVifKey().hash(), 896230693u);                              // 01 00 ff ff ff ff
+  EXPECT_EQ(Demo::VlanVifKey().hash(), 896230693u);                                 // 01 00 ff ff ff ff
   EXPECT_EQ(Vane::String("aclGroupDefault").hash(), 1684757394u);
   EXPECT_EQ(Vane::hashOf(true), Vane::hashOf(Vane::U8{1}));
-  EXPECT_EQ(Vane::hashOf(Vane::U32{0x12345678}), Vane::hashOf(std::array<Vane::U8, 4>{0x78, 0x56, 0x34, 0x12}));
+  EXPECT_EQ(Vane::hashOf(Vane::U32{0x12345678}),
+            Vane::hashOf(std::array<Vane::U8, 4>{0x78, 0x56, 0x34, 0x12}));
   EXPECT_EQ(Vane::Hash().result(), 0u);
 }
 
@@ -177,8 +179,9 @@ TEST(VaneValue, ParseErrorsNameTheField) {
             "ParseException: expected the end at \" \"");
   EXPECT_EQ(why(""), "ParseException: expected \"Value('Demo::VlanVifKey', ** {\" at \"\"");
   Key kept(Demo::VlanId(3), Demo::VifId(4));
-  EXPECT_NE(thrown([&] { Vane::strepToValue("Value('Demo::VlanVifKey', ** {'vlanId': 5, 'vif': x})", &kept); }),
-            "nothing");
+  EXPECT_NE(
+      thrown([&] { Vane::strepToValue("Value('Demo::VlanVifKey', ** {'vlanId': 5, 'vif': x})", &kept); }),
+      "nothing");
   EXPECT_EQ(text(kept), "Value('Demo::VlanVifKey', ** {'vlanId': 3, 'vif': 4})");
 }
 
@@ -262,7 +265,8 @@ TEST(VaneAssertDeathTest, PrintsPlaceSignatureAndExpression) {
   EXPECT_EXIT(VANE_ASSERT_TEXT(numIndices, "!t->isPolymorphic()"), testing::KilledBySignal(SIGABRT),
               "Assertion \"!t->isPolymorphic\\(\\)\" failed\\.");
   EXPECT_EXIT(VANE_ASSERT_AT(false, "!(true)", "XpAclHwAclIdSm", 279, "void f(int)"),
-              testing::KilledBySignal(SIGABRT), "^XpAclHwAclIdSm:279: void f\\(int\\): Assertion \"!\\(true\\)\" failed\\.\n$");
+              testing::KilledBySignal(SIGABRT),
+              "^XpAclHwAclIdSm:279: void f\\(int\\): Assertion \"!\\(true\\)\" failed\\.\n$");
   VANE_ASSERT(numIndices == 0); // a true one does nothing
 }
 

@@ -42,7 +42,7 @@ void Entity::saveConstructParams() const {
 
 void Entity::entBackupDel() const {
   if (parent_ != nullptr) {
-    parent_->backups_.erase(name_);
+    parent_->backupDel(name_);
   }
 }
 
@@ -89,7 +89,6 @@ void Dir::entityIs(const Ptr<Entity>& entity) {
 void Dir::entityDel(const Name& name) {
   if (const Ptr<Entity> held = entity(name)) {
     entities_.erase(name);
-    backups_.erase(name);
     held->parent_ = nullptr;
   }
 }

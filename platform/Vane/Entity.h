@@ -82,8 +82,8 @@ public:
   void saveConstructParams() const;
   // Drops that copy.
   void entBackupDel() const;
-  // Makes the entity of that name again from its copy, unless it stands in `dir` already; null when
-  // there is no copy.
+  // Answers the entity of that name in `dir`, or makes it again from its copy with the factory of its
+  // type (VANE_ENTITY_FACTORY); null when there is no copy or no such factory.
   static Ptr<Entity> reconstruct(const Name& name, const Ptr<Dir>& dir);
 
   static const Type& vaneType();
@@ -106,12 +106,13 @@ public:
   // Raises NameInUseException when another entity has the name; asserts that the entity is in no
   // other directory.
   void entityIs(const Ptr<Entity>& entity);
-  // The entity's backup copy goes with it.
+  // A backup copy of the entity stays.
   void entityDel(const Name& name);
   std::size_t entityCount() const { return entities_.size(); }
   Walk<RbTreeMap<Name, Ptr<Entity>>::Iterator> entityAll() const { return entities_.all(); }
 
   bool backupHas(const Name& name) const { return backups_.has(name); }
+  void backupDel(const Name& name) { backups_.erase(name); }
 
   static const Type& vaneType();
   const Type& fwkType() const override { return vaneType(); }
@@ -151,7 +152,7 @@ ConstructorParam<T> constructorParam(const char* name, const T& current) {
   return {name, current};
 }
 
-VANE_API void throwReinstantiation(const char* name, const String& given, const String& current);
+[[noreturn]] VANE_API void throwReinstantiation(const char* name, const String& given, const String& current);
 
 // Raises NameInUseException when the argument differs from the parameter's current value.
 template <typename T, typename Given>

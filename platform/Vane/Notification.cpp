@@ -101,6 +101,7 @@ void NotificationQueue::commit(Entry* entry, PtrInterface::NotifieeConst& notifi
   entry->destroy = destroy;
   entry->epoch = notifiee.vaneEpoch();
   tail_->writeAt += entry->size;
+  ++pending_;
 }
 
 NotificationQueue::Entry* NotificationQueue::front() {
@@ -127,43 +128,33 @@ void NotificationQueue::pop(const Entry& entry) {
     entry.destroy(const_cast<Entry*>(&entry) + 1);
   }
   head_->readAt += entry.size;
+  --pending_;
   // Last, because the notifiee may die and its destructor may write.
   notifiee->referencesDec();
 }
 
-void NotificationQueue::deliver(Entry& entry, std::exception_ptr& first) {
-  PtrInterface::NotifieeConst& notifiee = *entry.notifiee;
-  if (!notifiee.isRegisteredNotifiee() || notifiee.vaneEpoch() != entry.epoch ||
-      !notifiee.hasNotificationActive() || notifiee.vaneMarkedForDeletion()) {
-    return;
-  }
+void NotificationQueue::failed(PtrInterface::NotifieeConst& notifiee) {
+  std::exception_ptr exception = std::current_exception();
   try {
-    notifiee.handleNotification(Notification(entry.deliver, &entry + 1));
+    if (notifiee.onNotificationException(exception)) {
+      return;
+    }
   } catch (...) {
-    std::exception_ptr exception = std::current_exception();
-    try {
-      if (notifiee.onNotificationException(exception)) {
-        return;
-      }
-    } catch (...) {
-      exception = std::current_exception();
-    }
-    if (first == nullptr) {
-      first = exception;
-    }
+    exception = std::current_exception();
+  }
+  if (failure_ == nullptr) {
+    failure_ = exception;
   }
 }
 
-void NotificationQueue::drain() {
-  std::exception_ptr first;
-  running_ = true;
+void NotificationQueue::deliverPending() {
   for (Entry* entry = front(); entry != nullptr; entry = front()) {
-    deliver(*entry, first);
+    PtrInterface::NotifieeConst& notifiee = *entry->notifiee;
+    if (notifiee.isRegisteredNotifiee() && notifiee.vaneEpoch() == entry->epoch &&
+        notifiee.hasNotificationActive() && !notifiee.vaneMarkedForDeletion()) {
+      deliver(notifiee, Notification(entry->deliver, entry + 1));
+    }
     pop(*entry);
-  }
-  running_ = false;
-  if (first != nullptr) {
-    std::rethrow_exception(first);
   }
 }
 

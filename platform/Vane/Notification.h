@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <exception>
 #include <new>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 
@@ -114,11 +115,27 @@ public:
     commit(reserve(0), notifiee, deliver, nullptr);
   }
 
+  // True when the next write is an outermost one.
+  bool idle() const { return !running_ && scopes_ == 0; }
   // Delivers everything, unless an outer write or a scope will.
   void drainIfOutermost() {
-    if (!running_ && scopes_ == 0) {
+    if (idle()) {
       drain();
     }
+  }
+  bool empty() const { return pending_ == 0; }
+
+  // What pushing one entry and draining does, without storing the entry. For an idle, empty queue; the
+  // key (null without one) stays in place meanwhile.
+  void deliverNow(PtrInterface::NotifieeConst& notifiee, const Notification& notification) {
+    if (!notifiee.hasNotificationActive() || notifiee.vaneMarkedForDeletion()) {
+      return;
+    }
+    running_ = true;
+    notifiee.referencesInc();
+    deliver(notifiee, notification);
+    notifiee.referencesDec();
+    drainRest();
   }
 
 private:
@@ -162,8 +179,28 @@ private:
   Entry* reserve(std::size_t keySize);
   void commit(Entry* entry, PtrInterface::NotifieeConst& notifiee, Notification::Deliver deliver,
               void (*destroy)(void*));
-  void drain();
-  void deliver(Entry& entry, std::exception_ptr& first);
+  void deliver(PtrInterface::NotifieeConst& notifiee, const Notification& notification) {
+    try {
+      notifiee.handleNotification(notification);
+    } catch (...) {
+      failed(notifiee);
+    }
+  }
+  void failed(PtrInterface::NotifieeConst& notifiee);
+  void drain() {
+    running_ = true;
+    drainRest();
+  }
+  void drainRest() {
+    if (pending_ != 0) {
+      deliverPending();
+    }
+    running_ = false;
+    if (failure_ != nullptr) {
+      std::rethrow_exception(std::exchange(failure_, nullptr));
+    }
+  }
+  void deliverPending();
   Entry* front();
   void pop(const Entry& entry);
 
@@ -172,6 +209,8 @@ private:
   Chunk* head_; // delivered from
   Chunk* tail_; // appended to
   Chunk* spare_ = nullptr;
+  std::size_t pending_ = 0;    // entries
+  std::exception_ptr failure_; // the first of the running drain
   unsigned scopes_ = 0;
   bool running_ = false;
 };
@@ -211,43 +250,56 @@ struct MemberClass<Result (Class::*)(Args...)> {
   using Of = Class;
 };
 
-// Sends `On`(key) to every notifiee of `object` that reacts to attributes of `type`.
+// Calls `On` of the notifiee, with the stored key if it takes one.
 template <auto On, typename Key>
-void notifyKeyed(const PtrInterface& object, const Type& type, const Key& key) {
-  if (!object.vaneHasNotifiees()) {
+void callReaction(PtrInterface::NotifieeConst& to, const void* stored) {
+  using Notifiee = typename MemberClass<decltype(On)>::Of;
+  (static_cast<Notifiee&>(to).*On)(*static_cast<const Key*>(stored));
+}
+template <auto On>
+void callReaction(PtrInterface::NotifieeConst& to, const void*) {
+  using Notifiee = typename MemberClass<decltype(On)>::Of;
+  (static_cast<Notifiee&>(to).*On)();
+}
+
+// Sends `On`(key...) to every notifiee of `object` that reacts to attributes of `type`.
+template <auto On, typename... Key>
+void notifyAll(const PtrInterface& object, const Type& type, const Key&... key) {
+  static_assert(sizeof...(Key) <= 1);
+  const PtrInterface::NotifieeList& notifiees = object.notifieeList();
+  NotificationQueue& queue = NotificationQueue::current();
+  if (notifiees.size() == 1 && queue.idle() && queue.empty()) {
+    PtrInterface::NotifieeConst& only = *notifiees.front();
+    if (only.vaneWatches(type)) {
+      // Copied, because the handler may remove the member that the key belongs to.
+      [[maybe_unused]] const std::tuple<Key...> copy(key...);
+      const void* stored = nullptr;
+      if constexpr (sizeof...(Key) == 1) {
+        stored = &std::get<0>(copy);
+      }
+      queue.deliverNow(only, Notification(callReaction<On, Key...>, stored));
+    }
     return;
   }
-  NotificationQueue& queue = NotificationQueue::current();
-  for (PtrInterface::NotifieeConst* notifiee : object.notifieeList()) {
+  for (PtrInterface::NotifieeConst* notifiee : notifiees) {
     if (notifiee->vaneWatches(type)) {
-      queue.push(
-          *notifiee,
-          [](PtrInterface::NotifieeConst& to, const void* stored) {
-            using Notifiee = typename MemberClass<decltype(On)>::Of;
-            (static_cast<Notifiee&>(to).*On)(*static_cast<const Key*>(stored));
-          },
-          key);
+      queue.push(*notifiee, callReaction<On, Key...>, key...);
     }
   }
   queue.drainIfOutermost();
 }
 
-// The same without a key.
+template <auto On, typename Key>
+void notifyKeyed(const PtrInterface& object, const Type& type, const Key& key) {
+  if (object.vaneHasNotifiees()) {
+    notifyAll<On, Key>(object, type, key);
+  }
+}
 template <auto On>
 void notifyPlain(const PtrInterface& object, const Type& type) {
-  if (!object.vaneHasNotifiees()) {
-    return;
+  if (object.vaneHasNotifiees()) {
+    notifyAll<On>(object, type);
   }
-  NotificationQueue& queue = NotificationQueue::current();
-  for (PtrInterface::NotifieeConst* notifiee : object.notifieeList()) {
-    if (notifiee->vaneWatches(type)) {
-      queue.push(*notifiee, [](PtrInterface::NotifieeConst& to, const void*) {
-        using Notifiee = typename MemberClass<decltype(On)>::Of;
-        (static_cast<Notifiee&>(to).*On)();
-      });
-    }
-  }
-  queue.drainIfOutermost();
 }
 
 } // namespace Vane

@@ -15,8 +15,10 @@ namespace {
 constexpr U32 dying = 0x40000000;
 } // namespace
 
+const PtrInterface::NotifieeList PtrInterface::nobody_;
+
 PtrInterface::~PtrInterface() {
-  VANE_ASSERT_TEXT(notifieeList().empty(), "notifieeList().empty()");
+  VANE_ASSERT_TEXT(notifieeList_ == nullptr, "notifieeList().empty()");
 }
 
 void PtrInterface::handleZeroRef() {
@@ -31,11 +33,6 @@ void PtrInterface::hasNotificationActiveIs(bool active) {
 
 void PtrInterface::vaneDoZombieReactors(bool zombie) {
   vaneMarkedForDeletionIs(zombie);
-}
-
-const PtrInterface::NotifieeList& PtrInterface::notifieeList() const {
-  static const NotifieeList nobody;
-  return notifieeList_ == nullptr ? nobody : *notifieeList_;
 }
 
 void PtrInterface::notifieeAdd(NotifieeConst* notifiee) const {

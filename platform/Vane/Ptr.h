@@ -67,7 +67,7 @@ public:
   virtual void vaneDoZombieReactors(bool zombie);
 
   // Who is told of changes of this object, in the order of registration.
-  const NotifieeList& notifieeList() const;
+  const NotifieeList& notifieeList() const { return notifieeList_ == nullptr ? nobody_ : *notifieeList_; }
   bool vaneHasNotifiees() const { return notifieeList_ != nullptr; }
 
   // The run-time type record of the object's class.
@@ -95,6 +95,8 @@ private:
 
   void notifieeAdd(NotifieeConst* notifiee) const;
   void notifieeRemove(NotifieeConst* notifiee) const;
+
+  static const NotifieeList nobody_;
 
   mutable U32 references_ = 0;
   U32 flags_ = flagNotificationActive;

@@ -85,11 +85,6 @@ RingBuf::RingBuf(std::size_t size) : size_(size / 8 * 8) {
   VANE_ASSERT(size_ >= 2 * (footprint(Msg::capacity) + sizeof(Header)));
 }
 
-std::size_t RingBuf::after(std::size_t offset) const {
-  const std::size_t next = offset + footprint(at(offset).size);
-  return next == wrappedAt_ && wrappedAt_ > writeAt_ ? 0 : next;
-}
-
 // Drops the oldest records until the `need` bytes behind writeAt_ hold none.
 void RingBuf::makeRoom(std::size_t need) {
   if (writeAt_ + need > size_) {

@@ -212,7 +212,11 @@ private:
   const Header& at(std::size_t offset) const {
     return *reinterpret_cast<const Header*>(buffer_.get() + offset);
   }
-  std::size_t after(std::size_t offset) const;
+  // Where the next record begins.
+  std::size_t after(std::size_t offset) const {
+    const std::size_t next = offset + footprint(at(offset).size);
+    return next == wrappedAt_ && wrappedAt_ > writeAt_ ? 0 : next;
+  }
   void makeRoom(std::size_t need);
 
   std::size_t size_;

@@ -1,0 +1,1 @@
+xpacl_bench(vane_bench platform)
