@@ -1,12 +1,12 @@
 #pragma once
 
-#include "packet/Dissect.h"
-
 #include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <stdexcept>
 #include <string>
+
+#include "packet/Dissect.h"
 
 // Capture files, read and written frame by frame: pcap and pcapng in, pcap out.
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "packet/Packet.h"
-
 #include <cstdint>
 #include <optional>
+
+#include "packet/Packet.h"
 
 // From the octets of a captured frame to the packet record.
 //

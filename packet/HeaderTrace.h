@@ -1,20 +1,21 @@
 #pragma once
 
-#include "packet/Packet.h"
-
 #include <cstdint>
 #include <istream>
 #include <memory>
 #include <stdexcept>
 #include <string>
 
+#include "packet/Packet.h"
+
 // Header traces in ClassBench form: one IPv4 header a line, decimal numbers separated by blanks or tabs,
 //
 //   source destination sourcePort destinationPort protocol [anything more]
 //
 // What follows the protocol (a flags word and the number of the filter the header was drawn from) must
-// be decimal numbers and is ignored. Empty lines are skipped. The trace gives ports to every protocol, so every packet
-// made from it has an L4 header with these ports; TTL is 64, there are no TCP flags and no MAC addresses.
+// be decimal numbers and is ignored. Empty lines are skipped. The trace gives ports to every protocol, so
+// every packet made from it has an L4 header with these ports; TTL is 64, there are no TCP flags and no MAC
+// addresses.
 
 namespace packet {
 
@@ -37,6 +38,10 @@ public:
   uint64_t line() const { return line_; } // of the last header, 1-based
 
 private:
+  // False for an empty line.
+  bool parseLine(Packet& packet) const;
+  [[noreturn]] void fail(std::size_t column, const std::string& what) const;
+
   std::unique_ptr<std::istream> owned_;
   std::istream* stream_;
   std::string name_;

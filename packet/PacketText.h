@@ -1,11 +1,11 @@
 #pragma once
 
-#include "packet/Packet.h"
-
 #include <cstddef>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+
+#include "packet/Packet.h"
 
 // Packets as one line of text. Words are separated by blanks; letters may be of either case.
 //
@@ -41,9 +41,5 @@ private:
 
 // Throws PacketTextError, which says where the text stops being a packet and what was expected.
 Packet fromText(std::string_view text);
-
-// Addresses as the texts above write them.
-std::string macText(const MacAddr& mac);
-std::string ipText(L3 family, const std::array<uint8_t, 16>& address); // IPv6 as in RFC 5952
 
 } // namespace packet
