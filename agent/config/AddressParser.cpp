@@ -139,7 +139,7 @@ bool IpAddressParser::takeV4(const Token& token) {
     addresses_.v4 = {*address, 0};
     return true;
   }
-  cursor_.skip(1);
+  addresses_.wildcard = cursor_.take();
   addresses_.v4 = v4Match(*address, *wildcard);
   // A netmask in the place of a wildcard leaves nothing of the address but zeros.
   const bool netmask = *wildcard != 0 && *wildcard != 0xFFFFFFFF && prefixLengthOf(~*wildcard).has_value();

@@ -9,6 +9,7 @@ struct AddressSet {
   V4Match v4;
   V6Match v6;
   const GroupContent* group = nullptr; // outlives the entry
+  Token wildcard;                      // the word that was read as the wildcard of the address before it
 
   size_t size(bool isV6) const { return group == nullptr ? 1 : isV6 ? group->v6.size() : group->v4.size(); }
   const V4Match& v4At(size_t i) const { return group == nullptr ? v4 : group->v4[i]; }

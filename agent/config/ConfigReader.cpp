@@ -98,7 +98,9 @@ Config readConfig(const std::string& path, const ReadOptions& options) {
     return readConfigText(file.text, path, options);
   Config config;
   config.readable = false;
-  config.diagnostics.push_back({Severity::error, {path, 0, 0}, file.error, {}});
+  Diagnostic& diagnostic = config.diagnostics.emplace_back();
+  diagnostic.loc.file = path;
+  diagnostic.message = file.error;
   return config;
 }
 

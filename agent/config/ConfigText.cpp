@@ -5,6 +5,7 @@
 #include "agent/config/PortSets.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdio>
 #include <unordered_set>
 
@@ -48,7 +49,8 @@ std::string singlePorts(const PortSet& ports) {
   for (const PortRange& range : ports) {
     if (range.low != range.high)
       return {};
-    text += " " + std::to_string(range.low);
+    text += ' ';
+    text += std::to_string(range.low);
   }
   return text;
 }
@@ -185,6 +187,19 @@ bool hasWords(const Criteria& criteria) {
   return !ports || (criteria.protocol && portProtocolOf(*criteria.protocol) != 0);
 }
 
+bool sameOptions(const Rule& rule) {
+  return std::all_of(rule.alternatives.begin(), rule.alternatives.end(), [&rule](const Criteria& criteria) {
+    return optionText(criteria) == optionText(rule.alternatives[0]);
+  });
+}
+
+bool allDifferent(const Rule& rule, Family family) {
+  Texts texts;
+  return rule.alternatives.size() == 1 ||
+         std::all_of(rule.alternatives.begin(), rule.alternatives.end(),
+                     [&](const Criteria& criteria) { return texts.add(describe(criteria, family)); });
+}
+
 // Writes one configuration.
 class TextWriter {
 public:
@@ -265,7 +280,8 @@ std::string TextWriter::ipText(const Rule& rule, Family family) {
     sources.add(sourceText(criteria, family));
     destinations.add(destinationText(criteria, family));
   }
-  if (services.size() * sources.size() * destinations.size() != rule.alternatives.size())
+  if (services.size() * sources.size() * destinations.size() != rule.alternatives.size() ||
+      !sameOptions(rule) || !allDifferent(rule, family))
     return {};
   const Criteria& first = rule.alternatives[0];
   if (services.size() > 1)
@@ -289,6 +305,14 @@ std::string TextWriter::maskedText(const Rule& rule) const {
   }
   Criteria base = rule.alternatives[0];
   base.etherType.reset();
+  for (Criteria each : rule.alternatives) {
+    const bool hasType = each.etherType.has_value();
+    each.etherType.reset();
+    if (!hasType || each != base)
+      return {};
+  }
+  if (rule.alternatives.size() != size_t{1} << std::popcount(some & ~all) || !allDifferent(rule, Family::mac))
+    return {};
   std::string text = addressText(base.srcMac) + " " + addressText(base.dstMac) + " " + hexText(all) + " " +
                      hexText(some & ~all);
   return base.vlan ? text + " vlan " + std::to_string(*base.vlan) : text;
@@ -315,7 +339,8 @@ void TextWriter::writeList(const AccessList& list) {
   // The groups of the entries go first, so that the entries stand together.
   std::string entries;
   for (const Rule& rule : list.rules) {
-    const std::string number = " " + std::to_string(rule.sequence) + " ";
+    std::string number(1, ' ');
+    number.append(std::to_string(rule.sequence)).append(" ");
     const std::string text = rule.alternatives.empty() ? std::string{} : entryText(list, rule);
     if (!text.empty()) {
       entries += number + (rule.permit ? "permit " : "deny ") + text + (rule.log ? " log" : "") + "\n";
@@ -353,9 +378,11 @@ void TextWriter::writeInterface(const Interface& interface) {
   if (interface.trunk) {
     std::string ranges;
     for (const PortRange& range : interface.allowedVlans) {
-      ranges += (ranges.empty() ? "" : ",") + std::to_string(range.low);
+      if (!ranges.empty())
+        ranges += ',';
+      ranges += std::to_string(range.low);
       if (range.high != range.low)
-        ranges += "-" + std::to_string(range.high);
+        ranges.append("-").append(std::to_string(range.high));
     }
     line(" switchport trunk allowed vlan " + (ranges.empty() ? "none" : ranges));
   }

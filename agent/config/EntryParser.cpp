@@ -9,15 +9,16 @@ namespace {
 
 std::string textWithout(const std::vector<Token>& tokens, size_t first,
                         const std::vector<std::pair<size_t, size_t>>& skipped) {
-  std::string text;
+  if (skipped.empty())
+    return foldedText(tokens, first, tokens.size());
+  std::vector<Token> left;
+  size_t next = first;
   for (const auto& [begin, end] : skipped) {
-    if (begin > first)
-      text += (text.empty() ? "" : " ") + foldedText(tokens, first, begin);
-    first = end;
+    left.insert(left.end(), tokens.begin() + next, tokens.begin() + begin);
+    next = end;
   }
-  if (first < tokens.size())
-    text += (text.empty() ? "" : " ") + foldedText(tokens, first, tokens.size());
-  return text;
+  left.insert(left.end(), tokens.begin() + next, tokens.end());
+  return foldedText(left, 0, left.size());
 }
 
 } // namespace

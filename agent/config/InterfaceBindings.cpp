@@ -56,11 +56,12 @@ struct InterfaceTable::Resolver {
       return false;
     }
     if (!candidate.direction) {
-      diagnostics.error(candidate.line, candidate.column,
-                        quotedWord(candidate.list) +
-                            ": the list is applied without a direction; write in or out behind its "
-                            "name",
-                        candidate.list);
+      if (candidate.wrongDirection.empty())
+        refuse(candidate, candidate.list,
+               "the list is applied without a direction; write in or out behind its name");
+      else
+        refuse(candidate, candidate.wrongDirection,
+               "the direction of a list is in or out; write one of the two");
       return false;
     }
     if (candidate.family == Family::mac && candidate.direction == Direction::out) {

@@ -184,8 +184,10 @@ void InterfaceTable::takeAccessGroup(const std::vector<Token>& tokens, bool no, 
     diagnostics_->error(line, cursor.peek().column,
                         quotedWord(cursor.peek().text) +
                             ": nothing may stand behind the direction; leave it out");
-  else if (!candidate.direction && !directionToken.text.empty())
+  else if (!candidate.direction && !directionToken.text.empty()) {
     candidate.column = directionToken.column;
+    candidate.wrongDirection = directionToken.text;
+  }
   for (const size_t index : open_)
     addCandidate(drafts_[index], candidate);
 }

@@ -38,7 +38,8 @@ private:
   struct Candidate { // a line that applies a list
     std::string list;
     Family family = Family::ipv4;
-    std::optional<Direction> direction; // nothing: the line has none
+    std::optional<Direction> direction; // nothing: the line has none, or this word instead
+    std::string wrongDirection;
     unsigned line = 0;
     unsigned column = 0;
     bool operator==(const Candidate& other) const {

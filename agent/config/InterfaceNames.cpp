@@ -312,11 +312,11 @@ VlanRange vlanRange(std::string_view text) {
     const auto low = decimal(part.substr(0, hyphen), UINT32_MAX);
     const auto high = hyphen == std::string_view::npos ? low : decimal(part.substr(hyphen + 1), UINT32_MAX);
     if (!low || !high)
-      result.error = "is no VLAN or range of VLANs; write numbers like 10 or 20-25";
+      result.error = "this is no VLAN and no range of VLANs; write numbers like 10 or 20-25";
     else if (*low < 1 || *high > maxVlan || *low > maxVlan || *high < 1)
-      result.error = "is outside the VLANs 1 to 4094";
+      result.error = "VLANs are numbered from 1 to 4094";
     else if (*low > *high)
-      result.error = "runs backwards; write the lower VLAN first";
+      result.error = "the range runs backwards; write the lower VLAN first";
     if (!result.error.empty()) {
       result.culprit = part;
       return result;

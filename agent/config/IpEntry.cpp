@@ -85,8 +85,13 @@ bool IpEntry::takeStandard() {
 }
 
 bool IpEntry::takeExtended() {
-  if (!takeService() || !takeIpAddress(cursor_, context_, "source", findings_, src_) ||
-      !takePorts(base_.srcPorts) || !takeIpAddress(cursor_, context_, "destination", findings_, dst_) ||
+  if (!takeService() || !takeIpAddress(cursor_, context_, "source", findings_, src_))
+    return false;
+  if (cursor_.atEnd() && !src_.wildcard.text.empty())
+    return findings_.refuse(src_.wildcard,
+                            "this was read as the wildcard of the source address, and the destination "
+                            "is missing; write host before a single address");
+  if (!takePorts(base_.srcPorts) || !takeIpAddress(cursor_, context_, "destination", findings_, dst_) ||
       !takePorts(base_.dstPorts))
     return false;
   while (!cursor_.atEnd())

@@ -75,10 +75,6 @@ bool Cursor::takeWord(std::string_view keyword) {
   return true;
 }
 
-bool sameWord(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && compareWords(a, b) == 0;
-}
-
 bool startsWithWord(std::string_view text, std::string_view prefix) {
   return text.size() >= prefix.size() && sameWord(text.substr(0, prefix.size()), prefix);
 }
@@ -103,14 +99,19 @@ std::string lowerCase(std::string_view text) {
 }
 
 bool allDigits(std::string_view text) {
-  return !text.empty() && std::all_of(text.begin(), text.end(), isDigit);
+  for (const char c : text)
+    if (!isDigit(c))
+      return false;
+  return !text.empty();
 }
 
 std::optional<uint32_t> decimal(std::string_view text, uint32_t max) {
-  if (!allDigits(text))
+  if (text.empty())
     return std::nullopt;
   uint64_t value = 0;
   for (const char c : text) {
+    if (!isDigit(c))
+      return std::nullopt;
     value = value * 10 + static_cast<unsigned>(c - '0');
     if (value > max)
       return std::nullopt;
@@ -169,16 +170,21 @@ unsigned editDistance(std::string_view a, std::string_view b, unsigned limit) {
   const size_t longer = std::max(a.size(), b.size());
   if (longer > maxComparedLength || longer - std::min(a.size(), b.size()) > limit)
     return limit + 1;
-  std::array<unsigned, maxComparedLength + 1> row{};
+  using Row = std::array<unsigned, maxComparedLength + 1>;
+  Row before{}; // the row before the last one, which two swapped letters look back to
+  Row last{};
+  Row row{};
   for (size_t j = 0; j <= b.size(); ++j)
     row[j] = static_cast<unsigned>(j);
   for (size_t i = 1; i <= a.size(); ++i) {
-    unsigned diagonal = row[0];
+    before = last;
+    last = row;
     row[0] = static_cast<unsigned>(i);
     for (size_t j = 1; j <= b.size(); ++j) {
-      const unsigned substituted = diagonal + (lower(a[i - 1]) == lower(b[j - 1]) ? 0 : 1);
-      diagonal = row[j];
-      row[j] = std::min({substituted, row[j] + 1, row[j - 1] + 1});
+      const bool same = lower(a[i - 1]) == lower(b[j - 1]);
+      row[j] = std::min({last[j - 1] + (same ? 0 : 1), last[j] + 1, row[j - 1] + 1});
+      if (i > 1 && j > 1 && lower(a[i - 1]) == lower(b[j - 2]) && lower(a[i - 2]) == lower(b[j - 1]))
+        row[j] = std::min(row[j], before[j - 2] + 1);
     }
   }
   return std::min(row[b.size()], limit + 1);

@@ -52,10 +52,13 @@ private:
   size_t next_;
 };
 
-bool sameWord(std::string_view a, std::string_view b); // without regard to case
-bool startsWithWord(std::string_view text, std::string_view prefix);
 // Negative, zero or positive, in the order of the lower-case spellings.
 int compareWords(std::string_view a, std::string_view b);
+// Without regard to case.
+inline bool sameWord(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && compareWords(a, b) == 0;
+}
+bool startsWithWord(std::string_view text, std::string_view prefix);
 std::string lowerCase(std::string_view text);
 inline bool isDigit(char c) {
   return c >= '0' && c <= '9';
@@ -75,7 +78,8 @@ std::string quotedWord(std::string_view word);
 // The words from `first` on, one blank between them.
 std::string foldedText(const std::vector<Token>& tokens, size_t first, size_t last);
 
-// Edit distance (Levenshtein) without regard to case, or limit + 1 when it is greater than limit.
+// The number of letters to change, leave out, put in or swap with the next one, without regard to case; limit
+// + 1 when it is greater than limit.
 unsigned editDistance(std::string_view a, std::string_view b, unsigned limit);
 // The candidate that a typing slip away from `word` is likely to mean, empty when there is none.
 class NearestWord {
