@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+// The folder of real configurations, rule sets and captures, which is not part of the repository:
+// XPACL_SHARED, or `shared` beside the repository. Tests that use it say so and pass without it.
+
+namespace test {
+
+inline std::optional<std::filesystem::path> sharedData() {
+  const char* named = std::getenv("XPACL_SHARED");
+  const std::filesystem::path folder =
+      named ? std::filesystem::path(named) : std::filesystem::path(XPACL_SOURCE_DIR) / ".." / "shared";
+  const std::filesystem::path data = folder / "data";
+  return std::filesystem::is_directory(data) ? std::optional(data) : std::nullopt;
+}
+
+} // namespace test
