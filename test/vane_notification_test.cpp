@@ -368,7 +368,8 @@ TEST(VanePtr, CountsAndConversions) {
     Ptr<Table const> moved = std::move(readOnly);
     EXPECT_EQ(wide->references(), 3u);
     EXPECT_FALSE(readOnly); // NOLINT(bugprone-use-after-move): what a moved pointer is, is promised
-    moved = moved;
+    const Ptr<Table const>& same = moved;
+    moved = same;
     EXPECT_EQ(wide->references(), 3u);
   }
   EXPECT_EQ(wide->references(), 1u);

@@ -11,6 +11,8 @@
 
 namespace Vane {
 
+const char String::noText_[1] = {'\0'};
+
 String::Body* String::newBody(std::size_t size) {
   VANE_ASSERT(size <= std::numeric_limits<U32>::max());
   void* memory = ::operator new(sizeof(Body) + size + 1);

@@ -62,7 +62,7 @@ public:
   }
 
   // Zero-terminated; valid while a copy of the string lives.
-  const char* charPtr() const { return body_ == nullptr ? "" : body_->chars(); }
+  const char* charPtr() const { return body_ == nullptr ? noText_ : body_->chars(); }
   std::size_t size() const { return body_ == nullptr ? 0 : body_->size; }
   bool empty() const { return body_ == nullptr; }
   std::string_view view() const { return {charPtr(), size()}; }
@@ -102,6 +102,9 @@ private:
       ::operator delete(body_);
     }
   }
+
+  // One address for all empty strings, so that begin() and end() agree wherever they are compiled.
+  static const char noText_[1];
 
   Body* body_ = nullptr; // null: the empty string
 };
