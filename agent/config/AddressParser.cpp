@@ -34,7 +34,8 @@ private:
   bool takePrefix(const Token& token);
   bool takeV4(const Token& token);
   bool takeV6(const Token& token);
-  bool refuseNoAddress(const Token& token);
+  // `part` is what of the word should have been an address.
+  bool refuseNoAddress(const Token& token, std::string_view part);
 
   Cursor& cursor_;
   const EntryContext& context_;
@@ -44,13 +45,13 @@ private:
   bool v6_;
 };
 
-bool IpAddressParser::refuseNoAddress(const Token& token) {
+bool IpAddressParser::refuseNoAddress(const Token& token, std::string_view part) {
   const std::string needed = std::string("a ") + side_ + " address is needed here";
   const std::string forms =
       v6_ ? "write any, host A or A/length" : "write any, host A, A and its wildcard, or A/length";
   if (token.text.empty())
     return findings_.refuse(token, needed + "; " + forms);
-  if (v6_ ? v4FromText(token.text).has_value() : v6FromText(token.text).has_value())
+  if (v6_ ? v4FromText(part).has_value() : v6FromText(part).has_value())
     return findings_.refuse(
         token, v6_ ? "an IPv6 list has IPv6 addresses only; write IPv4 lines in an ip access-list"
                    : "an IPv4 list has IPv4 addresses only; write IPv6 lines in an ipv6 "
@@ -104,7 +105,7 @@ bool IpAddressParser::takePrefix(const Token& token) {
   if (v6_) {
     const auto v6 = v6FromText(address);
     if (!v6)
-      return refuseNoAddress({address, token.column});
+      return refuseNoAddress(token, address);
     const auto bits = decimal(length, 128);
     if (!bits)
       return findings_.refuse(token, "the prefix length of an IPv6 address is a number from 0 to 128");
@@ -113,7 +114,7 @@ bool IpAddressParser::takePrefix(const Token& token) {
   }
   const auto v4 = v4FromText(address);
   if (!v4)
-    return refuseNoAddress({address, token.column});
+    return refuseNoAddress(token, address);
   const auto bits = decimal(length, 32);
   if (!bits)
     return findings_.refuse(token, "the prefix length of an IPv4 address is a number from 0 to 32");
@@ -124,7 +125,7 @@ bool IpAddressParser::takePrefix(const Token& token) {
 bool IpAddressParser::takeV6(const Token& token) {
   const auto address = v6FromText(token.text);
   if (!address)
-    return refuseNoAddress(token);
+    return refuseNoAddress(token, token.text);
   addresses_.v6 = {*address, 128};
   return true;
 }
@@ -132,7 +133,7 @@ bool IpAddressParser::takeV6(const Token& token) {
 bool IpAddressParser::takeV4(const Token& token) {
   const auto address = v4FromText(token.text);
   if (!address)
-    return refuseNoAddress(token);
+    return refuseNoAddress(token, token.text);
   const Token maskToken = cursor_.peek();
   const auto wildcard = v4FromText(maskToken.text);
   if (!wildcard) {

@@ -43,15 +43,18 @@ std::string addressText(const MacMatch& match) {
   return macText(match.address) + " " + macText(match.wildcard);
 }
 
-// The ports of a set of single ports, or nothing when a range stands among them.
-std::string singlePorts(const PortSet& ports) {
+// The ports one by one, each with a blank before it; nothing when there are too many to list.
+std::string listedPorts(const PortSet& ports) {
+  constexpr uint32_t mostListed = 32;
+  uint32_t left = mostListed;
   std::string text;
-  for (const PortRange& range : ports) {
-    if (range.low != range.high)
-      return {};
-    text += ' ';
-    text += std::to_string(range.low);
-  }
+  for (const PortRange& range : ports)
+    for (uint32_t port = range.low; port <= range.high; ++port) {
+      if (left-- == 0)
+        return {};
+      text += ' ';
+      text += std::to_string(port);
+    }
   return text;
 }
 
@@ -62,15 +65,18 @@ std::string portText(const PortSet& ports) {
     return {};
   if (ports.empty())
     return " lt 0";
-  if (const std::string single = singlePorts(ports); !single.empty())
-    return " eq" + single;
-  if (const std::string single = singlePorts(complementOf(ports)); !single.empty())
-    return " neq" + single;
-  if (ports.size() == 1)
+  if (ports.size() == 1 && ports[0].low != ports[0].high)
     return " range " + std::to_string(ports[0].low) + " " + std::to_string(ports[0].high);
+  if (const std::string listed = listedPorts(ports); !listed.empty())
+    return " eq" + listed;
+  if (const std::string listed = listedPorts(complementOf(ports)); !listed.empty())
+    return " neq" + listed;
   std::string text = " {";
-  for (const PortRange& range : ports)
-    text += (text.size() > 2 ? "," : "") + std::to_string(range.low) + "-" + std::to_string(range.high);
+  for (const PortRange& range : ports) {
+    if (text.size() > 2)
+      text += ',';
+    text.append(std::to_string(range.low)).append("-").append(std::to_string(range.high));
+  }
   return text + "}";
 }
 

@@ -1,5 +1,7 @@
 #include "agent/config/EntryOptions.h"
 
+#include "agent/config/Names.h"
+
 #include <algorithm>
 #include <array>
 
@@ -91,6 +93,10 @@ bool isFlagWord(std::string_view word) {
   return false;
 }
 
+bool isNameOfNumber(std::string_view word) {
+  return isServiceName(word) || icmpFromName(word, false) || icmpFromName(word, true) || allDigits(word);
+}
+
 // "(12 matches)", "(tag = A)": takes the words up to the closing parenthesis.
 bool takeParenthesis(Cursor& cursor) {
   while (!cursor.atEnd())
@@ -146,7 +152,7 @@ void NeutralOptions::takeLog(Cursor& cursor) {
       // tag would make the entry match more than was written.
       NearestWord nearest(word);
       offerOptions(nearest);
-      if (tagged || isOption(word) || !nearest.best().empty())
+      if (tagged || isOption(word) || isNameOfNumber(word) || !nearest.best().empty())
         return;
       tagged = true;
       cursor.skip(1);

@@ -107,7 +107,8 @@ struct InterfaceTable::Resolver {
                             {diagnostics.file(), candidate.line, candidate.column}};
       const AccessList* list = resolve(draft, candidate);
       if (list == nullptr || isSecond(draft, i)) {
-        interface.refusedBindings.push_back(binding);
+        if (candidate.direction)
+          interface.refusedBindings.push_back(binding);
         continue;
       }
       if (list->rules.empty()) {

@@ -64,8 +64,7 @@ std::optional<size_t> InterfaceTable::draftOf(const InterfaceName& name, unsigne
   Draft& draft = drafts_.emplace_back(name);
   draft.line = line;
   draft.column = column;
-  const auto vlan = name.plainNumber();
-  if (name.kind() == InterfaceKind::vlan && (*vlan < 1 || *vlan > maxVlan))
+  if (name.isImpossibleVlan())
     diagnostics_->error(line, column, quotedWord(name.text()) + ": VLANs are numbered from 1 to 4094");
   return drafts_.size() - 1;
 }
@@ -313,7 +312,7 @@ Interface InterfaceTable::made(const Draft& draft) const {
   result.channelGroup = draft.channelGroup;
   result.chip = draft.chip;
   if (result.kind == InterfaceKind::vlan)
-    result.vlan = static_cast<uint16_t>(*draft.name.plainNumber() <= maxVlan ? *draft.name.plainNumber() : 0);
+    result.vlan = static_cast<uint16_t>(*draft.name.plainNumber());
   if (!draft.trunkVlans || draft.accessMode)
     return result;
   result.trunk = true;

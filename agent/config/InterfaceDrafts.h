@@ -43,7 +43,8 @@ private:
     unsigned line = 0;
     unsigned column = 0;
     bool operator==(const Candidate& other) const {
-      return list == other.list && family == other.family && direction == other.direction;
+      return list == other.list && family == other.family && direction == other.direction &&
+             wrongDirection == other.wrongDirection;
     }
   };
   struct Draft {

@@ -81,11 +81,11 @@ struct Short {
 
 // Abbreviations in daily use that are the beginning of more than one kind.
 constexpr std::array shorts = {
-    Short{"e", "ethernet"}, Short{"f", "fast"},        Short{"g", "1g"},       Short{"te", "10g"},
-    Short{"tw", "2g"},      Short{"fi", "5g"},         Short{"fo", "40g"},     Short{"h", "100g"},
-    Short{"v", "vlan"},     Short{"p", "po"},          Short{"l", "loopback"}, Short{"lo", "loopback"},
-    Short{"tu", "tunnel"},  Short{"s", "serial"},      Short{"se", "serial"},  Short{"d", "dialer"},
-    Short{"a", "atm"},      Short{"ma", "management"},
+    Short{"e", "ethernet"},  Short{"f", "fast"},    Short{"g", "1g"},          Short{"te", "10g"},
+    Short{"tw", "2g"},       Short{"fi", "5g"},     Short{"fo", "40g"},        Short{"h", "100g"},
+    Short{"v", "vlan"},      Short{"p", "po"},      Short{"po", "po"},         Short{"l", "loopback"},
+    Short{"lo", "loopback"}, Short{"tu", "tunnel"}, Short{"s", "serial"},      Short{"se", "serial"},
+    Short{"d", "dialer"},    Short{"a", "atm"},     Short{"ma", "management"},
 };
 
 const Kind* kindOfClass(std::string_view kindClass) {
@@ -206,6 +206,8 @@ void InterfaceName::positionIs(std::string_view text) {
   if (kind_ != InterfaceKind::unsupported && (numbers_.empty() || (needsPlain && numbers_.size() != 1)))
     unsupportedIs(needsPlain ? "it needs one number, like " + kindName_ + "10"
                              : "its position is missing; write one, like " + kindName_ + "1");
+  else if (kind_ == InterfaceKind::vlan && (numbers_[0] < 1 || numbers_[0] > maxVlan))
+    unsupportedIs("VLANs are numbered from 1 to 4094");
 }
 
 InterfaceName InterfaceName::withLast(uint32_t last) const {

@@ -34,6 +34,9 @@ public:
   // The number of "Vlan10", "Port-Channel3" and of a plain "Ethernet3"; nothing for longer positions.
   std::optional<uint32_t> plainNumber() const;
   uint32_t last() const { return numbers_.empty() ? 0 : numbers_.back(); }
+  bool isImpossibleVlan() const { // "Vlan5000"
+    return kindClass_ == "vlan" && kind_ == InterfaceKind::unsupported && plainNumber();
+  }
   bool isPlainEthernet() const { return kindClass_ == "ethernet" && plainNumber(); }
   const std::string& kindName() const { return kindName_; }
   // The position parts before the last one are the same: what a range runs over.

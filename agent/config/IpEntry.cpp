@@ -234,7 +234,8 @@ bool IpEntry::takeOption() {
                    (sameWord(token.text, "hop-limit") && isPortOperator(cursor_.peek(1).text));
   if (ttl)
     return takeTtl();
-  const bool mayHaveType = services_ == nullptr && base_.protocol == icmpProtocol(v6_) && !base_.icmpType;
+  const bool mayHaveType = services_ == nullptr && !sameWord(token.text, "object-group") &&
+                           base_.protocol == icmpProtocol(v6_) && !base_.icmpType;
   const bool isType = allDigits(token.text) || icmpFromName(token.text, v6_).has_value();
   if (mayHaveType && (isType || !isOption(token.text)) && !sameWord(token.text, "code") &&
       !sameWord(token.text, "icmp-code")) {

@@ -19,6 +19,13 @@ std::string deletionKey(const std::vector<Token>& tokens, size_t first) {
   return lowerCase(foldedText(tokens, first, last));
 }
 
+std::string suggestedAction(std::string_view word) {
+  NearestWord nearest(word);
+  for (const char* action : {"permit", "deny", "remark"})
+    nearest.offer(action);
+  return nearest.suggestion();
+}
+
 } // namespace
 
 ListNumber listNumber(std::string_view name) {
@@ -66,9 +73,9 @@ void ListDraft::addLine(const std::vector<Token>& tokens, size_t first, std::str
                       "rows keep no state from one packet to the next; write the entries that are "
                       "meant, with established for TCP");
     else
-      findings.refuse(cursor.peek(),
-                      "inside a list stand entries, which start with permit or deny, and remarks; end "
-                      "the list with exit before anything else");
+      findings.refuse(cursor.peek(), "inside a list stand entries, which start with permit or deny, and "
+                                     "remarks; end the list with exit before anything else" +
+                                         suggestedAction(cursor.peek().text));
     addFinding(findings.all().front());
     return;
   }

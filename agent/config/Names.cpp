@@ -226,12 +226,13 @@ constexpr std::array pseudoProtocols = {
            "leave the line out"},
     Reason{"host",
            "the protocol is missing; write ip, tcp, udp, icmp or another protocol before the addresses"},
-    Reason{"ipsec", "it stands for several protocols; write one line with esp and one with ahp"},
+    Reason{"ipsec", "this stands for several protocols; write one line with esp and one with ahp"},
     Reason{"nd",
            "neighbour discovery is no protocol of its own; write icmp with nd-ns or nd-na in an IPv6 list"},
-    Reason{"pptp", "it is no protocol of its own; write one line with gre and one with tcp ... eq 1723"},
-    Reason{"tcp-udp", "it is a pseudo-protocol of service groups; write one line with tcp and one with udp"},
-    Reason{"tcpudp", "it is a pseudo-protocol of service groups; write one line with tcp and one with udp"},
+    Reason{"pptp", "this is no protocol of its own; write one line with gre and one with tcp ... eq 1723"},
+    Reason{"tcp-udp",
+           "this is a pseudo-protocol of service groups; write one line with tcp and one with udp"},
+    Reason{"tcpudp", "this is a pseudo-protocol of service groups; write one line with tcp and one with udp"},
 };
 
 template <class Table>

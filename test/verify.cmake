@@ -1,0 +1,1 @@
+xpacl_test(evaluator_test verify packet configSummary)
