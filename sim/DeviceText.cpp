@@ -48,6 +48,17 @@ const IaclKeyLayout& layoutOf(xpIaclType_e table) {
   return *iaclKeyLayout(info->keyType);
 }
 
+// Appends " name=hex", without the blank at the start of a text.
+void appendField(std::string& text, xpIaclType_e table, const IaclKeyLayout& layout,
+                 const IaclFieldLayout& field, const TcamKeyBytes& value) {
+  if (!text.empty()) {
+    text += " ";
+  }
+  text += fieldName(table, field.fieldId);
+  text += "=";
+  text += fieldHex(layout.keyType, field, value);
+}
+
 std::string decimal(unsigned value) {
   return std::to_string(value);
 }
@@ -71,8 +82,9 @@ std::string keyText(xpIaclType_e table, const TcamKeyBytes& value, const TcamKey
   for (unsigned i = 0; i < layout.numFields; ++i) {
     const IaclFieldLayout& field = layout.fields[i];
     if (!fieldIgnored(field, mask)) {
-      text += (text.empty() ? "" : " ") + std::string(fieldName(table, field.fieldId)) + "=" +
-              fieldHex(layout.keyType, field, value) + "/" + fieldHex(layout.keyType, field, mask);
+      appendField(text, table, layout, field, value);
+      text += "/";
+      text += fieldHex(layout.keyType, field, mask);
     }
   }
   return text;
@@ -82,9 +94,7 @@ std::string keyText(xpIaclType_e table, const TcamKeyBytes& key) {
   const IaclKeyLayout& layout = layoutOf(table);
   std::string text;
   for (unsigned i = 0; i < layout.numFields; ++i) {
-    const IaclFieldLayout& field = layout.fields[i];
-    text += (text.empty() ? "" : " ") + std::string(fieldName(table, field.fieldId)) + "=" +
-            fieldHex(layout.keyType, field, key);
+    appendField(text, table, layout, layout.fields[i], key);
   }
   return text;
 }
@@ -117,7 +127,10 @@ std::string rowText(const Device& device, xpIaclType_e table, uint32_t row) {
   const TcamRow content = tcam->row(row);
   std::string text = decimal(row) + (content.valid ? " valid" : " invalid");
   const std::string key = keyText(table, content.value, content.mask);
-  text += (key.empty() ? "" : " ") + key;
+  if (!key.empty()) {
+    text += " ";
+    text += key;
+  }
   for (unsigned copy = 0; copy < tcam->numCopies(); ++copy) {
     text += " data " + dataText(xpIaclData_t::fromWord(tcam->data(row, copy)));
   }

@@ -1,5 +1,6 @@
 #include "sim/TcamTable.h"
 
+#include <algorithm>
 #include <bit>
 
 #include "Vane/Assert.h"
@@ -83,6 +84,9 @@ void TcamTable::validIs(uint32_t rowNumber, bool valid) {
   row.valid = valid;
   bitIs(valid_.data(), rowNumber, valid);
   numValid_ += valid ? 1 : -1;
+  if (--changesUntilSort_ == 0) {
+    listActiveBytes();
+  }
 }
 
 uint32_t TcamTable::nextValid(uint32_t from) const {
@@ -103,15 +107,18 @@ void TcamTable::enter(unsigned byte, uint32_t rowNumber, uint8_t value, uint8_t 
   ByteIndex& index = bytes_[byte];
   if (mask == 0xFF) {
     if (index.comparing != 0) {
-      bitIs(index.ignoring.data(), rowNumber, true);
+      bitIs(ignoringMap(index), rowNumber, true);
     }
     return;
   }
   if (index.comparing++ == 0) {
     // All other valid rows ignore the byte. The row itself may be among them while its key changes.
-    index.bits.resize(std::size_t{256} * stride_);
-    index.ignoring = valid_;
-    bitIs(index.ignoring.data(), rowNumber, false);
+    if (index.slot == noSlot) {
+      index.slot = bitmaps_.size();
+      bitmaps_.resize(bitmaps_.size() + 257 * stride_);
+    }
+    std::copy(valid_.begin(), valid_.end(), ignoringMap(index));
+    bitIs(ignoringMap(index), rowNumber, false);
     listActiveBytes();
   }
   matchBitsAre(index, rowNumber, value, mask, true);
@@ -121,7 +128,7 @@ void TcamTable::leave(unsigned byte, uint32_t rowNumber, uint8_t value, uint8_t 
   ByteIndex& index = bytes_[byte];
   if (mask == 0xFF) {
     if (index.comparing != 0) {
-      bitIs(index.ignoring.data(), rowNumber, false);
+      bitIs(ignoringMap(index), rowNumber, false);
     }
     return;
   }
@@ -137,7 +144,11 @@ void TcamTable::matchBitsAre(ByteIndex& index, uint32_t rowNumber, uint8_t value
   const unsigned fixed = value & ~mask & 0xFFu;
   unsigned subset = 0;
   do {
-    bitIs(index.bits.data() + std::size_t{fixed | subset} * stride_, rowNumber, on);
+    bitIs(agreeingMap(index, fixed | subset), rowNumber, on);
+    uint32_t& agreeing = index.agreeing[fixed | subset];
+    index.sum += on ? 1 : -1;
+    index.sumOfSquares += on ? 2 * uint64_t{agreeing} + 1 : 1 - 2 * uint64_t{agreeing};
+    agreeing += on ? 1 : -1;
     subset = (subset - mask) & mask;
   } while (subset != 0);
 }
@@ -158,14 +169,28 @@ void TcamTable::bitIs(uint64_t* map, uint32_t rowNumber, bool on) const {
   }
 }
 
-// The last bytes of a key hold addresses, whose bytes tell rows apart best; they are tested first.
+// The share of the valid rows that agree with a byte value, when keys are drawn like the rows' own values.
+double TcamTable::share(const ByteIndex& index) const {
+  const double ignoring = static_cast<double>(numValid_) - index.comparing;
+  const double agreeing =
+      static_cast<double>(index.sumOfSquares) / static_cast<double>(std::max<uint64_t>(index.sum, 1));
+  return ignoring + agreeing;
+}
+
 void TcamTable::listActiveBytes() {
+  constexpr unsigned sortEvery = 128; // changes; the order is about speed only
+  changesUntilSort_ = sortEvery;
   numActive_ = 0;
+  std::array<double, tcamKeyCapacity> shares{};
   for (unsigned byte = keyLength_; byte-- > 0;) {
     if (bytes_[byte].comparing != 0) {
-      active_[numActive_++] = static_cast<uint8_t>(byte);
+      shares[byte] = share(bytes_[byte]);
+      active_[numActive_++] = {bytes_[byte].slot, byte};
     }
   }
+  std::sort(active_.begin(), active_.begin() + numActive_, [&](const ActiveByte& a, const ActiveByte& b) {
+    return shares[a.byte] != shares[b.byte] ? shares[a.byte] < shares[b.byte] : a.byte > b.byte;
+  });
 }
 
 uint32_t TcamTable::lookup(const TcamKeyBytes& key) const {
@@ -178,14 +203,28 @@ uint32_t TcamTable::lookupFrom(const TcamKeyBytes& key, uint32_t from) const {
     const uint64_t* ignoring;
   };
   std::array<Maps, tcamKeyCapacity> maps;
-  for (unsigned i = 0; i < numActive_; ++i) {
-    const ByteIndex& index = bytes_[active_[i]];
-    maps[i] = {index.bits.data() + std::size_t{key[active_[i]]} * stride_, index.ignoring.data()};
+  const unsigned numActive = numActive_;
+  const uint64_t* const bitmaps = bitmaps_.data();
+  const std::size_t stride = stride_;
+  for (unsigned i = 0; i < numActive; ++i) {
+    const uint64_t* slot = bitmaps + active_[i].slot;
+    maps[i] = {slot + key[active_[i].byte] * stride, slot + 256 * stride};
   }
-  // Rows of bitmap word (or summary word) `at` that agree with every byte of the key.
-  const auto agree = [&](uint32_t at) {
+  // Rows of bitmap word (or summary word) `at` that agree with every byte of the key. Four bytes a step:
+  // an exit behind each would cost more in wrong guesses of the processor than it saves.
+  const auto agree = [&](std::size_t at) {
     uint64_t bits = valid_[at];
-    for (unsigned i = 0; i < numActive_ && bits != 0; ++i) {
+    unsigned i = 0;
+    for (; i + 4 <= numActive; i += 4) {
+      bits &= (maps[i].agreeing[at] | maps[i].ignoring[at]) &
+              (maps[i + 1].agreeing[at] | maps[i + 1].ignoring[at]) &
+              (maps[i + 2].agreeing[at] | maps[i + 2].ignoring[at]) &
+              (maps[i + 3].agreeing[at] | maps[i + 3].ignoring[at]);
+      if (bits == 0) {
+        return bits;
+      }
+    }
+    for (; i < numActive; ++i) {
       bits &= maps[i].agreeing[at] | maps[i].ignoring[at];
     }
     return bits;
@@ -272,15 +311,14 @@ const char* TcamTable::audit() const {
     if (index.comparing == 0) {
       continue;
     }
-    if (index.bits != fresh.bytes_[byte].bits || index.ignoring != fresh.bytes_[byte].ignoring) {
+    const uint64_t* slot = bitmaps_.data() + index.slot;
+    if (!std::equal(slot, slot + 257 * stride_, fresh.bitmaps_.data() + fresh.bytes_[byte].slot)) {
       return "a row's bits in a byte's bitmaps differ from its key and mask";
     }
-    bool exact = summaryExact(index.ignoring.data());
-    for (unsigned value = 0; value < 256; ++value) {
-      exact = exact && summaryExact(index.bits.data() + std::size_t{value} * stride_);
-    }
-    if (!exact) {
-      return "the summary of a byte's bitmap is not exact";
+    for (unsigned map = 0; map < 257; ++map) {
+      if (!summaryExact(slot + map * stride_)) {
+        return "the summary of a byte's bitmap is not exact";
+      }
     }
   }
   return nullptr;

@@ -14,7 +14,7 @@
 // rows still match after byte b; ANDed over the bytes and with the valid bitmap they are the hits, and
 // the first set bit wins. Each bitmap has a summary with one bit for every 64 rows that is set while the
 // word below is not zero: the summaries are ANDed first, so that only words that can hold a hit are read.
-// Bytes that no valid row compares are skipped.
+// Bytes that no valid row compares are skipped, and those that leave the fewest rows over are tested first.
 //
 // Life of a row: rows are kept in pages that are made when first written, as most tables are sparse. Only
 // valid rows stand in the bitmaps; a row enters when it becomes valid and leaves when it becomes invalid,
@@ -88,11 +88,17 @@ private:
     std::array<TcamRow, pageRows> rows;
     std::vector<uint32_t> data; // [row in page][copy]
   };
-  // The bitmaps of one key byte, empty until a valid row compares the byte.
+  static constexpr std::size_t noSlot = ~std::size_t{0};
+  // One key byte. Its slot in bitmaps_ has 257 maps of {summary words, bitmap words}: the rows agreeing
+  // with each value, and the rows that ignore the byte.
   struct ByteIndex {
-    std::vector<uint64_t> bits;     // 256 times {summary words, bitmap words}: rows agreeing with v
-    std::vector<uint64_t> ignoring; // the same once: rows that ignore the byte
-    uint32_t comparing = 0;         // valid rows that compare the byte
+    std::size_t slot = noSlot; // where the slot begins; made when a valid row first compares the byte
+    uint32_t comparing = 0;    // valid rows that compare the byte
+    // How many rows agree with each value, their sum and the sum of their squares: what is needed to
+    // estimate how many rows the byte leaves over.
+    std::array<uint32_t, 256> agreeing{};
+    uint64_t sum = 0;
+    uint64_t sumOfSquares = 0;
   };
 
   Page& touch(uint32_t rowNumber);
@@ -100,8 +106,13 @@ private:
   void enter(unsigned byte, uint32_t rowNumber, uint8_t value, uint8_t mask);
   void leave(unsigned byte, uint32_t rowNumber, uint8_t value, uint8_t mask);
   void matchBitsAre(ByteIndex& index, uint32_t rowNumber, uint8_t value, uint8_t mask, bool on);
+  uint64_t* agreeingMap(const ByteIndex& index, unsigned value) {
+    return &bitmaps_[index.slot + value * stride_];
+  }
+  uint64_t* ignoringMap(const ByteIndex& index) { return agreeingMap(index, 256); }
   void bitIs(uint64_t* map, uint32_t rowNumber, bool on) const;
   void listActiveBytes();
+  double share(const ByteIndex& index) const;
   bool summaryExact(const uint64_t* map) const;
 
   uint32_t numRows_;
@@ -109,13 +120,20 @@ private:
   unsigned numCopies_;
   uint32_t words_;        // bitmap words, one for each 64 rows
   uint32_t summaryWords_; // one for each 4096 rows
-  uint32_t stride_;       // summaryWords_ + words_
+  std::size_t stride_;    // summaryWords_ + words_
   uint32_t numValid_ = 0;
   std::vector<uint64_t> valid_;          // {summary words, bitmap words}
   std::vector<std::vector<Page>> pages_; // each empty or with one page
   std::array<ByteIndex, tcamKeyCapacity> bytes_;
-  std::array<uint8_t, tcamKeyCapacity> active_{}; // bytes that some valid row compares
+  std::vector<uint64_t> bitmaps_;
+  // The bytes that some valid row compares, best first, side by side for the search.
+  struct ActiveByte {
+    std::size_t slot = 0;
+    unsigned byte = 0;
+  };
+  std::array<ActiveByte, tcamKeyCapacity> active_;
   unsigned numActive_ = 0;
+  unsigned changesUntilSort_ = 1;
 };
 
 } // namespace sim

@@ -1,0 +1,1 @@
+xpacl_bench(sim_bench sim)

@@ -1,0 +1,5 @@
+xpacl_test(sim_tcam_test sim)
+xpacl_test(sim_key_test sim)
+xpacl_test(sim_sdk_test sim)
+xpacl_test(sim_pipeline_test sim)
+xpacl_test(sim_faults_test sim)
