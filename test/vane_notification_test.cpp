@@ -335,6 +335,26 @@ TEST_F(VaneNotification, KeysOfEverySizeSurviveALongQueue) {
   EXPECT_EQ(taken(), expected + "a:large0 a:large1 a:large2 a:large3 a:large4 ");
 }
 
+TEST_F(VaneNotification, TheKeyIsTheReactorsOwn) {
+  class Changer : public Table::NotifieeConst {
+  public:
+    explicit Changer(Vane::String& key) : key_(key) {}
+    void onName(const Vane::String& name) override {
+      key_ = "something else";
+      note(name.charPtr());
+    }
+
+  private:
+    Vane::String& key_;
+  };
+  Vane::String key("first");
+  a->notifierIs(nullptr);
+  const Ptr<Changer> changer(new Changer(key));
+  changer->notifierIs(table);
+  table->nameIs(key, true);
+  EXPECT_EQ(taken(), "first ");
+}
+
 TEST_F(VaneNotification, EachThreadHasAQueueOfItsOwn) {
   a->action = [&] {
     std::thread([] {
