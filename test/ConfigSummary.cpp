@@ -49,7 +49,7 @@ std::string entryText(const std::string& header, const std::string& line, const 
   for (const Diagnostic& diagnostic : config.diagnostics) {
     if (!text.empty())
       text += ' ';
-    text += "[" + std::to_string(diagnostic.loc.column) + " ";
+    text.append("[").append(std::to_string(diagnostic.loc.column)).append(" ");
     text += diagnostic.severity == Severity::error ? "error " : "warning ";
     text += diagnostic.message + "]";
   }

@@ -27,7 +27,8 @@ TEST(ConfigGroup, addresses) {
   30 permit ip 10.0.0.0 0.0.255.0 host 1.1.1.1
      or ip host 10.0.0.1 host 1.1.1.1
      or ip 172.16.0.0 0.15.255.255 host 1.1.1.1
-)", summaryOf(R"(ip access-list extended A
+)",
+            summaryOf(R"(ip access-list extended A
  permit ip object-group NET any
  permit ip any object-group WILD
  permit ip addrgroup WILD host 1.1.1.1
@@ -58,7 +59,8 @@ v6 extended B
   10 permit ipv6 any 2001:db8::/32
 v6 extended C (errors)
 11:31: warning: 'FOUR': this object group has no IPv6 address; an IPv6 list needs one (no error, because the list is applied nowhere)
-)", summaryOf(R"(object-group network NET
+)",
+            summaryOf(R"(object-group network NET
  host 10.0.0.1
  2001:db8::/32
 ip access-list extended A
@@ -97,7 +99,8 @@ v6 extended B
      or 47 any any
 32:36: warning: 'fragments': a fragment that is not the first carries no ports, so that the ports of this line are not compared; leave them out
 33:34: warning: 'fragments': a fragment that is not the first carries no ICMP type, so that both together match nothing; leave one of them out (no error, because the list is applied nowhere)
-)", summaryOf(R"(object-group service MIX
+)",
+            summaryOf(R"(object-group service MIX
  tcp eq 80
  tcp eq 81
  tcp source eq 5 eq 443
@@ -145,7 +148,8 @@ TEST(ConfigGroup, protocolsWithPortsOfTheLine) {
 9:36: warning: 'cmd': this is no service, or not the same port for all protocols of the line; write the number of the port (no error, because the list is applied nowhere)
 11:35: warning: 'eq': the object group 'TCPS' says which ports are meant; leave the ports out here (no error, because the list is applied nowhere)
 12:33: warning: 'established': only TCP connections are established; write tcp as the protocol, or leave the option out (no error, because the list is applied nowhere)
-)", summaryOf(R"(object-group protocol TU
+)",
+            summaryOf(R"(object-group protocol TU
  tcp
  udp
 object-group service TCPS
@@ -170,7 +174,8 @@ TEST(ConfigGroup, productsOfGroups) {
      or udp host 1.0.0.1 host 2.0.0.2 eq 53
      or udp host 1.0.0.2 host 2.0.0.1 eq 53
      or udp host 1.0.0.2 host 2.0.0.2 eq 53 log
-)", summaryOf(R"(object-group service S
+)",
+            summaryOf(R"(object-group service S
  tcp eq 80
  udp eq 53
 object-group network X
@@ -219,7 +224,8 @@ Ethernet1 = Ethernet1 refused [v4 in A]
 45:25: error: 'TWICE': this object group is empty or cannot be read; mend its definition in line 25
 46:25: error: 'MIXED': this object group is empty or cannot be read; mend its definition in line 29
 47:27: error: 'S': a group of ports is needed here, and line 22 defines this one as another kind
-)", summaryOf(R"(object-group network EMPTY
+)",
+            summaryOf(R"(object-group network EMPTY
  description nothing
 object-group network MASK
  10.0.0.0 0.0.0.255
@@ -275,7 +281,8 @@ TEST(ConfigGroup, aGroupOfAListThatIsAppliedNowhereWarns) {
   EXPECT_EQ(R"(v4 extended A (errors)
 2:11: warning: '0.0.0.255': masks in this kind of group are netmasks, and this is none; write one like 255.255.255.0, or use object-group ip address with wildcards
 4:25: warning: 'MASK': this object group is empty or cannot be read; mend its definition in line 1 (no error, because the list is applied nowhere)
-)", summaryOf(R"(object-group network MASK
+)",
+            summaryOf(R"(object-group network MASK
  10.0.0.0 0.0.0.255
 ip access-list extended A
  permit ip object-group MASK any
@@ -286,7 +293,8 @@ TEST(ConfigGroup, removedAndReopened) {
   EXPECT_EQ(R"(v4 extended A
   10 permit ip host 10.0.0.1 any
      or ip host 10.0.0.2 any
-)", summaryOf(R"(object-group network G
+)",
+            summaryOf(R"(object-group network G
  10.0.0.0 0.0.0.255
 no object-group network G
 object-group network G
@@ -306,12 +314,14 @@ TEST(ConfigGroup, groupsThatExpandBeyondAnyTable) {
     for (int i = 0; i < 300; ++i)
       text += " host 10.0." + std::to_string(i / 256) + "." + std::to_string(i % 256) + "\n";
   }
-  text += "ip access-list extended A\n permit ip object-group X object-group Y\n permit ip object-group X any\n"
-          "interface Ethernet1\n ip access-group A in\n";
+  text +=
+      "ip access-list extended A\n permit ip object-group X object-group Y\n permit ip object-group X any\n"
+      "interface Ethernet1\n ip access-group A in\n";
   const Config config = readConfigText(text, "t");
-  EXPECT_EQ("604:9: error: 'ip': the object groups of this line stand for 90000 combinations, which is more than "
-            "there are rows; use fewer or smaller groups\n",
-            diagnosticsText(config));
+  EXPECT_EQ(
+      "604:9: error: 'ip': the object groups of this line stand for 90000 combinations, which is more than "
+      "there are rows; use fewer or smaller groups\n",
+      diagnosticsText(config));
   ASSERT_EQ(1u, config.lists[0].rules.size());
   EXPECT_EQ(300u, config.lists[0].rules[0].alternatives.size());
 }
@@ -322,9 +332,10 @@ TEST(ConfigGroup, nestingIsBounded) {
   for (int i = 0; i < 200; ++i)
     text += "object-group network G" + std::to_string(i) + "\n group-object G" + std::to_string(i + 1) +
             "\n group-object G" + std::to_string(i + 1) + "\n";
-  text += "object-group network G200\n host 10.0.0.1\nip access-list extended A\n permit ip object-group G0 any\n"
-          " permit ip object-group G180 any\n"
-          "interface Ethernet1\n ip access-group A in\n";
+  text +=
+      "object-group network G200\n host 10.0.0.1\nip access-list extended A\n permit ip object-group G0 any\n"
+      " permit ip object-group G180 any\n"
+      "interface Ethernet1\n ip access-group A in\n";
   const Config config = readConfigText(text, "t");
   EXPECT_EQ(std::string::npos, diagnosticsText(config).find("605:"));
   EXPECT_NE(std::string::npos, diagnosticsText(config).find("object groups are nested more than 64 deep"));

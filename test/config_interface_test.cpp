@@ -41,7 +41,8 @@ Ethernet16 = Ethernet1/1/1
 - = mgmt0 (unsupported)
 - = Ethernet (unsupported)
 27:11: warning: 'FastEtheret' is no kind of interface; did you mean 'FastEthernet'?; the stanza 'FastEtheret1/1' is skipped
-)", summaryOf(R"(interface GigabitEthernet1/0/1
+)",
+            summaryOf(R"(interface GigabitEthernet1/0/1
 interface gi1/0/2
 interface GIGABITETHERNET 1/0/3
 interface TenGigE0/1
@@ -97,7 +98,8 @@ Ethernet12 = GigabitEthernet2/0/2
 - = macroALL (unsupported)
 13:18: error: 'A': the list cannot be applied to Gi1/0/5-4, because the range 'Gi1/0/5-4' runs backwards; apply it to an Ethernet port, a port-channel or a VLAN interface
 15:18: error: 'A': the list cannot be applied to e1-5000, because 'e1-5000' makes the range longer than 1024 interfaces; apply it to an Ethernet port, a port-channel or a VLAN interface
-)", summaryOf(R"(ip access-list standard A
+)",
+            summaryOf(R"(ip access-list standard A
  permit any
 interface range Gi1/0/1 - 3 , Gi1/0/7
  ip access-group A in
@@ -134,7 +136,8 @@ Ethernet2 = Ethernet2 [v4 out 101, v4 in 101]
 Ethernet3 = Ethernet3
 Ethernet4 = Ethernet4
 Ethernet5 = Ethernet5
-)", summaryOf(R"(access-list 101 permit ip any any
+)",
+            summaryOf(R"(access-list 101 permit ip any any
 ip access-list extended A
  permit ip any any
 ipv6 access-list A
@@ -217,7 +220,8 @@ Ethernet9 = Ethernet9
 42:2: warning: 'ipv4 access-group A': this form of applying a list is not read and the list is not applied; write ip access-group NAME in or out
 43:2: warning: 'ip port access-group': this form of applying a list is not read and the list is not applied; write ip access-group NAME in or out
 44:2: warning: 'access-group A in': this form of applying a list is not read and the list is not applied; write ip access-group NAME in or out
-)", summaryOf(R"(access-list 101 permit ip any any
+)",
+            summaryOf(R"(access-list 101 permit ip any any
 ip access-list extended A
  permit ip any any
 ip access-list extended BAD
@@ -273,7 +277,8 @@ Ethernet2 = Ethernet2 [v4 in GOOD] refused [v4 out NOWHERE]
 4:20: error: 'dscp': a row does not compare the DSCP, precedence and type-of-service bits; leave the option out, or match by addresses, protocol and ports
 7:18: warning: 'BAD': the list has errors and is not loaded; what the interface had in its place stays
 10:18: error: 'NOWHERE': there is no IPv4 list of this name; define it, or take the line out
-)", summaryOf(R"(ip access-list extended GOOD
+)",
+            summaryOf(R"(ip access-list extended GOOD
  permit ip any any
 ip access-list extended BAD
  permit ip any any dscp ef
@@ -283,7 +288,8 @@ interface Ethernet1
 interface Ethernet2
  ip access-group GOOD in
  ip access-group NOWHERE out
-)", keepGoing));
+)",
+                      keepGoing));
 }
 
 TEST(ConfigInterface, vlans) {
@@ -307,7 +313,8 @@ vlan 30
 31:25: error: '4095': an access VLAN is a number from 1 to 4094
 32:32: error: '4095': VLANs are numbered from 1 to 4094
 33:32: error: 'x': this is no VLAN and no range of VLANs; write numbers like 10 or 20-25
-)", summaryOf(R"(vlan 10
+)",
+            summaryOf(R"(vlan 10
  name TEN
 vlan 20-22,30
 no vlan 21
@@ -360,7 +367,8 @@ Ethernet3 = Ethernet3 refused [v4 in B, v4 in A] group 2
 Ethernet4 = Ethernet4
 18:18: error: 'A': line 16 applies the IPv4 list 'B' at this place already; keep one of the two, or write their entries into one list
 20:18: error: 'A': Port-Channel3 has no member ports to apply the list to; write channel-group 3 on them
-)", summaryOf(R"(ip access-list extended A
+)",
+            summaryOf(R"(ip access-list extended A
  permit ip any any
 ip access-list extended B
  permit ip any any
@@ -407,7 +415,8 @@ chips 3
 20:24: error: the line ends too early: a table has a number of rows from 0 to 32768, because counter indexes have 16 bits and each row takes two
 21:25: error: 'many': a table has a number of rows from 0 to 32768, because counter indexes have 16 bits and each row takes two
 22:1: warning: 'no hardware': hardware lines are not taken back; leave this line and the other one out
-)", summaryOf(R"(hardware chip 1 interface Ethernet3-4
+)",
+            summaryOf(R"(hardware chip 1 interface Ethernet3-4
 interface Ethernet1
 interface Ethernet3
 hardware chip 2 interface gi1/0/1
@@ -436,28 +445,32 @@ TEST(ConfigInterface, tablesFromTheCommandLine) {
   ReadOptions options;
   options.tcam = {"ingressV4=100", "egressv6=0"};
   EXPECT_EQ("ingressV4 100\negressV6 0\n", [&] {
-    const Config config = readConfigText("hardware tcam ingressV4 50\nhardware tcam egressV6 60\nvlan 1\n", "t", options);
+    const Config config =
+        readConfigText("hardware tcam ingressV4 50\nhardware tcam egressV6 60\nvlan 1\n", "t", options);
     std::string text;
     for (const auto& [table, rows] : config.tcamRows)
       text += std::string(tableName(table)) + " " + std::to_string(rows) + "\n";
     return text + diagnosticsText(config);
   }());
-  for (const char* wrong : {"ingressV5=1", "ingressV4", "ingressV4=32769", "=", "ingressV4=-1", "", "ingressV4="}) {
+  for (const char* wrong :
+       {"ingressV5=1", "ingressV4", "ingressV4=32769", "=", "ingressV4=-1", "", "ingressV4="}) {
     options.tcam = {wrong};
-    EXPECT_EQ("--tcam: error: '" + std::string(wrong) +
-                  "': a table and its number of rows are needed, like ingressV4=4096; the tables are ingressV4, "
-                  "ingressV6, egressV4, egressV6 and ingressMac, with 0 to 32768 rows\n",
-              diagnosticsText(readConfigText("vlan 1\n", "t", options)));
+    EXPECT_EQ(
+        "--tcam: error: '" + std::string(wrong) +
+            "': a table and its number of rows are needed, like ingressV4=4096; the tables are ingressV4, "
+            "ingressV6, egressV4, egressV6 and ingressMac, with 0 to 32768 rows\n",
+        diagnosticsText(readConfigText("vlan 1\n", "t", options)));
   }
 }
 
 TEST(ConfigInterface, foundByEitherName) {
-  const Config config = readConfigText("interface GigabitEthernet1/0/1\ninterface Ethernet1\ninterface Vlan10\n"
-                                       "interface Port-channel3\n",
-                                       "t");
+  const Config config =
+      readConfigText("interface GigabitEthernet1/0/1\ninterface Ethernet1\ninterface Vlan10\n"
+                     "interface Port-channel3\n",
+                     "t");
   std::string text;
-  for (const char* name : {"GigabitEthernet1/0/1", "gi1/0/1", "Ethernet2", "e2", "Ethernet1", "ethernet1", "eth01",
-                           "Vlan10", "vlan010", "po3", "Ethernet3", "", "x", "1"}) {
+  for (const char* name : {"GigabitEthernet1/0/1", "gi1/0/1", "Ethernet2", "e2", "Ethernet1", "ethernet1",
+                           "eth01", "Vlan10", "vlan010", "po3", "Ethernet3", "", "x", "1"}) {
     const Interface* found = config.interface(name);
     text += std::string(name) + ": " + (found == nullptr ? "-" : found->name) + "\n";
   }

@@ -57,7 +57,8 @@ mac extended 1100
 v4 extended 101
   10 deny udp any any
 v4 extended 102
-)", summaryOf(R"(ip access-list standard S
+)",
+            summaryOf(R"(ip access-list standard S
  permit 10.0.0.1
 ip access-list extended E
  permit ip any any
@@ -128,7 +129,8 @@ Ethernet3 = Ethernet3 refused [v4 in aclGroupDefault, v4 out 100]
 16:27: error: 'permit': nothing may stand behind the name of the list; write its entries on lines of their own
 19:25: error: 'A': line 17 opened this list as standard, and here it is extended; rename one of them, or delete the first with a no line
 21:25: error: 'aclGroupDefault': this name means no list at all; give the list another name
-)", summaryOf(R"(ip access-list standard 100
+)",
+            summaryOf(R"(ip access-list standard 100
  permit any
 ip access-list extended 50
  permit ip any any
@@ -172,7 +174,8 @@ TEST(ConfigList, entriesStandInTheOrderOfTheirNumbers) {
   20 permit tcp any any eq 2
   30 permit tcp any any eq 4
   4294967290 permit tcp any any eq 7
-)", summaryOf(R"(ip access-list extended A
+)",
+            summaryOf(R"(ip access-list extended A
  permit tcp any any eq 1
  permit tcp any any eq 2
  5 permit tcp any any eq 3
@@ -187,7 +190,8 @@ TEST(ConfigList, aNumberTwiceReplaces) {
   EXPECT_EQ(R"(v4 extended A
   10 deny udp any any
   20 permit tcp any any eq 2
-)", summaryOf(R"(ip access-list extended A
+)",
+            summaryOf(R"(ip access-list extended A
  10 permit tcp any any eq 1
  10 remark shares the number of the entry
  20 permit tcp any any eq 2
@@ -201,7 +205,8 @@ TEST(ConfigList, noNumberIsLeft) {
   4294967290 permit tcp any any eq 7
 Ethernet1 = Ethernet1 refused [v4 in A]
 3:2: error: 'permit': no sequence number is left behind 4294967290; write one before the entry
-)", summaryOf(R"(ip access-list extended A
+)",
+            summaryOf(R"(ip access-list extended A
  4294967290 permit tcp any any eq 7
  permit tcp any any eq 8
 interface Ethernet1
@@ -215,7 +220,8 @@ TEST(ConfigList, whatIsDeletedOrReplacedIsNoError) {
 v4 extended B
   10 permit udp any any
 Ethernet1 = Ethernet1 [v4 in A, v4 out B]
-)", summaryOf(R"(ip access-list extended A
+)",
+            summaryOf(R"(ip access-list extended A
  10 permit ip any any dscp ef
  20 permit tcp any any eq nonsense
  30 permit ip any any
@@ -242,7 +248,8 @@ TEST(ConfigList, deletingWhatIsNotThereIsSaid) {
   10 permit ip any any
 3:5: warning: '20': the list has no entry of this number to delete; leave the line out
 4:5: warning: 'deny': the list has no such entry to delete; leave the line out
-)", summaryOf(R"(ip access-list extended A
+)",
+            summaryOf(R"(ip access-list extended A
  10 permit ip any any
  no 20
  no deny ip any any
@@ -254,7 +261,8 @@ TEST(ConfigList, deletedByTextEachTimeOneOfThem) {
   EXPECT_EQ(R"(v4 extended A
   10 deny ip any any
   20 permit tcp any any eq 2
-)", summaryOf(R"(ip access-list extended A
+)",
+            summaryOf(R"(ip access-list extended A
  permit tcp any any eq 1
  permit tcp any any eq 2
  permit tcp any any eq 1
@@ -272,7 +280,8 @@ TEST(ConfigList, resequence) {
   105 permit tcp any any eq 2
   115 permit tcp any any eq 3
 7:29: error: '0': new sequence numbers need a first number and a step, both from 1 on
-)", summaryOf(R"(ip access-list extended A
+)",
+            summaryOf(R"(ip access-list extended A
  7 permit tcp any any eq 1
  9 permit tcp any any eq 2
 ip access-list resequence A 100 5
@@ -284,7 +293,8 @@ ip access-list resequence A 0 5
 
 TEST(ConfigList, deletingEveryForm) {
   EXPECT_EQ(R"(v4 extended KEPT
-)", summaryOf(R"(ip access-list extended A
+)",
+            summaryOf(R"(ip access-list extended A
  permit ip any any
 ip access-list standard B
  permit any
@@ -318,7 +328,8 @@ v4 extended 101
   20 deny ip any any
 v4 extended 102
   10 permit tcp any any
-)", summaryOf(R"(ip access-list extended A
+)",
+            summaryOf(R"(ip access-list extended A
  permit tcp any any
 ip access-list extended B
  permit udp any any
@@ -337,7 +348,8 @@ TEST(ConfigList, endsWhereAnotherCommandStarts) {
   10 permit tcp any any
   20 permit udp any any
   30 permit icmp any any
-)", summaryOf(R"(hostname x
+)",
+            summaryOf(R"(hostname x
 ip access-list extended A
 
  permit tcp any any
@@ -366,7 +378,8 @@ mac extended M
   10 deny host aabb.cc00.0920 host aabb.cc00.0a30
   20 permit any any
 Ethernet1 = Ethernet0/2 [mac in M, v4 in A] access 21
-)", summaryOf(R"(ip access-list extended A
+)",
+            summaryOf(R"(ip access-list extended A
 permit tcp any any
 !
 10 deny udp any any
@@ -393,7 +406,8 @@ TEST(ConfigList, entriesOfNoList) {
 6:4: error: 'deny': this entry stands in no list; write the list's header, like ip access-list extended NAME, before it
 7:1: error: 'ip': a list is applied here, but no interface is open; write interface NAME before the line
 9:1: warning: 'deny': this entry stands in no list that is read and is skipped; if it is one of an access list, write the list's header before it
-)", summaryOf(R"(permit ip any any
+)",
+            summaryOf(R"(permit ip any any
 ip access-list extended A
 permit tcp any any
 premit udp any any
@@ -411,7 +425,8 @@ Ethernet1 = Ethernet1 refused [v4 in A]
 3:2: error: 'pemit': inside a list stand entries, which start with permit or deny, and remarks; end the list with exit before anything else; did you mean 'permit'?
 4:2: error: 'fragments': inside a list stand entries, which start with permit or deny, and remarks; end the list with exit before anything else
 5:4: error: the line ends too early: an entry starts with permit or deny
-)", summaryOf(R"(ip access-list extended A
+)",
+            summaryOf(R"(ip access-list extended A
  permit tcp any any
  pemit udp any any
  fragments deny-all
@@ -423,34 +438,38 @@ interface Ethernet1
 
 TEST(ConfigList, aListAppliedNowhereOnlyWarns) {
   const char* text = "ip access-list extended A\n permit ip any any dscp ef\n permit tcp any any\n";
-  EXPECT_EQ("v4 extended A (errors)\n"
-            "  20 permit tcp any any\n"
-            "2:20: warning: 'dscp': a row does not compare the DSCP, precedence and type-of-service bits; leave "
-            "the option out, or match by addresses, protocol and ports (no error, because the list is applied "
-            "nowhere)\n",
-            summaryOf(text));
-  EXPECT_EQ("v4 extended A (errors)\n"
-            "  20 permit tcp any any\n"
-            "2:20: error: 'dscp': a row does not compare the DSCP, precedence and type-of-service bits; leave "
-            "the option out, or match by addresses, protocol and ports\n",
-            summaryOf(text, strict));
+  EXPECT_EQ(
+      "v4 extended A (errors)\n"
+      "  20 permit tcp any any\n"
+      "2:20: warning: 'dscp': a row does not compare the DSCP, precedence and type-of-service bits; leave "
+      "the option out, or match by addresses, protocol and ports (no error, because the list is applied "
+      "nowhere)\n",
+      summaryOf(text));
+  EXPECT_EQ(
+      "v4 extended A (errors)\n"
+      "  20 permit tcp any any\n"
+      "2:20: error: 'dscp': a row does not compare the DSCP, precedence and type-of-service bits; leave "
+      "the option out, or match by addresses, protocol and ports\n",
+      summaryOf(text, strict));
 }
 
 TEST(ConfigList, strictMakesErrorsOfWarnings) {
   const char* text = "ip access-list extended A\n permit tcp any any eq 80 fragments\n"
                      "interface Ethernet1\n ip access-group A in\n";
-  EXPECT_EQ("v4 extended A\n"
-            "  10 permit tcp any any fragments\n"
-            "Ethernet1 = Ethernet1 [v4 in A]\n"
-            "2:27: warning: 'fragments': a fragment that is not the first carries no ports, so that the ports of "
-            "this line are not compared; leave them out\n",
-            summaryOf(text));
-  EXPECT_EQ("v4 extended A (errors)\n"
-            "  10 permit tcp any any fragments\n"
-            "Ethernet1 = Ethernet1 refused [v4 in A]\n"
-            "2:27: error: 'fragments': a fragment that is not the first carries no ports, so that the ports of "
-            "this line are not compared; leave them out\n",
-            summaryOf(text, strict));
+  EXPECT_EQ(
+      "v4 extended A\n"
+      "  10 permit tcp any any fragments\n"
+      "Ethernet1 = Ethernet1 [v4 in A]\n"
+      "2:27: warning: 'fragments': a fragment that is not the first carries no ports, so that the ports of "
+      "this line are not compared; leave them out\n",
+      summaryOf(text));
+  EXPECT_EQ(
+      "v4 extended A (errors)\n"
+      "  10 permit tcp any any fragments\n"
+      "Ethernet1 = Ethernet1 refused [v4 in A]\n"
+      "2:27: error: 'fragments': a fragment that is not the first carries no ports, so that the ports of "
+      "this line are not compared; leave them out\n",
+      summaryOf(text, strict));
 }
 
 TEST(ConfigList, theTextOfAnEntry) {
@@ -474,7 +493,8 @@ TEST(ConfigList, theTextOfAnEntry) {
 TEST(ConfigList, bannersAreNoConfiguration) {
   EXPECT_EQ(R"(v4 extended A
   10 permit ip any any
-)", summaryOf(R"(banner motd ^C
+)",
+            summaryOf(R"(banner motd ^C
 permit ip any any
 ip access-list extended FAKE
 ^C

@@ -10,7 +10,8 @@ namespace {
 using namespace configtest;
 
 TEST(ConfigRefuse, optionsThatNoRowHas) {
-  const std::string table = R"(permit ip any any dscp ef => [19 error 'dscp': a row does not compare the DSCP, precedence and type-of-service bits; leave the option out, or match by addresses, protocol and ports]
+  const std::string table =
+      R"(permit ip any any dscp ef => [19 error 'dscp': a row does not compare the DSCP, precedence and type-of-service bits; leave the option out, or match by addresses, protocol and ports]
 permit ip any any precedence internet => [19 error 'precedence': a row does not compare the DSCP, precedence and type-of-service bits; leave the option out, or match by addresses, protocol and ports]
 permit ip any any tos 12 => [19 error 'tos': a row does not compare the DSCP, precedence and type-of-service bits; leave the option out, or match by addresses, protocol and ports]
 permit ip any any option any-options => [19 error 'option': a row does not see IPv4 options; leave the option out]
@@ -41,7 +42,8 @@ permit icmp any any code 3 => [21 error 'code': an ICMP code is compared only to
 }
 
 TEST(ConfigRefuse, protocols) {
-  const std::string table = R"(permit 0 any any => [8 error '0': protocol 0 cannot be a criterion, because a row takes it for any protocol; write ip or ipv6 when every packet is meant]
+  const std::string table =
+      R"(permit 0 any any => [8 error '0': protocol 0 cannot be a criterion, because a row takes it for any protocol; write ip or ipv6 when every packet is meant]
 permit 256 any any => [8 error '256': protocol numbers end at 255]
 permit hopopt any any => [8 error 'hopopt': its number 0 cannot be a criterion, because a row with protocol 0 would match others too; leave the line out]
 permit nd any any => [8 error 'nd': neighbour discovery is no protocol of its own; write icmp with nd-ns or nd-na in an IPv6 list]
@@ -59,7 +61,8 @@ permit tcp => [11 error the line ends too early: a source address is needed here
 }
 
 TEST(ConfigRefuse, addresses) {
-  const std::string table = R"(permit ip any => [14 error the line ends too early: a destination address is needed here; write any, host A, A and its wildcard, or A/length]
+  const std::string table =
+      R"(permit ip any => [14 error the line ends too early: a destination address is needed here; write any, host A, A and its wildcard, or A/length]
 permit ip 10.0.0.1 10.0.0.2 => [20 error '10.0.0.2': this was read as the wildcard of the source address, and the destination is missing; write host before a single address]
 permit ip any 10.0.0.1 10.0.0.2 10.0.0.3 => [33 error '10.0.0.3': the destination has ended before this address; an address with a second one behind it was read as address and wildcard, so write host before a single address]
 permit ip 10.0.0.256 any => [11 error '10.0.0.256': a source address is needed here, and this is none; write any, host A, A and its wildcard, or A/length]
@@ -82,7 +85,8 @@ permit tcp eq 80 any => [12 error 'eq': a source address is needed here, before 
 }
 
 TEST(ConfigRefuse, portsAndTypes) {
-  const std::string table = R"(permit ip any any eq 80 => [19 error 'eq': 'ip' has no ports; write tcp, udp or sctp as the protocol, or leave the ports out]
+  const std::string table =
+      R"(permit ip any any eq 80 => [19 error 'eq': 'ip' has no ports; write tcp, udp or sctp as the protocol, or leave the ports out]
 permit icmp any eq 80 any => [17 error 'eq': 'icmp' has no ports; write tcp, udp or sctp as the protocol, or leave the ports out]
 permit 47 any any range 5 6 => [19 error 'range': '47' has no ports; write tcp, udp or sctp as the protocol, or leave the ports out]
 permit tcp any any eq => [22 error the line ends too early: a port is missing; write a number from 0 to 65535 or the name of a service]
@@ -109,7 +113,8 @@ permit igmp any any host-query => [21 error 'host-query': this is no option of a
 }
 
 TEST(ConfigRefuse, logTagsThatCouldMeanMore) {
-  const std::string table = R"(permit tcp any any log estblished => [24 error 'estblished': this is no option of an entry; leave it out or correct it; did you mean 'established'?]
+  const std::string table =
+      R"(permit tcp any any log estblished => [24 error 'estblished': this is no option of an entry; leave it out or correct it; did you mean 'established'?]
 permit icmp any any log echo => permit icmp any any 8 log
 permit tcp any any log www => [24 error 'www': this is no option of an entry; leave it out or correct it]
 permit tcp any any log A B => [26 error 'B': this is no option of an entry; leave it out or correct it]
@@ -122,7 +127,8 @@ permit ip any any (12 => [19 error '(12': only a count of matches, like (12 matc
 }
 
 TEST(ConfigRefuse, sequenceNumbers) {
-  const std::string table = R"(0 permit ip any any => [1 error '0': a sequence number is needed here, from 1 to 4294967295]
+  const std::string table =
+      R"(0 permit ip any any => [1 error '0': a sequence number is needed here, from 1 to 4294967295]
 4294967296 permit ip any any => [1 error '4294967296': a sequence number is needed here, from 1 to 4294967295]
 seq permit ip any any => [5 error 'permit': a sequence number is needed here, from 1 to 4294967295]
 permit ip any any sequence 0 => [28 error '0': a sequence number is needed here, from 1 to 4294967295]
@@ -136,7 +142,8 @@ dynamic TEMP permit ip any any => [1 error 'dynamic': rows keep no state from on
 }
 
 TEST(ConfigRefuse, standardLists) {
-  const std::string table = R"(16 deny udp host 10.0.0.1 host 10.0.0.2 range 12 15 => [9 error 'udp': a standard list compares the source address only; make the list extended, or leave this out]
+  const std::string table =
+      R"(16 deny udp host 10.0.0.1 host 10.0.0.2 range 12 15 => [9 error 'udp': a standard list compares the source address only; make the list extended, or leave this out]
 permit ip any any => [8 error 'ip': a standard list compares the source address only; make the list extended, or leave this out]
 permit host 10.0.0.1 host 10.0.0.2 => [22 error 'host': a standard list compares the source address only; make the list extended, or leave this out]
 permit any eq 5 => [12 error 'eq': a standard list compares the source address only; make the list extended, or leave this out]
@@ -146,7 +153,8 @@ permit 2001:db8::1 => [8 error '2001:db8::1': an IPv4 list has IPv4 addresses on
 }
 
 TEST(ConfigRefuse, ipv6) {
-  const std::string table = R"(permit ip any any => [8 error 'ip': an IPv6 list sees IPv6 packets only; write ipv6 for all of them, or 4 for IPv4 packets carried in IPv6]
+  const std::string table =
+      R"(permit ip any any => [8 error 'ip': an IPv6 list sees IPv6 packets only; write ipv6 for all of them, or 4 for IPv4 packets carried in IPv6]
 permit ipv4 any any => [8 error 'ipv4': an IPv6 list sees IPv6 packets only; write ipv6 for all of them, or 4 for IPv4 packets carried in IPv6]
 permit tcp any any hop-limit eq 64 => [20 error 'hop-limit': a row does not compare the IPv6 hop limit; leave the option out]
 permit tcp any any ttl eq 64 => [20 error 'ttl': a row does not compare the IPv6 hop limit; leave the option out]
@@ -168,7 +176,8 @@ permit nd any any => [8 error 'nd': neighbour discovery is no protocol of its ow
 }
 
 TEST(ConfigRefuse, mac) {
-  const std::string table = R"(permit any => [11 error the line ends too early: the destination address is missing; write any, host aabb.ccdd.eeff or an address and a wildcard]
+  const std::string table =
+      R"(permit any => [11 error the line ends too early: the destination address is missing; write any, host aabb.ccdd.eeff or an address and a wildcard]
 permit host any any => [13 error 'any': this is no MAC address, and a source address is needed here; write any, host aabb.ccdd.eeff or an address and a wildcard]
 permit 0011.2233 any => [8 error '0011.2233': this is no MAC address, and a source address is needed here; write any, host aabb.ccdd.eeff or an address and a wildcard]
 permit any any 0x10000 => [16 error '0x10000': an EtherType is a number from 0 to 0xFFFF]
