@@ -11,6 +11,7 @@ namespace agent {
 namespace {
 
 constexpr uint32_t idsPerKind = 255;
+constexpr const char* familyNames[] = {" ipv4 ", " ipv6 ", " mac "};
 
 // One set of rows: an index key on a chip.
 using Placement = std::pair<XpAcl::HwAclIndexKey, uint8_t>;
@@ -52,26 +53,32 @@ void addRows(const Placement& placement, const std::map<Plex::AclKey, uint32_t>&
   }
 }
 
+void addPorts(const char* what, const PortSet& ports, std::string& text) {
+  if (!isAnyPort(ports)) {
+    text.append(text.empty() ? "" : "; ").append(what).append(expansionText(ports));
+  }
+}
+
 std::string conditionText(const Criteria& criteria) {
   std::string text;
-  if (!isAnyPort(criteria.srcPorts) && !criteria.fragments) {
-    text += "source ports " + expansionText(criteria.srcPorts);
-  }
-  if (!isAnyPort(criteria.dstPorts) && !criteria.fragments) {
-    text += (text.empty() ? "" : "; ") + std::string("destination ports ") + expansionText(criteria.dstPorts);
+  if (!criteria.fragments) {
+    addPorts("source ports ", criteria.srcPorts, text);
+    addPorts("destination ports ", criteria.dstPorts, text);
   }
   return text;
 }
 
 std::string lineExpansion(const Rule& rule) {
+  const bool several = rule.alternatives.size() > 1;
   std::string text;
-  if (rule.alternatives.size() > 1) {
-    text = std::to_string(rule.alternatives.size()) + " alternatives";
+  if (several) {
+    text.append(std::to_string(rule.alternatives.size())).append(" alternatives");
   }
   for (const Criteria& criteria : rule.alternatives) {
     const std::string ports = conditionText(criteria);
     if (!ports.empty()) {
-      return text + (text.empty() ? "" : "; ") + (rule.alternatives.size() > 1 ? "the first: " : "") + ports;
+      text.append(several ? "; the first: " : "").append(ports);
+      return text;
     }
   }
   return text;
@@ -94,7 +101,8 @@ void describeLists(const Desired& desired, Plan& plan) {
     const auto counts = rowsPerEntry(acl);
     for (std::size_t i = 0; i < counts.size(); ++i) {
       const Rule& rule = acl.source.rules[i];
-      const std::string place = rule.loc.text() + name.name + char('0' + int(name.family));
+      std::string place = rule.loc.text();
+      place.append(familyNames[static_cast<std::size_t>(name.family)]).append(name.name);
       if (counts[i] > 1 && seenLines.insert(place).second) {
         plan.costliest.push_back({name.name, rule.loc, rule.text, counts[i], lineExpansion(rule)});
       }
@@ -127,9 +135,9 @@ void checkIds(const Footprint& before, const Footprint& after, Plan& plan) {
 std::string expansionText(const PortSet& ports) {
   std::string text;
   for (const PortRange& range : ports) {
-    text += (text.empty() ? "" : ",") + std::to_string(range.low);
+    text.append(text.empty() ? "" : ",").append(std::to_string(range.low));
     if (range.high != range.low) {
-      text += "-" + std::to_string(range.high);
+      text.append("-").append(std::to_string(range.high));
     }
   }
   const auto blocks = portBlocks(ports);

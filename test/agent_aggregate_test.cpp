@@ -76,7 +76,7 @@ TEST(PortBlocks, CoverExactlyWithTheFewest) {
   }
 }
 
-Config read(const std::string& text) {
+Config parsed(const std::string& text) {
   return readConfigText(text, "test.conf");
 }
 
@@ -96,7 +96,7 @@ std::string rowsText(const AggregatedAcl& acl) {
 }
 
 std::string aggregated(const std::string& config, Family family, const std::string& name) {
-  const Config read = ::read(config);
+  const Config read = parsed(config);
   const AccessList* const list = read.list(family, name);
   return list == nullptr ? "no list" : rowsText(*aggregate(*list, true));
 }
@@ -143,7 +143,7 @@ TEST(Aggregate, FragmentsComparesNoPorts) {
 TEST(Generations, EditsCountUpAndUnchangedLinesKeepTheirIds) {
   AclRegistry registry;
   const auto step = [&](const std::string& lines) {
-    const Config config = read("ip access-list extended A\n" + lines);
+    const Config config = parsed("ip access-list extended A\n" + lines);
     const AclGeneration next = registry.next(*config.list(Family::ipv4, "A"), Direction::in, true);
     registry.generationIs({"A", Family::ipv4, Direction::in}, next);
     std::string text = std::to_string(next.generation) + ":";
@@ -182,15 +182,15 @@ const char* const planned = "hardware tcam ingressV4 16\n"
                             "interface Ethernet2\n ip access-group A in\n";
 
 TEST(Plan, SharedVersionsCountOnce) {
-  EXPECT_EQ(planText(plan(read(planned), nullptr)),
+  EXPECT_EQ(planText(plan(parsed(planned), nullptr)),
             "fits ingressV4 4+11+1=16 peak 4 lack 0 | A 2 rules 4 rows x1");
 }
 
 TEST(Plan, PeakHoldsOldAndNew) {
-  const Config from = read(planned);
+  const Config from = parsed(planned);
   std::string edited = planned;
   edited.replace(edited.find("range 1 3"), 9, "range 1 14");
-  const Config to = read(edited);
+  const Config to = parsed(edited);
   // 1, 2-3, 4-7, 8-11, 12-13, 14, the deny and the final rule; beside them the 4 old rows.
   EXPECT_EQ(planText(plan(to, &from)), "fits ingressV4 8+7+1=16 peak 12 lack 0 | A 2 rules 8 rows x1");
 }
@@ -198,7 +198,7 @@ TEST(Plan, PeakHoldsOldAndNew) {
 TEST(Plan, SaysWhatLacks) {
   std::string large = planned;
   large.replace(large.find("range 1 3"), 9, "range 1 65534");
-  const Plan result = plan(read(large), nullptr);
+  const Plan result = plan(parsed(large), nullptr);
   EXPECT_EQ(planText(result), "no ingressV4 32+0+1=16 peak 32 lack 17 | A 2 rules 32 rows x1");
   ASSERT_EQ(result.reasons.size(), 1u);
   EXPECT_EQ(result.reasons[0],
@@ -206,7 +206,7 @@ TEST(Plan, SaysWhatLacks) {
 }
 
 TEST(Plan, EmptyAndUnappliedListsTakeNoRows) {
-  EXPECT_EQ(planText(plan(read("ip access-list extended A\n permit ip any any\n"
+  EXPECT_EQ(planText(plan(parsed("ip access-list extended A\n permit ip any any\n"
                                "ip access-list extended B\n"
                                "interface Ethernet1\n ip access-group B in\n"),
                           nullptr)),

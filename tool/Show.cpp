@@ -105,7 +105,7 @@ void showIds(const ShowOptions& options, Session& session) {
     const uint64_t spared = unshared > held ? unshared - held : 0;
     total += held;
     saved += spared;
-    const char* const kind = stringValue(agent::idKind(live.routed, agent::directionOf(key))).charPtr();
+    const std::string kind = stringValue(agent::idKind(live.routed, agent::directionOf(key))).charPtr();
     std::string names;
     for (const std::string& user : users) {
       names += (names.empty() ? "" : " ") + user;
