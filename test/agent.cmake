@@ -1,2 +1,6 @@
+add_library(randomLists STATIC RandomLists.cpp)
+target_link_libraries(randomLists PUBLIC agentConfig packet PRIVATE xpacl_flags)
+target_include_directories(randomLists PUBLIC ${PROJECT_SOURCE_DIR})
 xpacl_test(agent_aggregate_test agent sim)
-xpacl_test(agent_apply_test agent sim)
+xpacl_test(agent_scenario_test randomLists agent sim verify)
+xpacl_test(differential_test randomLists agent sim verify)

@@ -148,9 +148,9 @@ TEST(Generations, EditsCountUpAndUnchangedLinesKeepTheirIds) {
     registry.generationIs({"A", Family::ipv4, Direction::in}, next);
     std::string text = std::to_string(next.generation) + ":";
     for (std::size_t i = 0; i < config.list(Family::ipv4, "A")->rules.size(); ++i) {
-      text += " " + std::to_string(next.uniqueIds[i]);
+      text.append(" ").append(std::to_string(next.uniqueIds[i]));
     }
-    return text + " final " + std::to_string(next.uniqueIds.back());
+    return text.append(" final ").append(std::to_string(next.uniqueIds.back()));
   };
   EXPECT_EQ(step(" permit tcp any any eq 80\n deny ip any any\n"), "1: 1 2 final 5");
   EXPECT_EQ(step(" permit tcp any any eq 80\n deny ip any any\n"), "1: 1 2 final 5");
@@ -207,8 +207,8 @@ TEST(Plan, SaysWhatLacks) {
 
 TEST(Plan, EmptyAndUnappliedListsTakeNoRows) {
   EXPECT_EQ(planText(plan(parsed("ip access-list extended A\n permit ip any any\n"
-                               "ip access-list extended B\n"
-                               "interface Ethernet1\n ip access-group B in\n"),
+                                 "ip access-list extended B\n"
+                                 "interface Ethernet1\n ip access-group B in\n"),
                           nullptr)),
             "fits");
 }
