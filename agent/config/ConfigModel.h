@@ -20,6 +20,7 @@ struct SourceLoc {
   unsigned line = 0;        // 1-based; 0: the file as a whole
   unsigned column = 0;      // 1-based, octets
   std::string text() const; // "file:line:column", or "file" alone without a line
+  bool operator==(const SourceLoc&) const = default;
 };
 
 enum class Severity { error, warning };

@@ -1,0 +1,8 @@
+#include "fuzz/ConfigFuzz.h"
+
+#include <cstdint>
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  fuzzing::checkConfig({reinterpret_cast<const char*>(data), size}, agent::InputFormat::cli);
+  return 0;
+}
