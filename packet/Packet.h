@@ -17,7 +17,7 @@ enum class L3 : uint8_t { none, ipv4, ipv6 };
 struct Packet {
   MacAddr dstMac{};
   MacAddr srcMac{};
-  uint16_t vlan = 0;      // VLAN of the outer tag; 0: untagged or priority-tagged
+  uint16_t vlan = 0;      // VLAN of the outer tag, 1..4095; 0: untagged or priority-tagged
   uint16_t etherType = 0; // behind the tags; for an 802.3 frame its length field
 
   L3 l3 = L3::none; // none also for a frame whose IP header is malformed

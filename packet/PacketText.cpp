@@ -212,7 +212,7 @@ private:
     } else if (option == "vlan") {
       advance();
       const Word word = word_;
-      packet_.vlan = static_cast<uint16_t>(number("a VLAN", 4094));
+      packet_.vlan = static_cast<uint16_t>(number("a VLAN", 4095));
       if (packet_.vlan == 0) {
         throw PacketTextError(word.column, "there is no VLAN 0: write 1 to 4094, or leave it out");
       }

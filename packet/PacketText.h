@@ -16,7 +16,7 @@
 //             | TYPE | TYPE "/" CODE                                            (icmp, icmp6)
 //             | "fragment"            non-initial: no ports, no type
 //             | "ttl" NUMBER          64 when absent
-//             | "vlan" 1..4094        untagged when absent
+//             | "vlan" 1..4095        untagged when absent; 4095 is reserved, and no port carries it
 //             | "src-mac" MAC | "dst-mac" MAC      zero when absent; aa:bb:cc:dd:ee:ff or aabb.ccdd.eeff
 //             | "ethertype" NUMBER    that of the address family when absent; 0x prefix for hexadecimal
 //             | "length" NUMBER       octets on the wire, 0 when absent

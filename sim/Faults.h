@@ -18,9 +18,9 @@ namespace sim {
 struct Fault {
   uint64_t call = 0; // the n-th call from the moment the fault is set, counted from 1; 0: no fault
   XpXdk::XP_STATUS status = XpXdk::statusInvalidArgument;
-  bool writesOnly = false; // count only calls that change the chip
-  bool execute = false;    // also execute the call that is answered with the fault
-  std::optional<Op> only;  // count only calls of this operation
+  bool writesOnly = false;               // count only calls that change the chip
+  bool execute = false;                  // also execute the call that is answered with the fault
+  std::optional<Op> only = std::nullopt; // count only calls of this operation
 };
 
 class FaultySdk {

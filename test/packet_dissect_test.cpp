@@ -184,6 +184,8 @@ TEST(Dissect, Tags) {
   EXPECT_EQ(tagged(be16(0x9100) + be16(100) + be16(0x9100) + be16(10)), expected(" vlan 100"));
   EXPECT_EQ(tagged(be16(0x8100) + be16(0xE000)), expected(""));
   EXPECT_EQ(tagged(be16(0x88A8) + be16(0) + be16(0x8100) + be16(10)), expected(" vlan 10"));
+  // The reserved VLAN is kept as it is; no port carries it.
+  EXPECT_EQ(tagged(be16(0x8100) + be16(0xFFFF)), expected(" vlan 4095"));
   EXPECT_EQ(textOf(macs() + be16(0x8100) + Bytes{0, 10, 8}), "frame" + kMacs + " ethertype 0x8100");
 }
 

@@ -86,8 +86,8 @@ TEST(PacketText, ErrorsSayWhereAndWhatWasExpected) {
   EXPECT_EQ(again("udp 1.2.3.4:1 > 5.6.7.8:1 ttl 256"),
             "column 31: \"256\" stands where a time to live up to 255 was expected");
   EXPECT_EQ(again("frame vlan 0"), "column 12: there is no VLAN 0: write 1 to 4094, or leave it out");
-  EXPECT_EQ(again("frame vlan 4095"), "column 12: \"4095\" stands where a VLAN up to 4094 was expected");
-  EXPECT_EQ(again("frame vlan"), "column 11: the text ends where a VLAN up to 4094 was expected");
+  EXPECT_EQ(again("frame vlan 4096"), "column 12: \"4096\" stands where a VLAN up to 4095 was expected");
+  EXPECT_EQ(again("frame vlan"), "column 11: the text ends where a VLAN up to 4095 was expected");
   EXPECT_EQ(again("frame vlan 1 vlan 2"), "column 14: \"vlan\" stands twice");
   EXPECT_EQ(again("frame ttl 1"),
             "column 7: \"ttl\" stands where \"vlan\", \"src-mac\", \"dst-mac\", \"ethertype\" or "
