@@ -186,7 +186,7 @@ typename Map::Value childOf(const PtrInterface& owner, Map& children, const type
   using Child = typename Map::Value::Pointee;
   *inserted = false;
   if (const auto* held = children.find(key)) {
-    const typename Map::Value child = *held;
+    typename Map::Value child = *held;
     constructorParamsCheck(*child, args...);
     return child;
   }

@@ -122,12 +122,9 @@ public:
   noexcept : object_(other.release()) {}
   ~Ptr() { drop(); }
 
-  Ptr& operator=(const Ptr& other) {
-    Ptr(other).swap(*this);
-    return *this;
-  }
-  Ptr& operator=(Ptr&& other) noexcept {
-    Ptr(std::move(other)).swap(*this);
+  // By value: the old object is dropped last, when this pointer already holds the new one.
+  Ptr& operator=(Ptr other) noexcept {
+    swap(other);
     return *this;
   }
 
