@@ -1,6 +1,6 @@
 #include "packet/Dissect.h"
 
-#include <cstring>
+#include <algorithm>
 #include <initializer_list>
 #include <memory>
 #include <string>
@@ -62,7 +62,7 @@ Bytes udp() {
 // Dissects a copy that ends exactly where the capture ends, so that sanitizers see a read behind it.
 std::string textOf(const Bytes& bytes, LinkType linkType = LinkType::ethernet) {
   const std::unique_ptr<uint8_t[]> exact(new uint8_t[bytes.size()]);
-  std::memcpy(exact.get(), bytes.data(), bytes.size());
+  std::copy(bytes.begin(), bytes.end(), exact.get());
   return packet::toText(packet::dissect(linkType, exact.get(), static_cast<uint32_t>(bytes.size()), 0));
 }
 

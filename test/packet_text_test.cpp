@@ -36,10 +36,10 @@ TEST(PacketText, EveryForm) {
       "icmp6 fe80::1 > ff02::1:ff00:1 135/0 ttl 255",
       "proto 89 10.1.2.3 > 10.9.8.7 ttl 1",
       "proto 47 10.1.2.3:5 > 10.9.8.7:6 ttl 64",
-      "udp 10.1.2.3:1 > 10.9.8.7:2 ttl 64 vlan 4094 src-mac 02:00:5e:10:00:01 dst-mac ff:ff:ff:ff:ff:ff "
-      "length 1514",
+      "udp 1.2.3.4:1 > 5.6.7.8:2 ttl 64 vlan 4095 src-mac 02:00:5e:10:00:01 dst-mac ff:ff:ff:ff:ff:ff",
       "udp 10.1.2.3:1 > 10.9.8.7:2 ttl 64 ethertype 0x0024",
       "frame",
+      "udp 1.2.3.4:1 > 5.6.7.8:2 ttl 64 length 4294967295",
       "frame vlan 1 src-mac 02:00:5e:10:00:01 ethertype 0x0806 length 60",
       "frame ethertype 0x86dd",
   };
