@@ -14,3 +14,5 @@ foreach(room platform XpAclTcam sim packet agent verify tool)
 endforeach()
 add_library(headers_alone OBJECT ${headers_alone_sources})
 target_link_libraries(headers_alone PRIVATE XpAclTcam sim packet agent verify xpacl_flags)
+# They hold no code worth optimising.
+target_compile_options(headers_alone PRIVATE -O0)
