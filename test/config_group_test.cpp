@@ -197,7 +197,7 @@ Ethernet1 = Ethernet1 refused [v4 in A]
 6:7: error: 'www.example.org': an address is needed here, names of hosts are not resolved; write one like host 10.0.0.1
 7:16: error: 'extra': the member of the group ends before this word; leave it out
 9:15: error: 'LOOP2': this object group is empty or cannot be read; see line 10
-11:15: error: 'LOOP': the object group contains itself
+11:15: error: 'LOOP': the object group contains itself; leave this line out
 13:15: error: 'NOWHERE': there is no object group of this name
 15:11: warning: '255.0.255.0': masks in this kind of group are netmasks, and this is none; write one like 255.255.255.0, or use object-group ip address with wildcards
 16:1: warning: 'UNUSEDEMPTY': the object group is empty; give it a member

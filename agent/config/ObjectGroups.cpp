@@ -194,9 +194,9 @@ bool GroupTable::resolveNested(Group& group, Cursor& cursor, bool v6, unsigned d
     return findings.refuse(name, "there is no object group of this name" + nearest.suggestion());
   }
   if (nested->resolving)
-    return findings.refuse(name, "the object group contains itself");
+    return findings.refuse(name, "the object group contains itself; leave this line out");
   if (depth == maxDepth)
-    return findings.refuse(name, "object groups are nested more than 64 deep");
+    return findings.refuse(name, "object groups are nested more than 64 deep; use fewer levels");
   const auto addressKind = [](GroupKind kind) {
     return kind == GroupKind::network || kind == GroupKind::address;
   };

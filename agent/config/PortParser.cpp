@@ -82,7 +82,7 @@ std::optional<uint16_t> takePort(Cursor& cursor, PortProtocols protocols, Findin
   if (token.text.empty()) {
     findings.refuse(token, "a port is missing; write a number from 0 to 65535 or the name of a service");
   } else if (allDigits(token.text)) {
-    findings.refuse(token, "ports end at 65535");
+    findings.refuse(token, "ports end at 65535; write a number from 0 to 65535");
   } else if (isServiceName(token.text)) {
     findings.refuse(token, std::string("this is no ") + protocolWord(protocols) +
                                "service, or not the same port for all protocols of the line; write the "

@@ -32,7 +32,7 @@ bool takeAnyProtocol(const Token& token, bool v6, Findings& findings) {
 bool takeProtocolNumber(const Token& token, Findings& findings, std::optional<uint8_t>& protocol) {
   const auto value = decimal(token.text, 255);
   if (!value)
-    return findings.refuse(token, "protocol numbers end at 255");
+    return findings.refuse(token, "protocol numbers end at 255; write one from 1 to 255");
   if (*value == 0)
     return findings.refuse(token,
                            "protocol 0 cannot be a criterion, because a row takes it for any protocol; write "
@@ -65,7 +65,7 @@ std::optional<IcmpName> takeIcmpType(Cursor& cursor, bool v6, Findings& findings
   if (allDigits(token.text)) {
     const auto type = decimal(token.text, 255);
     if (!type) {
-      findings.refuse(token, "ICMP types end at 255");
+      findings.refuse(token, "ICMP types end at 255; write a number from 0 to 255");
       return std::nullopt;
     }
     result.type = static_cast<uint8_t>(*type);
@@ -86,7 +86,7 @@ std::optional<IcmpName> takeIcmpType(Cursor& cursor, bool v6, Findings& findings
   cursor.skip(1);
   const auto code = decimal(codeToken.text, 255);
   if (!code) {
-    findings.refuse(codeToken, "ICMP codes end at 255");
+    findings.refuse(codeToken, "ICMP codes end at 255; write a number from 0 to 255");
     return std::nullopt;
   }
   result.code = static_cast<uint8_t>(*code);
