@@ -1,0 +1,1 @@
+xpacl_bench(agent_bench agent sim)
