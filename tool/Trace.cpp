@@ -32,7 +32,8 @@ struct TraceOptions : CommonOptions {
 packet::Packet thePacket(const TraceOptions& options) {
   if (!options.pcap.empty()) {
     if (options.number == 0 || !options.words.empty()) {
-      throw Exit(exitBadInput, "--pcap FILE goes with --packet N (packets count from 1), and with no packet text");
+      throw Exit(exitBadInput,
+                 "--pcap FILE goes with --packet N (packets count from 1), and with no packet text");
     }
     packet::CaptureReader capture(options.pcap);
     packet::Frame frame;
@@ -48,7 +49,8 @@ packet::Packet thePacket(const TraceOptions& options) {
     text += (text.empty() ? "" : " ") + word;
   }
   if (text.empty()) {
-    throw Exit(exitBadInput, "give the packet, e.g. 'tcp 10.1.2.3:1234 > 10.9.8.7:80 ack', or --pcap FILE --packet N");
+    throw Exit(exitBadInput,
+               "give the packet, e.g. 'tcp 10.1.2.3:1234 > 10.9.8.7:80 ack', or --pcap FILE --packet N");
   }
   try {
     return packet::fromText(text);
@@ -107,15 +109,20 @@ private:
   bool isEgress(const sim::LookupResult& lookup) const {
     return XpAcl::tcamTable(tcamType(lookup.table)).direction == Acl::egress;
   }
-  const PortRef& portOf(const sim::LookupResult& lookup) const { return isEgress(lookup) && out_ ? *out_ : in_; }
-  sim::Device& deviceOf(const sim::LookupResult& lookup) { return *session_.system().device(portOf(lookup).chip); }
+  const PortRef& portOf(const sim::LookupResult& lookup) const {
+    return isEgress(lookup) && out_ ? *out_ : in_;
+  }
+  sim::Device& deviceOf(const sim::LookupResult& lookup) {
+    return *session_.system().device(portOf(lookup).chip);
+  }
 
   const agent::RowOwner* owner(const sim::LookupResult& lookup, uint32_t row) {
     return session_.agent().rowOwner(portOf(lookup).chip, tcamType(lookup.table), row);
   }
 
   sim::TcamKeyBytes keyOf(const sim::LookupResult& lookup, const sim::Verdict& verdict) const {
-    return sim::buildKey(lookup.table, packet_, lookup.aclId, lookup.role, isEgress(lookup) ? verdict.outVlan : verdict.vlan);
+    return sim::buildKey(lookup.table, packet_, lookup.aclId, lookup.role,
+                         isEgress(lookup) ? verdict.outVlan : verdict.vlan);
   }
 
   void printJson(const sim::Verdict& verdict) {
@@ -138,8 +145,8 @@ private:
 
   void printText(const sim::Verdict& verdict) {
     std::cout << bold("Packet") << "   " << packet::toText(packet_) << "\n"
-              << bold("Enters") << "   " << in_.name << ", chip " << unsigned{in_.chip} << " port " << in_.number
-              << ", VLAN " << verdict.vlan;
+              << bold("Enters") << "   " << in_.name << ", chip " << unsigned{in_.chip} << " port "
+              << in_.number << ", VLAN " << verdict.vlan;
     if (verdict.vif != sim::noVif) {
       std::cout << ", VIF " << verdict.vif;
     }
@@ -156,17 +163,17 @@ private:
       std::cout << "No lookup is enabled there.\n";
     }
     std::cout << "\n"
-              << bold("Verdict") << "  " << (verdict.permit() ? green("permit") : red(sim::fateText(verdict.fate)))
-              << "\n";
+              << bold("Verdict") << "  "
+              << (verdict.permit() ? green("permit") : red(sim::fateText(verdict.fate))) << "\n";
   }
 
   void printEntries(const sim::Verdict& verdict) {
     const sim::Device& device = *session_.system().device(in_.chip);
     const XpXdk::xpPortConfigEntry& port = device.portConfig()[in_.number];
-    std::cout << "  port-config entry " << in_.number << ": ACL id " << unsigned{port.portAclId} << ", enables"
-              << ((port.aclEnBits & 1) != 0 ? " IPv4" : "") << ((port.aclEnBits & 2) != 0 ? " IPv6" : "")
-              << (port.macAclEn != 0 ? " MAC" : "") << (port.aclEnBits == 0 && port.macAclEn == 0 ? " none" : "")
-              << "\n";
+    std::cout << "  port-config entry " << in_.number << ": ACL id " << unsigned{port.portAclId}
+              << ", enables" << ((port.aclEnBits & 1) != 0 ? " IPv4" : "")
+              << ((port.aclEnBits & 2) != 0 ? " IPv6" : "") << (port.macAclEn != 0 ? " MAC" : "")
+              << (port.aclEnBits == 0 && port.macAclEn == 0 ? " none" : "") << "\n";
     if (const auto* entry = device.portVlan().find(sim::portVlanKey(verdict.vif, verdict.vlan))) {
       std::cout << "  port-VLAN entry (VIF " << entry->keyIvif << ", VLAN " << entry->keyVlan << "): ACL id "
                 << unsigned{entry->routeAclId} << ", enables" << ((entry->routeAclEn & 1) != 0 ? " IPv4" : "")
@@ -177,8 +184,8 @@ private:
   void printLookup(const sim::LookupResult& lookup, const sim::Verdict& verdict) {
     std::cout << "\n"
               << bold("Lookup") << "   " << stringValue(tcamType(lookup.table)).charPtr() << ", role "
-              << (lookup.role == sim::Role::routed ? "routed" : "port") << ", ACL id " << unsigned{lookup.aclId}
-              << ": ";
+              << (lookup.role == sim::Role::routed ? "routed" : "port") << ", ACL id "
+              << unsigned{lookup.aclId} << ": ";
     const sim::TcamKeyBytes key = keyOf(lookup, verdict);
     if (!isHit(lookup)) {
       std::cout << red("no row hits, deny") << "\n";
@@ -190,8 +197,8 @@ private:
     printFields(lookup, key);
     const std::vector<uint32_t> rows = others(lookup, key);
     for (std::size_t i = 0; i < rows.size() && i < othersShown; ++i) {
-      std::cout << (i == 0 ? "  without the rows before it would have hit:\n" : "") << "    row " << rows[i] << "  "
-                << place(owner(lookup, rows[i])) << "\n";
+      std::cout << (i == 0 ? "  without the rows before it would have hit:\n" : "") << "    row " << rows[i]
+                << "  " << place(owner(lookup, rows[i])) << "\n";
     }
     if (rows.size() > othersShown) {
       std::cout << "    and " << rows.size() - othersShown << " more\n";
@@ -205,8 +212,8 @@ private:
     std::vector<std::vector<std::string>> rows{{"FIELD", "ROW KEY", "IGNORE MASK", "PACKET"}};
     for (unsigned i = 0; i < layout.numFields; ++i) {
       const XpXdk::IaclFieldLayout& field = layout.fields[i];
-      rows.push_back({sim::fieldName(lookup.table, field.fieldId), hex(row.value, field), hex(row.mask, field),
-                      hex(key, field)});
+      rows.push_back({sim::fieldName(lookup.table, field.fieldId), hex(row.value, field),
+                      hex(row.mask, field), hex(key, field)});
     }
     std::cout << columns(rows, "    ");
   }
@@ -243,16 +250,20 @@ int runWho(const WhoOptions& options) {
   const auto chip = static_cast<uint8_t>(options.chip);
   sim::Device* const device = session.system().device(chip);
   if (device == nullptr) {
-    throw Exit(exitBadInput, "there is no chip " + std::to_string(options.chip) + "; chips are numbered from 0");
+    throw Exit(exitBadInput,
+               "there is no chip " + std::to_string(options.chip) + "; chips are numbered from 0");
   }
   const auto sdkTable = XpAcl::tcamTable(type).table;
   const uint32_t rows = device->tcam(sdkTable)->numRows();
   if (options.row >= rows) {
-    throw Exit(exitBadInput, "table " + options.table + " has rows 0 to " + std::to_string(int64_t{rows} - 1));
+    throw Exit(exitBadInput,
+               "table " + options.table + " has rows 0 to " + std::to_string(int64_t{rows} - 1));
   }
   const agent::RowOwner* const owner = session.agent().rowOwner(chip, type, options.row);
   const bool valid = device->tcam(sdkTable)->valid(options.row);
-  const std::string what = owner != nullptr ? place(owner) : valid ? "the default row: drops what no list has" : "free";
+  const std::string what = owner != nullptr ? place(owner)
+                           : valid          ? "the default row: drops what no list has"
+                                            : "free";
   if (options.json) {
     Json json{{"table", options.table}, {"row", options.row}, {"valid", valid}, {"what", what}};
     if (owner != nullptr) {
@@ -266,7 +277,8 @@ int runWho(const WhoOptions& options) {
   }
   std::cout << options.table << " row " << options.row << ": " << what << "\n";
   if (owner != nullptr) {
-    std::cout << "  rule " << owner->ruleNum << "." << owner->subRuleNum << ", ACL id " << owner->version.aclId()
+    std::cout << "  rule " << owner->ruleNum << "." << owner->subRuleNum << ", ACL id "
+              << owner->version.aclId()
               << (owner->version.type() == XpAcl::aclKeyTypeRouted ? ", routed" : ", port") << "\n  "
               << sim::rowText(*device, sdkTable, options.row) << "\n";
   }
@@ -279,16 +291,19 @@ void addTrace(CLI::App& program, Run& run) {
   auto options = std::make_shared<TraceOptions>();
   CLI::App* command = program.add_subcommand("trace", "Follow one packet through the chip's tables");
   command->add_option("CONFIG", options->config, "The configuration")->required();
-  command->add_option("PACKET", options->words, "The packet: tcp 10.1.2.3:1234 > 10.9.8.7:80 ack ttl 64 vlan 10");
+  command->add_option("PACKET", options->words,
+                      "The packet: tcp 10.1.2.3:1234 > 10.9.8.7:80 ack ttl 64 vlan 10");
   command->add_option("--in", options->in, "The port that it enters");
   command->add_option("--out", options->out, "The port that it leaves by");
   command->add_option("--pcap", options->pcap, "Take the packet from this capture");
   command->add_option("--packet", options->number, "Its number in the capture, from 1");
-  command->add_option("--vlan", options->vlan, "The VLAN of a frame without a tag")->check(CLI::Range(1, 4094));
+  command->add_option("--vlan", options->vlan, "The VLAN of a frame without a tag")
+      ->check(CLI::Range(1, 4094));
   addCommonOptions(*command, *options);
-  command->footer("Examples:\n"
-                  "  xpacl trace campus.conf --in Gi1/0/1 'tcp 10.20.10.9:40000 > 10.20.40.80:443 syn vlan 10'\n"
-                  "  xpacl trace campus.conf --in Gi1/0/1 --pcap lan.pcap --packet 17");
+  command->footer(
+      "Examples:\n"
+      "  xpacl trace campus.conf --in Gi1/0/1 'tcp 10.20.10.9:40000 > 10.20.40.80:443 syn vlan 10'\n"
+      "  xpacl trace campus.conf --in Gi1/0/1 --pcap lan.pcap --packet 17");
   command->callback([options, &run] {
     run = [options] {
       Session session(loadConfig(options->config, *options), *options);

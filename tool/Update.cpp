@@ -52,10 +52,12 @@ public:
   explicit Update(const UpdateOptions& options)
       : options_(options), old_(loadConfig(options.from, options)), new_(loadConfig(options.to, options)) {
     if (old_.tcamRows != new_.tcamRows) {
-      throw Exit(exitBadInput, "the table sizes differ between " + options.from + " and " + options.to +
-                                   "; they are fixed when a chip starts: give --tcam, or the same hardware lines");
+      throw Exit(exitBadInput,
+                 "the table sizes differ between " + options.from + " and " + options.to +
+                     "; they are fixed when a chip starts: give --tcam, or the same hardware lines");
     }
     readPackets();
+    metBlock_.resize(packets_.size(), false);
     judgeBefore(old_, oldVerdicts_);
     judgeBefore(new_, newVerdicts_);
   }
@@ -107,7 +109,8 @@ private:
   }
 
   Ports ports(Session& session) {
-    Ports ports{options_.in.empty() ? session.onlyIngressPort() : session.port(options_.in, "--in"), std::nullopt};
+    Ports ports{options_.in.empty() ? session.onlyIngressPort() : session.port(options_.in, "--in"),
+                std::nullopt};
     if (!options_.out.empty()) {
       ports.out = session.port(options_.out, "--out");
     }
@@ -157,7 +160,6 @@ private:
     }
     const Is is = classify(i, verdict);
     permit_ += verdict.permit() ? 1 : 0;
-    blocked_ += metBlock(verdict) ? 1 : 0;
     if (options_.json) {
       std::cout << dump(Json{{"packet", i + 1},
                              {"verdict", verdict.permit() ? "permit" : "deny"},
@@ -171,8 +173,11 @@ private:
 
   Is classify(std::size_t i, const sim::Verdict& verdict) {
     const bool permit = verdict.permit();
-    if (!permit && metBlock(verdict)) {
-      return Is::blocked;
+    if (metBlock(verdict)) {
+      metBlock_[i] = true;
+      if (!permit) {
+        return Is::blocked;
+      }
     }
     if (permit == oldVerdicts_[i]) {
       return Is::old;
@@ -219,6 +224,7 @@ private:
 
   void report(const agent::ApplyResult& result) {
     const uint64_t packets = packets_.size();
+    const auto blocked = std::count(metBlock_.begin(), metBlock_.end(), true);
     if (options_.json) {
       Json findings = Json::array();
       for (const Finding& finding : findings_) {
@@ -236,7 +242,7 @@ private:
                                {"packets", packets},
                                {"permit", permit_},
                                {"deny", packets - permit_},
-                               {"blocked", blocked_},
+                               {"blocked", blocked},
                                {"rowsStaged", result.rowsStaged},
                                {"rowsRetired", result.rowsRetired},
                                {"rowsPeak", rowsPeak_},
@@ -249,19 +255,20 @@ private:
               << "  " << write_ << " writes to the chip; " << result.rowsStaged << " rows staged, "
               << result.rowsRetired << " retired, at most " << rowsPeak_ << " in use\n"
               << "  " << packets << " packets, one between any two writes: " << permit_ << " permitted, "
-              << packets - permit_ << " denied, " << blocked_ << " met a blocked interface\n";
+              << packets - permit_ << " denied, " << blocked << " met a blocked interface\n";
     if (findings_.empty()) {
-      std::cout << "  " << green("every verdict was the old one, the new one, or the drop of a blocked interface")
+      std::cout << "  "
+                << green("every verdict was the old one, the new one, or the drop of a blocked interface")
                 << "\n";
       return;
     }
     std::cout << "  " << red(std::to_string(findings_.size()) + " verdicts were neither") << "\n";
     for (std::size_t i = 0; i < findings_.size() && i < findingsShown; ++i) {
       const Finding& finding = findings_[i];
-      std::cout << "    write " << finding.write << " (" << finding.call << "): packet " << finding.packet << " "
-                << packet::toText(packets_[finding.packet - 1]) << ": " << word(finding.verdict) << ", old "
-                << word(finding.old) << ", new " << word(finding.fresh) << ", " << finding.table << " row "
-                << (finding.row ? std::to_string(*finding.row) : "none") << "\n";
+      std::cout << "    write " << finding.write << " (" << finding.call << "): packet " << finding.packet
+                << " " << packet::toText(packets_[finding.packet - 1]) << ": " << word(finding.verdict)
+                << ", old " << word(finding.old) << ", new " << word(finding.fresh) << ", " << finding.table
+                << " row " << (finding.row ? std::to_string(*finding.row) : "none") << "\n";
     }
   }
 
@@ -277,7 +284,7 @@ private:
   uint64_t write_ = 0;
   std::size_t next_ = 0;
   uint64_t permit_ = 0;
-  uint64_t blocked_ = 0;
+  std::vector<bool> metBlock_; // by packet
   uint32_t rowsPeak_ = 0;
   Hits hits_;
   std::vector<Finding> findings_;
@@ -287,19 +294,23 @@ private:
 
 void addUpdate(CLI::App& program, Run& run) {
   auto options = std::make_shared<UpdateOptions>();
-  CLI::App* command = program.add_subcommand("update", "Change a configuration while packets flow, and watch them");
+  CLI::App* command =
+      program.add_subcommand("update", "Change a configuration while packets flow, and watch them");
   command->add_option("OLD", options->from, "The configuration in force")->required();
   command->add_option("NEW", options->to, "The configuration to change to")->required();
-  command->add_option("--pcap", options->pcap, "The packets: one is judged between any two writes")->required();
+  command->add_option("--pcap", options->pcap, "The packets: one is judged between any two writes")
+      ->required();
   command->add_option("--in", options->in, "The port that packets enter");
   command->add_option("--out", options->out, "The port that packets leave by: adds the egress lookups");
-  command->add_option("--vlan", options->vlan, "The VLAN of frames without a tag")->check(CLI::Range(1, 4094));
+  command->add_option("--vlan", options->vlan, "The VLAN of frames without a tag")
+      ->check(CLI::Range(1, 4094));
   command->add_flag("--every", options->every, "Also judge every packet of the capture after every write");
   addCommonOptions(*command, *options);
-  command->footer("Example:\n"
-                  "  xpacl update old.conf new.conf --in Gi1/0/1 --pcap lan.pcap\n\n"
-                  "Exit status 1: some verdict was neither the old one, nor the new one, nor the drop of a blocked "
-                  "interface; or the change does not fit.");
+  command->footer(
+      "Example:\n"
+      "  xpacl update old.conf new.conf --in Gi1/0/1 --pcap lan.pcap\n\n"
+      "Exit status 1: some verdict was neither the old one, nor the new one, nor the drop of a blocked "
+      "interface; or the change does not fit.");
   command->callback([options, &run] { run = [options] { return Update(*options).run(); }; });
 }
 
