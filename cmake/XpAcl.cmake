@@ -14,6 +14,15 @@ if(XPACL_FUZZ)
   target_compile_options(xpacl_flags INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
+# xpacl_precompile(TARGET HEADER): compiles cmake/precompiled/HEADER once for all files of the target.
+function(xpacl_precompile target header)
+  target_precompile_headers(${target} PRIVATE ${PROJECT_SOURCE_DIR}/cmake/precompiled/${header})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+    # Lets ccache see through the precompiled header.
+    target_compile_options(${target} PRIVATE -fpch-preprocess)
+  endif()
+endfunction()
+
 # xpacl_room(NAME [DEPENDS room...] [EXCLUDE folder...]): a static library of all .cpp files of the
 # current folder and the folders below it, without the excluded ones (rooms of their own). A room without sources becomes a header-only (interface) target.
 # The include root is the repository root, except for platform/, which is its own include root.

@@ -3,8 +3,7 @@
 #include "agent/config/ConfigModel.h"
 #include "agent/config/ConfigReader.h"
 
-#include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <chrono>
 #include <cstdint>
@@ -14,6 +13,10 @@
 #include <vector>
 
 // What the commands share: how a configuration is given and read, how errors and results are said.
+
+namespace CLI {
+class App;
+}
 
 namespace tool {
 

@@ -2,6 +2,9 @@
 
 #include "tool/Session.h"
 
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 
 namespace tool {

@@ -1,6 +1,8 @@
 #include "tool/Commands.h"
 #include "tool/Common.h"
 
+#include <CLI/CLI.hpp>
+
 #include <cstdio>
 #include <exception>
 #include <iostream>

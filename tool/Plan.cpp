@@ -3,6 +3,9 @@
 #include "tool/Commands.h"
 #include "tool/Common.h"
 
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 #include <iostream>
 #include <memory>
 

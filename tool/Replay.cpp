@@ -6,6 +6,9 @@
 #include "tool/Hits.h"
 #include "tool/Session.h"
 
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 #include <iostream>
 #include <memory>
 

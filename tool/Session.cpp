@@ -4,6 +4,8 @@
 
 #include "Vane/Vane.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <iostream>
 #include <set>

@@ -10,6 +10,9 @@
 #include "tool/Hits.h"
 #include "tool/Session.h"
 
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 #include <iostream>
 #include <memory>
 

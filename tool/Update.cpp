@@ -8,6 +8,9 @@
 #include "tool/Hits.h"
 #include "tool/Session.h"
 
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <iostream>
 #include <memory>

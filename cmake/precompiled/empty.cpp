@@ -1,0 +1,1 @@
+// A precompiled header needs a source file to belong to.
