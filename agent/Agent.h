@@ -20,6 +20,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 // The reference agent: the generic layer that drives the chip library. It owns the shared entities, one
@@ -97,7 +98,8 @@ public:
 
   // Moves from the present configuration to `config`, hitless. When it does not fit, nothing is written,
   // everything stays as it was and the unit error is raised until the next success. Requires a
-  // configuration without errors (or read with keepGoing).
+  // configuration without errors (or read with keepGoing); in one made by hand, the ports of a port-channel
+  // on one chip must have the same egress lists, because they share their egress entries.
   ApplyResult apply(const Config& config);
 
   // What applying `config` now would take; writes nothing.
@@ -110,14 +112,15 @@ public:
   ApplyResult chipRemove(uint8_t chip);
   const std::set<uint8_t>& activeChips() const { return active_; }
 
-  // Blocks or unblocks an interface, whatever lists it has. A block stays through changes.
+  // Blocks or unblocks an interface, whatever lists it has. A block stays through changes, also while the
+  // interface is away. The ports of one port-channel on one chip are blocked while any of them is.
   void blockIntf(Ovnet::IntfId intf, bool block);
 
   // One (port, VLAN) pair more or less than the configuration has. The port is an Ethernet port of an active
   // chip.
   void pairAdd(Ovnet::IntfId intf, uint16_t vlan);
   void pairDel(Ovnet::IntfId intf, uint16_t vlan);
-  // The VIF of a port: ports of one port-channel share theirs. Nothing for a port without pairs.
+  // The VIF of a port: ports of one port-channel on one chip share theirs. Nothing for a port without pairs.
   std::optional<uint16_t> vifOf(Ovnet::IntfId intf) const;
 
   const AgentSetup& setup() const { return setup_; }
@@ -150,11 +153,17 @@ public:
 
 private:
   struct Change;
+  // The code of a port, or of the port-channel of its members, and the chip.
+  using VifOwner = std::pair<uint32_t, uint8_t>;
 
   void makeHelper(uint8_t chip);
   std::set<uint8_t> wantedChips(const Config& config) const;
   void activateChips(const std::set<uint8_t>& wanted);
   void deactivateChips(const std::set<uint8_t>& wanted);
+  std::set<Ovnet::IntfId> wantedBlocks() const;
+  void blockWanted();
+  void unblockUnwanted();
+  void clearPorts(const std::set<uint8_t>& joined);
   void renotify();
   void unpublishMovedPorts(const Config& config);
   void alignPairs(const Config& config);
@@ -180,6 +189,7 @@ private:
   Vane::Ptr<Plex::AclData> aclDataOf(const Plex::AclKey& key);
   const AclGeneration* generationOf(const Change* change, const Plex::AclKey& key) const;
   uint8_t chipOf(Ovnet::IntfId intf) const;
+  VifOwner vifOwner(Ovnet::IntfId intf) const;
 
   AgentSetup setup_;
   Config config_;
@@ -199,11 +209,12 @@ private:
   std::map<uint8_t, Vane::Ptr<XpAcl::XpAclPlexAggregatorHelper>> helpers_;
   bool neighborDiscovery_ = true;
   std::set<uint8_t> active_;
-  std::set<uint8_t> extraChips_;      // joined beyond the configuration
-  std::set<uint8_t> removedChips_;    // left although the configuration has them
-  std::map<uint32_t, uint16_t> vifs_; // by interface code: a port, or the port-channel of its members
+  std::set<uint8_t> extraChips_;   // joined beyond the configuration
+  std::set<uint8_t> removedChips_; // left although the configuration has them
+  std::map<VifOwner, uint16_t> vifs_;
   std::map<Ovnet::IntfId, Ovnet::IntfId> channelOf_;
-  std::set<Ovnet::IntfId> operatorBlocks_;
+  std::set<Ovnet::IntfId> operatorBlocks_; // as asked for
+  std::set<Ovnet::IntfId> blocks_;         // those and what they take along, of the interfaces that exist
 
   AclRegistry registry_;
   // Lists of every generation that still has rows.

@@ -325,7 +325,7 @@ void Agent::publishAll(Change& change) {
   }
   for (const auto& [intf, steps] : moves) {
     for (std::size_t i = 0; i < steps.size(); ++i) {
-      publish(steps[i].first, steps[i].second, i + 1 == steps.size() && operatorBlocks_.count(intf) == 0);
+      publish(steps[i].first, steps[i].second, i + 1 == steps.size() && blocks_.count(intf) == 0);
     }
   }
   attachments_ = change.desired.attachments;

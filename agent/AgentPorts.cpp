@@ -62,15 +62,32 @@ void Agent::makeMachine() {
 // A chip that joins is given the ids, the blocked interfaces and then the index keys that the others hold
 // already; its rows are in place by now.
 void Agent::activateChips(const std::set<uint8_t>& wanted) {
-  bool joined = false;
+  std::set<uint8_t> joined;
   for (const uint8_t chip : wanted) {
     if (active_.insert(chip).second) {
       activeXpDeviceColl_->deviceIdIs(XpXdk::XpDeviceId(chip), true);
-      joined = true;
+      joined.insert(chip);
     }
   }
-  if (joined) {
+  if (!joined.empty()) {
+    clearPorts(joined);
     renotify();
+  }
+}
+
+// A chip that comes back may still drop at ports that were blocked when it left and are not any more:
+// nobody told it. One block and unblock writes each such port's entry anew.
+void Agent::clearPorts(const std::set<uint8_t>& joined) {
+  std::vector<Ovnet::IntfId> ports;
+  for (const auto& port : systemStatus_->intfToChipPortAll()) {
+    const bool here = joined.count(static_cast<uint8_t>(port.value().chip().value())) != 0;
+    if (here && blocks_.count(port.key()) == 0) {
+      ports.push_back(port.key());
+    }
+  }
+  for (const Ovnet::IntfId intf : ports) {
+    helpers_.begin()->second->blockIntf(intf, true, 0);
+    helpers_.begin()->second->blockIntf(intf, false, 0);
   }
 }
 
@@ -123,10 +140,52 @@ ApplyResult Agent::chipRemove(uint8_t chip) {
 void Agent::blockIntf(Ovnet::IntfId intf, bool block) {
   if (block) {
     operatorBlocks_.insert(intf);
+    blockWanted();
   } else {
     operatorBlocks_.erase(intf);
+    unblockUnwanted();
   }
-  helpers_.begin()->second->blockIntf(intf, block, 0);
+}
+
+// The members of a port-channel share their egress entries, so one that is blocked takes the others of its
+// chip along: otherwise the next write for one of them would open the entry for it too.
+std::set<Ovnet::IntfId> Agent::wantedBlocks() const {
+  std::set<Ovnet::IntfId> wanted;
+  std::set<VifOwner> owners;
+  for (const Ovnet::IntfId intf : operatorBlocks_) {
+    if (!Ovnet::EthIntfId::isEthIntfId(intf)) {
+      wanted.insert(intf);
+    } else if (systemStatus_->intfToChipPortHas(intf)) {
+      wanted.insert(intf);
+      owners.insert(vifOwner(intf));
+    }
+  }
+  for (const auto& [member, channel] : channelOf_) {
+    if (owners.count(vifOwner(member)) != 0 && systemStatus_->intfToChipPortHas(member)) {
+      wanted.insert(member);
+    }
+  }
+  return wanted;
+}
+
+void Agent::blockWanted() {
+  for (const Ovnet::IntfId intf : wantedBlocks()) {
+    if (blocks_.insert(intf).second) {
+      helpers_.begin()->second->blockIntf(intf, true, 0);
+    }
+  }
+}
+
+void Agent::unblockUnwanted() {
+  const std::set<Ovnet::IntfId> wanted = wantedBlocks();
+  for (auto intf = blocks_.begin(); intf != blocks_.end();) {
+    if (wanted.count(*intf) == 0) {
+      helpers_.begin()->second->blockIntf(*intf, false, 0);
+      intf = blocks_.erase(intf);
+    } else {
+      ++intf;
+    }
+  }
 }
 
 // A port that moves to another chip is another port there: it leaves its old chip without lists and pairs.
@@ -147,6 +206,9 @@ void Agent::unpublishMovedPorts(const Config& config) {
     for (const Bridging::VlanId vlan : portVlanVifStatus_->vlansOfIntf(id)) {
       pairDel(id, vlan.value());
     }
+    if (blocks_.erase(id) != 0) {
+      helpers_.begin()->second->blockIntf(id, false, 0);
+    }
   }
 }
 
@@ -156,6 +218,8 @@ void Agent::addPorts(const Config& config) {
       systemStatus_->intfToChipPortIs(intfId(intf), chipPort(intf));
     }
   }
+  // A block outlives the port's absence and its move to another chip.
+  blockWanted();
 }
 
 void Agent::removePorts(const Config& config) {
@@ -172,19 +236,28 @@ void Agent::removePorts(const Config& config) {
     }
   }
   for (const Ovnet::IntfId intf : gone) {
+    // Its entry in the chip is left as if it had never been blocked.
+    if (blocks_.erase(intf) != 0) {
+      helpers_.begin()->second->blockIntf(intf, false, 0);
+    }
     systemStatus_->intfToChipPortDel(intf);
   }
 }
 
-std::optional<uint16_t> Agent::vifOf(Ovnet::IntfId intf) const {
+// The members of a port-channel share a VIF, but never beyond their chip: the driver finds an entry of any
+// chip by its VLAN and VIF alone.
+Agent::VifOwner Agent::vifOwner(Ovnet::IntfId intf) const {
   const auto channel = channelOf_.find(intf);
-  const auto vif = vifs_.find(channel == channelOf_.end() ? intf.code() : channel->second.code());
+  return {channel == channelOf_.end() ? intf.code() : channel->second.code(), chipOf(intf)};
+}
+
+std::optional<uint16_t> Agent::vifOf(Ovnet::IntfId intf) const {
+  const auto vif = vifs_.find(vifOwner(intf));
   return vif == vifs_.end() ? std::nullopt : std::optional<uint16_t>(vif->second);
 }
 
 void Agent::pairAdd(Ovnet::IntfId intf, uint16_t vlan) {
-  const auto channel = channelOf_.find(intf);
-  const uint32_t owner = channel == channelOf_.end() ? intf.code() : channel->second.code();
+  const VifOwner owner = vifOwner(intf);
   auto vif = vifs_.find(owner);
   if (vif == vifs_.end()) {
     std::set<uint16_t> used;
@@ -229,15 +302,16 @@ void Agent::alignPairs(const Config& config) {
     pairDel(pair.intf(), pair.vlanId().value());
   }
   channelOf_ = channels;
+  blockWanted();
   for (const auto& [intf, vlans] : wanted) {
     for (const uint16_t vlan : vlans) {
       pairAdd(intf, vlan);
     }
   }
-  std::set<uint32_t> owners;
+  unblockUnwanted();
+  std::set<VifOwner> owners;
   for (const auto& [intf, vlans] : wanted) {
-    const auto channel = channels.find(intf);
-    owners.insert(channel == channels.end() ? intf.code() : channel->second.code());
+    owners.insert(vifOwner(intf));
   }
   std::erase_if(vifs_, [&](const auto& entry) { return owners.count(entry.first) == 0; });
 }

@@ -2,6 +2,7 @@
 #include "packet/PacketText.h"
 #include "sim/Pipeline.h"
 #include "sim/System.h"
+#include "test/ChipPicture.h"
 #include "test/Random.h"
 #include "test/RandomLists.h"
 #include "verify/LineEvaluator.h"
@@ -14,8 +15,9 @@
 #include <string>
 
 // Long random lives of a switch with two chips: lists are edited, applied, moved and taken away, interfaces
-// are blocked, chips leave and return. After every step the books, the chips and the configured lines must
-// agree.
+// are blocked, ports join and leave VLANs and port-channels, chips leave and return. After every step the
+// books, the chips and the configured lines must agree, and from time to time the chips must be as a system
+// is that was built from scratch with the same configuration.
 
 namespace {
 
@@ -24,7 +26,12 @@ using test::RandomLists;
 
 constexpr unsigned numPorts = 4;
 constexpr uint32_t tableRows = 600;
-constexpr uint16_t vlans[] = {1, 10};
+constexpr uint16_t vlans[] = {1, 10, 20};
+#ifdef __SANITIZE_ADDRESS__
+constexpr unsigned defaultSteps = 1500;
+#else
+constexpr unsigned defaultSteps = 10000;
+#endif
 
 class Life {
 public:
@@ -42,12 +49,13 @@ public:
     agent_ = std::make_unique<agent::Agent>(setup);
     makeConfig();
     agent_->apply(config_);
+    applied_ = config_;
     attach();
   }
 
   // One step; answers its name.
   std::string step() {
-    switch (random_.below(10)) {
+    switch (random_.below(12)) {
     case 0:
     case 1:
     case 2:
@@ -61,6 +69,10 @@ public:
       return block();
     case 7:
       return chip();
+    case 8:
+      return port();
+    case 9:
+      return vlan();
     default:
       return "again " + apply();
     }
@@ -86,7 +98,11 @@ public:
       }
       packet::Packet packet =
           lists_.packet(config_.lists[random_.below(static_cast<uint32_t>(config_.lists.size()))]);
-      packet.vlan = random_.oneIn(2) ? 0 : 10;
+      packet.vlan = random_.oneIn(2) ? 0 : vlans[random_.below(std::size(vlans))];
+      const uint16_t vlan = packet.vlan != 0 ? packet.vlan : in.accessVlan.value_or(1);
+      if (!carries(in, vlan) || !carries(out, out.accessVlan.value_or(vlan))) {
+        continue;
+      }
       sim::Ingress ingress{{in.chip, number(in)}, sim::PortRef{out.chip, number(out)}, 1, true};
       const sim::Verdict verdict = sim::judge(system_, packet, ingress);
       ASSERT_EQ(verdict.permit(), expected(packet, in, out))
@@ -95,12 +111,53 @@ public:
     }
   }
 
+  // The chips against those of a system that never had another configuration.
+  void compareWithScratch() {
+    sim::System scratch;
+    for (const auto& [number, device] : system_.devices()) {
+      scratch.deviceAdd(number, device->config());
+    }
+    const sim::System::Installation installed = scratch.install();
+    agent::Agent agent(agent_->setup());
+    if (agent_->activeChips().count(1) == 0) {
+      agent.chipRemove(1);
+    }
+    ASSERT_TRUE(agent.apply(applied_).ok);
+    for (const Ovnet::IntfId intf : blocked_) {
+      agent.blockIntf(intf, true);
+    }
+    for (const auto& [number, device] : system_.devices()) {
+      if (agent_->activeChips().count(number) != 0) {
+        ASSERT_EQ(test::chipPicture(*device, vifNames(*agent_)),
+                  test::chipPicture(*scratch.device(number), vifNames(agent)))
+            << "chip " << unsigned{number};
+      }
+    }
+  }
+
 private:
+  std::function<std::string(uint16_t)> vifNames(const agent::Agent& agent) const {
+    std::map<uint16_t, std::string> names;
+    for (const agent::Interface& intf : applied_.interfaces) {
+      if (intf.kind == agent::InterfaceKind::ethernet) {
+        if (const auto vif = agent.vifOf(agent::intfId(intf))) {
+          names[*vif] += intf.name;
+        }
+      }
+    }
+    return [names](uint16_t vif) { return names.count(vif) != 0 ? names.at(vif) : "nobody's VIF"; };
+  }
+
+  bool carries(const agent::Interface& intf, uint16_t vlan) const {
+    return agent_->portVlanVifStatus()->portVlanToVifMapHas(
+        XpLib::PortAndVlanId(agent::intfId(intf), Bridging::VlanId(vlan)));
+  }
+
   static uint32_t number(const agent::Interface& intf) { return agent::intfId(intf).number(); }
 
   void makeConfig() {
     config_.numChips = 2;
-    config_.vlans = {10};
+    config_.vlans = {10, 20};
     for (unsigned port = 1; port <= numPorts; ++port) {
       agent::Interface intf;
       intf.name = intf.portName = "Ethernet" + std::to_string(port);
@@ -108,11 +165,7 @@ private:
       config_.interfaces.push_back(intf);
     }
     for (const uint16_t vlan : vlans) {
-      agent::Interface intf;
-      intf.name = "Vlan" + std::to_string(vlan);
-      intf.kind = agent::InterfaceKind::vlan;
-      intf.vlan = vlan;
-      config_.interfaces.push_back(intf);
+      addVlanInterface(vlan);
     }
     for (const auto family : {agent::Family::ipv4, agent::Family::ipv6, agent::Family::mac}) {
       for (const char* const name : {"A", "B", "C"}) {
@@ -125,7 +178,10 @@ private:
     for (unsigned port = 0; port < numPorts; ++port) {
       const agent::Interface& intf = config_.interfaces[port];
       sim::PortAttachment attachment;
-      attachment.carriesIs(1, 4094, true);
+      attachment.accessVlanIs(intf.accessVlan.value_or(0));
+      for (const uint16_t vlan : vlans) {
+        attachment.carriesIs(vlan, vlan, carries(intf, vlan));
+      }
       if (const auto vif = agent_->vifOf(agent::intfId(intf))) {
         attachment.vifIs(1, 4094, *vif);
       }
@@ -137,6 +193,7 @@ private:
 
   // A change that does not fit leaves everything as it was, so the model goes back too.
   std::string apply() {
+    equalMembers();
     const agent::ApplyResult result = agent_->apply(config_);
     if (!result.ok) {
       config_ = applied_;
@@ -147,6 +204,36 @@ private:
     applied_ = config_;
     attach();
     return "done";
+  }
+
+  // The ports of a port-channel on one chip have the same egress lists.
+  void equalMembers() {
+    for (unsigned i = 0; i < numPorts; ++i) {
+      for (unsigned j = i + 1; j < numPorts; ++j) {
+        agent::Interface& member = config_.interfaces[j];
+        if (!siblings(config_.interfaces[i], member)) {
+          continue;
+        }
+        const auto isEgress = [](const agent::Binding& binding) {
+          return binding.direction == agent::Direction::out;
+        };
+        std::erase_if(member.bindings, isEgress);
+        std::copy_if(config_.interfaces[i].bindings.begin(), config_.interfaces[i].bindings.end(),
+                     std::back_inserter(member.bindings), isEgress);
+      }
+    }
+  }
+
+  static bool siblings(const agent::Interface& a, const agent::Interface& b) {
+    return a.channelGroup && a.channelGroup == b.channelGroup && a.chip == b.chip;
+  }
+
+  bool isBlocked(const agent::Interface& intf) const {
+    return std::any_of(config_.interfaces.begin(), config_.interfaces.end(),
+                       [&](const agent::Interface& other) {
+                         return blocked_.count(agent::intfId(other)) != 0 &&
+                                (other.name == intf.name || siblings(other, intf));
+                       });
   }
 
   std::string edit() {
@@ -204,6 +291,61 @@ private:
     return (on ? "block " : "unblock ") + intf.name;
   }
 
+  // A port joins and leaves VLANs, and a port-channel, whose members share one VIF.
+  std::string port() {
+    agent::Interface& intf = config_.interfaces[random_.below(numPorts)];
+    intf.accessVlan.reset();
+    intf.trunk = false;
+    intf.allowedVlans.clear();
+    intf.channelGroup.reset();
+    switch (random_.below(3)) {
+    case 0:
+      intf.accessVlan = vlans[random_.below(std::size(vlans))];
+      break;
+    case 1:
+      intf.trunk = true;
+      for (const uint16_t vlan : vlans) {
+        if (random_.oneIn(2)) {
+          intf.allowedVlans.push_back({vlan, vlan});
+        }
+      }
+      break;
+    default:
+      break;
+    }
+    if (random_.oneIn(3)) {
+      intf.channelGroup = 1 + random_.below(2);
+    }
+    return "port " + intf.name + " " + apply();
+  }
+
+  // A VLAN interface goes with its lists, or comes.
+  std::string vlan() {
+    const uint16_t vlan = vlans[random_.below(std::size(vlans))];
+    const auto found = std::find_if(config_.interfaces.begin(), config_.interfaces.end(),
+                                    [&](const agent::Interface& intf) { return isVlan(intf, vlan); });
+    if (found != config_.interfaces.end()) {
+      if (config_.interfaces.size() > numPorts + 1) {
+        config_.interfaces.erase(found);
+      }
+    } else {
+      addVlanInterface(vlan);
+    }
+    return "vlan " + std::to_string(vlan) + " " + apply();
+  }
+
+  static bool isVlan(const agent::Interface& intf, uint16_t vlan) {
+    return intf.kind == agent::InterfaceKind::vlan && intf.vlan == vlan;
+  }
+
+  void addVlanInterface(uint16_t vlan) {
+    agent::Interface intf;
+    intf.name = "Vlan" + std::to_string(vlan);
+    intf.kind = agent::InterfaceKind::vlan;
+    intf.vlan = vlan;
+    config_.interfaces.push_back(intf);
+  }
+
   std::string chip() {
     if (agent_->activeChips().count(1) != 0) {
       EXPECT_TRUE(agent_->chipRemove(1).ok);
@@ -218,7 +360,7 @@ private:
 
   bool lists(const packet::Packet& packet, const agent::Interface& intf, agent::Direction direction,
              uint16_t vlan) {
-    if (blocked_.count(agent::intfId(intf)) != 0) {
+    if (isBlocked(intf)) {
       // A blocked interface drops IP, and at a port's ingress every frame.
       const bool port = intf.kind == agent::InterfaceKind::ethernet && direction == agent::Direction::in;
       return packet.l3 == packet::L3::none && !port;
@@ -237,19 +379,24 @@ private:
     return true;
   }
 
-  const agent::Interface& vlanInterface(uint16_t vlan) const {
-    return *std::find_if(config_.interfaces.begin(), config_.interfaces.end(),
-                         [&](const agent::Interface& intf) {
-                           return intf.kind == agent::InterfaceKind::vlan && intf.vlan == vlan;
-                         });
+  // Whether the lists of a VLAN interface, or its absence, let the packet pass. A blocked one stays blocked
+  // when it goes.
+  bool vlanLists(const packet::Packet& packet, uint16_t vlan, agent::Direction direction) {
+    if (blocked_.count(Ovnet::IntfId(Ovnet::IntfId::vlan, vlan)) != 0) {
+      return packet.l3 == packet::L3::none;
+    }
+    return std::all_of(config_.interfaces.begin(), config_.interfaces.end(),
+                       [&](const agent::Interface& intf) {
+                         return !isVlan(intf, vlan) || lists(packet, intf, direction, vlan);
+                       });
   }
 
   bool expected(const packet::Packet& packet, const agent::Interface& in, const agent::Interface& out) {
-    const uint16_t vlan = packet.vlan != 0 ? packet.vlan : 1;
-    return lists(packet, in, agent::Direction::in, vlan) &&
-           lists(packet, vlanInterface(vlan), agent::Direction::in, vlan) &&
-           lists(packet, out, agent::Direction::out, vlan) &&
-           lists(packet, vlanInterface(vlan), agent::Direction::out, vlan);
+    const uint16_t vlan = packet.vlan != 0 ? packet.vlan : in.accessVlan.value_or(1);
+    const uint16_t outVlan = out.accessVlan.value_or(vlan);
+    return lists(packet, in, agent::Direction::in, vlan) && vlanLists(packet, vlan, agent::Direction::in) &&
+           lists(packet, out, agent::Direction::out, outVlan) &&
+           vlanLists(packet, outVlan, agent::Direction::out);
   }
 
   Random random_;
@@ -265,14 +412,22 @@ private:
 TEST(Scenario, EveryStepLeavesBooksChipsAndLinesInAgreement) {
   const uint64_t seed = Random::seed("scenario");
   const char* const given = std::getenv("XPACL_STEPS");
-  const unsigned steps = given != nullptr ? static_cast<unsigned>(std::strtoul(given, nullptr, 10)) : 600;
+  const unsigned steps =
+      given != nullptr ? static_cast<unsigned>(std::strtoul(given, nullptr, 10)) : defaultSteps;
+  const bool verbose = std::getenv("XPACL_VERBOSE") != nullptr; // names every step, for those that die
   Life life(seed);
   std::map<std::string, unsigned> seen;
   for (unsigned i = 0; i < steps; ++i) {
     const std::string step = life.step();
+    if (verbose) {
+      std::cout << i << ": " << step << std::endl;
+    }
     ++seen[step.substr(0, step.find(' '))];
     ASSERT_EQ(life.audit(), std::vector<std::string>()) << "seed " << seed << ", step " << i << ": " << step;
     life.check(20);
+    if (i % 10 == 0) {
+      life.compareWithScratch();
+    }
     ASSERT_FALSE(testing::Test::HasFailure()) << "seed " << seed << ", step " << i << ": " << step;
   }
   for (const auto& [name, count] : seen) {

@@ -360,11 +360,12 @@ v4 extended B
   10 permit ip any any
 - = Port-Channel1 access 30
 Ethernet1 = Ethernet1 [v4 in A] access 30 group 1
-Ethernet2 = Ethernet2 [v4 out A, v4 in A] access 31 group 1
+Ethernet2 = Ethernet2 [v4 in A] refused [v4 out A] access 31 group 1
 Ethernet3 = Ethernet3 refused [v4 in B, v4 in A] group 2
 - = Port-Channel2
 - = Port-Channel3
 Ethernet4 = Ethernet4
+10:11: error: the ports of Port-Channel1 share one entry of the chip and must have the same egress IPv4 list: Ethernet1 has none, Ethernet2 has 'A'; apply the list to Port-Channel1
 18:18: error: 'A': line 16 applies the IPv4 list 'B' at this place already; keep one of the two, or write their entries into one list
 20:18: error: 'A': Port-Channel3 has no member ports to apply the list to; write channel-group 3 on them
 )",

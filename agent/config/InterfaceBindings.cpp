@@ -1,6 +1,8 @@
 #include "agent/config/InterfaceDrafts.h"
 
 #include <algorithm>
+#include <map>
+#include <utility>
 
 namespace agent {
 
@@ -144,6 +146,55 @@ struct InterfaceTable::Resolver {
   }
 };
 
+namespace {
+
+std::string egressList(const Interface& interface, Family family) {
+  for (const Binding& binding : interface.bindings)
+    if (binding.family == family && binding.direction == Direction::out)
+      return binding.list;
+  return "";
+}
+
+std::string egressText(const Interface& interface, Family family) {
+  const std::string list = egressList(interface, family);
+  return interface.name + " has " + (list.empty() ? "none" : quotedWord(list));
+}
+
+void refuseEgress(Interface& interface, Family family) {
+  for (const Binding& binding : interface.bindings)
+    if (binding.family == family && binding.direction == Direction::out)
+      interface.refusedBindings.push_back(binding);
+  std::erase_if(interface.bindings, [&](const Binding& binding) {
+    return binding.family == family && binding.direction == Direction::out;
+  });
+}
+
+} // namespace
+
+void refuseUnequalMembers(Diagnostics& diagnostics, std::vector<Interface>& interfaces) {
+  std::map<std::pair<uint32_t, uint8_t>, std::vector<Interface*>> channels;
+  for (Interface& interface : interfaces)
+    if (interface.kind == InterfaceKind::ethernet && interface.channelGroup)
+      channels[{*interface.channelGroup, interface.chip}].push_back(&interface);
+  for (const auto& [channel, members] : channels) {
+    for (const Family family : {Family::ipv4, Family::ipv6}) {
+      const auto other = std::find_if(members.begin(), members.end(), [&](const Interface* member) {
+        return egressList(*member, family) != egressList(*members.front(), family);
+      });
+      if (other == members.end())
+        continue;
+      diagnostics.error((*other)->loc.line, (*other)->loc.column,
+                        "the ports of Port-Channel" + std::to_string(channel.first) +
+                            " share one entry of the chip and must have the same egress " +
+                            familyWord(family) + " list: " + egressText(*members.front(), family) + ", " +
+                            egressText(**other, family) + "; apply the list to Port-Channel" +
+                            std::to_string(channel.first));
+      for (Interface* const member : members)
+        refuseEgress(*member, family);
+    }
+  }
+}
+
 void InterfaceTable::build(const ListTable& lists, bool keepGoing, Config& config) {
   ListIndex index;
   for (const AccessList& list : config.lists)
@@ -158,6 +209,7 @@ void InterfaceTable::build(const ListTable& lists, bool keepGoing, Config& confi
       resolver.apply(draft, interface);
     config.interfaces.push_back(std::move(interface));
   }
+  refuseUnequalMembers(*diagnostics_, config.interfaces);
   namePorts(config.interfaces);
 }
 

@@ -17,6 +17,10 @@
 
 namespace agent {
 
+// The ports of a port-channel on one chip share their egress entries, so they need the same egress lists.
+// Where they differ, that is an error, and none of them keeps a list of that family.
+void refuseUnequalMembers(Diagnostics& diagnostics, std::vector<Interface>& interfaces);
+
 class InterfaceTable {
 public:
   explicit InterfaceTable(Diagnostics& diagnostics) : diagnostics_(&diagnostics) {}
