@@ -32,10 +32,11 @@
 //   2. stage every version that is missing, on every chip; on any failure give everything back
 //   3. commit: rows are written under ids that no interface uses yet
 //   4. chips that join get what the others hold
-//   5. per interface: block, publish the id, publish the index key, unblock (when several interfaces move,
+//   5. (port, VLAN) pairs that are new join
+//   6. per interface: block, publish the id, publish the index key, unblock (when several interfaces move,
 //      all are blocked before the first one moves)
-//   6. bring the (port, VLAN) pairs in line: a pair that joins meets its routed list at once
-//   7. retire the versions that nothing uses; release their ids last
+//   7. pairs that are not wanted any more leave
+//   8. retire the versions that nothing uses; release their ids last
 
 namespace agent {
 
@@ -166,7 +167,9 @@ private:
   void clearPorts(const std::set<uint8_t>& joined);
   void renotify();
   void unpublishMovedPorts(const Config& config);
-  void alignPairs(const Config& config);
+  std::map<Ovnet::IntfId, std::set<uint16_t>> wantedPairs(const Config& config) const;
+  void joinPairs(const Config& config);
+  void removePairs(const Config& config);
   bool giveIds(Change& change);
   bool stageAll(Change& change);
   bool stageIndexKey(Change& change, const Wanted& wanted, uint8_t chip);

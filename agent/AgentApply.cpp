@@ -113,8 +113,9 @@ ApplyResult Agent::apply(const Config& config) {
   addPorts(config);
   makeMachine();
   activateChips(chips);
+  joinPairs(config);
   publishAll(change);
-  alignPairs(config);
+  removePairs(config);
   retireUnused(change);
   deactivateChips(chips);
   removePorts(config);

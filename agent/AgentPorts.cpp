@@ -10,9 +10,17 @@ namespace {
 
 constexpr uint16_t maxVif = 65534;
 constexpr uint16_t nativeVlan = 1;
+constexpr uint16_t maxVlan = 4094;
 
-// The VLANs that a port is a member of. A port without switchport lines carries every VLAN; pairs are kept
-// for those that the configuration knows.
+bool hasEgressList(const Interface& intf) {
+  const auto isEgress = [](const Binding& binding) { return binding.direction == Direction::out; };
+  return std::any_of(intf.bindings.begin(), intf.bindings.end(), isEgress) ||
+         std::any_of(intf.refusedBindings.begin(), intf.refusedBindings.end(), isEgress);
+}
+
+// The VLANs that a port is a member of. A port without switchport lines carries every VLAN. Pairs are kept
+// for those that the configuration knows, because only their VLAN interfaces can have lists; but the port's
+// own egress list is looked up by pairs too, so a port that has one gets a pair in every VLAN.
 std::set<uint16_t> vlansOf(const Interface& intf, const Config& config) {
   if (intf.accessVlan) {
     return {*intf.accessVlan};
@@ -23,6 +31,12 @@ std::set<uint16_t> vlansOf(const Interface& intf, const Config& config) {
       for (uint32_t vlan = range.low; vlan <= range.high; ++vlan) {
         vlans.insert(static_cast<uint16_t>(vlan));
       }
+    }
+    return vlans;
+  }
+  if (hasEgressList(intf)) {
+    for (uint16_t vlan = 1; vlan <= maxVlan; ++vlan) {
+      vlans.insert(vlans.end(), vlan);
     }
     return vlans;
   }
@@ -278,19 +292,37 @@ void Agent::pairDel(Ovnet::IntfId intf, uint16_t vlan) {
   portVlanVifStatus_->portVlanToVifMapDel(XpLib::PortAndVlanId(intf, Bridging::VlanId(vlan)));
 }
 
-void Agent::alignPairs(const Config& config) {
+std::map<Ovnet::IntfId, std::set<uint16_t>> Agent::wantedPairs(const Config& config) const {
   std::map<Ovnet::IntfId, std::set<uint16_t>> wanted;
-  std::map<Ovnet::IntfId, Ovnet::IntfId> channels;
   const std::set<uint8_t> chips = wantedChips(config);
   for (const Interface& intf : config.interfaces) {
     if (intf.kind == InterfaceKind::ethernet && chips.count(intf.chip) != 0) {
-      const Ovnet::IntfId id = intfId(intf);
-      wanted[id] = vlansOf(intf, config);
-      if (intf.channelGroup) {
-        channels[id] = Ovnet::IntfId(Ovnet::IntfId::portChannel, *intf.channelGroup);
-      }
+      wanted[intfId(intf)] = vlansOf(intf, config);
     }
   }
+  return wanted;
+}
+
+// Pairs join before the lists move, so that a list which takes over from another one meets every pair that
+// it is to stand at.
+void Agent::joinPairs(const Config& config) {
+  channelOf_.clear();
+  for (const Interface& intf : config.interfaces) {
+    if (intf.kind == InterfaceKind::ethernet && intf.channelGroup) {
+      channelOf_[intfId(intf)] = Ovnet::IntfId(Ovnet::IntfId::portChannel, *intf.channelGroup);
+    }
+  }
+  blockWanted();
+  for (const auto& [intf, vlans] : wantedPairs(config)) {
+    for (const uint16_t vlan : vlans) {
+      pairAdd(intf, vlan);
+    }
+  }
+  unblockUnwanted();
+}
+
+void Agent::removePairs(const Config& config) {
+  const std::map<Ovnet::IntfId, std::set<uint16_t>> wanted = wantedPairs(config);
   std::vector<XpLib::PortAndVlanId> gone;
   for (const auto& pair : portVlanVifStatus_->portVlanToVifMapAll()) {
     const auto port = wanted.find(pair.key().intf());
@@ -301,14 +333,6 @@ void Agent::alignPairs(const Config& config) {
   for (const XpLib::PortAndVlanId& pair : gone) {
     pairDel(pair.intf(), pair.vlanId().value());
   }
-  channelOf_ = channels;
-  blockWanted();
-  for (const auto& [intf, vlans] : wanted) {
-    for (const uint16_t vlan : vlans) {
-      pairAdd(intf, vlan);
-    }
-  }
-  unblockUnwanted();
   std::set<VifOwner> owners;
   for (const auto& [intf, vlans] : wanted) {
     owners.insert(vifOwner(intf));

@@ -1,1 +1,2 @@
 xpacl_bench(agent_bench agent sim)
+xpacl_bench(distribution_bench agent sim)

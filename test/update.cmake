@@ -1,0 +1,1 @@
+xpacl_test(update_check_test randomLists toolCommands)
