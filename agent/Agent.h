@@ -62,7 +62,8 @@ struct Shortage {
 struct ApplyResult {
   bool ok = false;
   std::vector<Shortage> shortages;
-  std::vector<std::string> errors; // why it was refused, for people
+  std::vector<std::string> errors;   // why it was refused, for people
+  std::vector<std::string> warnings; // lines that have no counter of their own
   uint32_t rowsStaged = 0;
   uint32_t rowsRetired = 0;
 };
@@ -75,6 +76,9 @@ struct RowOwner {
   uint32_t subRuleNum = 0;
   int32_t origin = originFinal;
   uint64_t uniqueId = 0;
+  // Hits of the row are counted for its line alone. The implicit deny of all lists counts where nobody else
+  // does, and so do rows that found their counter taken.
+  bool ownCounter = false;
 
   // The configured entry, or null for the implicit rules.
   const Rule* rule() const {
@@ -87,6 +91,29 @@ struct LiveIndexKey {
   uint16_t id = 0;
   bool routed = false;
   std::set<uint8_t> chips; // where its rows stand
+};
+
+// Hits of one line of a list.
+struct LineCounter {
+  int32_t origin = originFinal; // the entry, or originSolicitation or originAdvertisement
+  uint64_t hits = 0;
+  bool counted = true; // false: some row of the line has no counter of its own, so hits may lack
+};
+
+// Hits of one list in one direction, over everything that its lines have been through.
+struct ListCounters {
+  AclName name;
+  std::shared_ptr<AggregatedAcl> acl; // as it is now
+  bool applied = false;
+  std::vector<LineCounter> lines; // the entries in order, then those of the neighbour-discovery permits
+  uint64_t removed = 0;           // of lines that the list does not have any more
+};
+
+struct Counters {
+  std::vector<ListCounters> lists;
+  // Hits of the implicit denies of all lists of a direction, and of rows without a counter of their own: the
+  // chip counts them together.
+  uint64_t implicitDeny[2] = {0, 0}; // by Direction
 };
 
 class Agent {
@@ -146,6 +173,12 @@ public:
   // The aggregated list behind a key that is in use, or null.
   std::shared_ptr<AggregatedAcl> acl(const Plex::AclKey& key) const;
 
+  // Reads the hit counters of everything that stands in the chips and adds them up. Versions that retire are
+  // read at their end in any case.
+  void pollCounters();
+  // What was read so far.
+  Counters counters() const;
+
   // The unit error that operators see; empty when there is none.
   std::string unitError() const;
 
@@ -176,7 +209,9 @@ private:
   bool stageMember(Change& change, const Wanted& wanted, uint8_t chip, const Plex::AclKey& member,
                    const Plex::AclKey& trigger, bool create);
   void abandon(Change& change);
-  void ownRows(uint8_t chip, const XpAcl::TcamIdxMapping& placement, const AclGeneration& generation);
+  // `claimed`: counters that rows of the same commit take before, and from now on those of this version.
+  void ownRows(uint8_t chip, const XpAcl::TcamIdxMapping& placement, const AclGeneration& generation,
+               std::set<uint32_t>& claimed);
   void disownRows(uint8_t chip, const XpAcl::AclKeyInfo& version, ApplyResult& result);
   void commitAll(Change& change);
   void adoptLists(Change& change);
@@ -188,6 +223,15 @@ private:
   void retireUnused(Change& change);
   void retire(const XpAcl::HwAclIndexKey& key, const LiveIndexKey& live, uint8_t chip, ApplyResult& result);
   void clearUnitError();
+  std::set<uint32_t> takenCounterRows(uint8_t chip, XpAcl::TcamType table) const;
+  std::vector<uint32_t> withholdRows(uint8_t chip, XpAcl::TcamType table, std::size_t needed);
+  std::vector<uint32_t> rowsWithoutCounter(uint8_t chip, const XpAcl::AclKeyInfo& version) const;
+  void warnOfCounters(uint8_t chip, const XpAcl::AclKeyInfo& version, ApplyResult& result) const;
+  void pollAcl(uint8_t chip, const Plex::AclKey& key);
+  std::map<Acl::AclDirection, uint64_t> implicitHitsRead(uint8_t chip) const;
+  void implicitHitsReadIs(uint8_t chip, const std::map<Acl::AclDirection, uint64_t>& read);
+  void addHits(const AclName& name, uint64_t uniqueId, uint64_t hits);
+  void restoreCounters(uint8_t chip, XpAcl::TcamType table, const std::vector<uint32_t>& rows);
   XpAcl::AclKeyInfo versionOf(const Plex::AclKey& member, uint16_t id, bool routed) const;
   Vane::Ptr<Plex::AclData> aclDataOf(const Plex::AclKey& key);
   const AclGeneration* generationOf(const Change* change, const Plex::AclKey& key) const;
@@ -226,6 +270,12 @@ private:
   std::map<XpAcl::HwAclIndexKey, LiveIndexKey> live_;
   std::map<Attachment, XpAcl::HwAclIndexKey> attachments_;
   std::map<uint8_t, std::array<std::vector<RowOwner>, 5>> owners_; // by chip, table, row
+  struct Total {
+    AclName name;
+    uint64_t hits = 0;
+  };
+  std::map<uint64_t, Total> totals_; // by unique id
+  uint64_t implicitDeny_[2] = {0, 0};
 };
 
 } // namespace agent

@@ -18,6 +18,28 @@ struct Agent::Change {
 
 namespace {
 
+// Rows that are kept out of a pool while a list is staged.
+class Withheld {
+public:
+  Withheld(const Vane::Ptr<XpAcl::TcamIdxAllocator>& pool, std::vector<uint32_t> rows)
+      : pool_(pool), rows_(std::move(rows)) {
+    for (const uint32_t row : rows_) {
+      pool_->freeTcamIdxDel(row);
+    }
+  }
+  ~Withheld() {
+    for (const uint32_t row : rows_) {
+      pool_->freeTcamIdxIs(row, true);
+    }
+  }
+  Withheld(const Withheld&) = delete;
+  Withheld& operator=(const Withheld&) = delete;
+
+private:
+  Vane::Ptr<XpAcl::TcamIdxAllocator> pool_;
+  std::vector<uint32_t> rows_;
+};
+
 std::string tableText(XpAcl::TcamType table) {
   return stringValue(table).charPtr();
 }
@@ -180,6 +202,9 @@ bool Agent::stageMember(Change& change, const Wanted& wanted, uint8_t chip, cons
   const XpAcl::AclKeyInfo version = versionOf(member, id, wanted.routed);
   const AclGeneration& generation = *generationOf(&change, member);
   XpAcl::XpAclPlexAggregatorHelper& helper = *helpers_.at(chip);
+  const XpAcl::TcamType table = XpAcl::getTcamType(member.direction(), member.aclType());
+  const Withheld withheld(helper.tcamIdxAllocator(table),
+                          withholdRows(chip, table, generation.acl->rows.size()));
   change.pendingKeys[chip].insert(create ? member : trigger);
   if (!create) {
     if (!helper.allocateResource(trigger, version)) {
@@ -218,18 +243,25 @@ void Agent::abandon(Change& change) {
   }
 }
 
-void Agent::ownRows(uint8_t chip, const XpAcl::TcamIdxMapping& placement, const AclGeneration& generation) {
+void Agent::ownRows(uint8_t chip, const XpAcl::TcamIdxMapping& placement, const AclGeneration& generation,
+                    std::set<uint32_t>& claimed) {
   const XpAcl::AclKeyInfo& version = placement.aclKeyInfo();
   const XpAcl::TcamType table = XpAcl::getTcamType(version.aclKey().direction(), version.aclKey().aclType());
   const AggregatedAcl& acl = *generation.acl;
+  const auto acm = helpers_.at(chip)->acmHelper(version.aclKey().direction());
   auto row = acl.rows.begin();
   for (const auto& placed : placement.tcamIdxAll()) {
     // Rules and placement are in the same order.
     const std::size_t unique = row->origin >= 0
                                    ? static_cast<std::size_t>(row->origin)
                                    : acl.source.rules.size() + static_cast<std::size_t>(-row->origin - 1);
+    const uint32_t counter = XpAcl::counterIndexOfRow(version.aclKey().aclType(), placed.value());
+    const bool ownCounter = setup_.counters && row->origin != originFinal &&
+                            counter != helpers_.at(chip)->unusedAcmIndex() && !acm->acmIdxHas(counter) &&
+                            claimed.insert(counter).second;
     owners_.at(chip)[table][placed.value()] = {generation.acl,  version,     row->ruleNum,
-                                               row->subRuleNum, row->origin, generation.uniqueIds[unique]};
+                                               row->subRuleNum, row->origin, generation.uniqueIds[unique],
+                                               ownCounter};
     ++row;
   }
 }
@@ -250,10 +282,15 @@ void Agent::commitAll(Change& change) {
   for (const auto& [chip, keys] : change.pendingKeys) {
     for (const Plex::AclKey& key : keys) {
       const auto pending = helpers_.at(chip)->pendingTcamMapping(key);
+      std::set<uint32_t> claimed[2]; // counters, by direction
       for (const auto& version : pending->pendingAclKeyInfoToIdxAll()) {
-        ownRows(chip, *version.ptr(), *generationOf(&change, version.key().aclKey()));
+        ownRows(chip, *version.ptr(), *generationOf(&change, version.key().aclKey()),
+                claimed[version.key().aclKey().direction() == Acl::ingress ? 0 : 1]);
+        warnOfCounters(chip, version.key(), change.result);
       }
+      const std::map<Acl::AclDirection, uint64_t> implicitRead = implicitHitsRead(chip);
       helpers_.at(chip)->commitPendingPlatform(key);
+      implicitHitsReadIs(chip, implicitRead);
     }
   }
   for (const Wanted& wanted : change.desired.indexKeys) {
@@ -336,8 +373,11 @@ void Agent::retire(const XpAcl::HwAclIndexKey& key, const LiveIndexKey& live, ui
                    ApplyResult& result) {
   for (const Plex::AclKey& member : members(key)) {
     const XpAcl::AclKeyInfo version = versionOf(member, live.id, live.routed);
+    pollAcl(chip, member);
+    const std::vector<uint32_t> shared = rowsWithoutCounter(chip, version);
     disownRows(chip, version, result);
     helpers_.at(chip)->freeResource(version);
+    restoreCounters(chip, XpAcl::getTcamType(member.direction(), member.aclType()), shared);
   }
 }
 
