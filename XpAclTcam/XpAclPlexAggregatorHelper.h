@@ -160,6 +160,48 @@ public:
   // The same lines, one call each.
   void debugState(const std::function<void(const std::string&)>& line) const;
 
+  // The listing has nothing to add for this chip.
+  void showAclTypeHeader(Vane::U32 fd, Vane::U32 detail, Acl::AclType aclType) override;
+  void showAclHeader(Vane::U32 fd, Vane::U32 detail, bool summary,
+                     const Vane::Ptr<Plex::AclData const>& aclData) override;
+  void showIpAclRule(Vane::U32 fd, Vane::U32 detail, const Vane::Ptr<Plex::AclData const>& aclData,
+                     Vane::U32 ruleNum, const Acl::UniqueId& uniqueId) override;
+  void showIpAclRuleCommon(Vane::U32 fd, Vane::U32 detail, Vane::U32 ruleNum, Vane::U32 subRuleNum) override;
+  // What stands in the chip is compared by audit(); these trace their own signature at level 7 and do nothing
+  // else.
+  void verifyMacRuleGeneral(const Vane::Ptr<Plex::AclData const>& aclData,
+                            const Acl::UniqueId& uniqueId) override;
+  void verifyMacRuleAction(const Vane::Ptr<Plex::AclData const>& aclData, const Acl::UniqueId& uniqueId,
+                           Acl::Action action) override;
+  void verifyMacRuleSrcMac(const Vane::Ptr<Plex::AclData const>& aclData, const Acl::UniqueId& uniqueId,
+                           const Ovnet::MacAddr& addr, const Ovnet::MacAddr& mask) override;
+  void verifyMacRuleDstMac(const Vane::Ptr<Plex::AclData const>& aclData, const Acl::UniqueId& uniqueId,
+                           const Ovnet::MacAddr& addr, const Ovnet::MacAddr& mask) override;
+  void verifyMacRuleEtherType(const Vane::Ptr<Plex::AclData const>& aclData, const Acl::UniqueId& uniqueId,
+                              Vane::U32 etherType) override;
+  void verifyIpRuleGeneral(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32 ruleNum,
+                           Vane::U32 subRuleNum) override;
+  void verifyIpRuleAction(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32 ruleNum,
+                          Vane::U32 subRuleNum, Acl::Action action) override;
+  void verifyIpRuleIpProto(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32 ruleNum,
+                           Vane::U32 subRuleNum, Vane::U8 proto) override;
+  void verifyIpRuleSrcIp(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32 ruleNum,
+                         Vane::U32 subRuleNum, const Acl::IpAddrMask& addr) override;
+  void verifyIpRuleDstIp(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32 ruleNum,
+                         Vane::U32 subRuleNum, const Acl::IpAddrMask& addr) override;
+  void verifyIpRuleFragments(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32 ruleNum,
+                             Vane::U32 subRuleNum, bool fragments) override;
+  void verifyIpRuleTcpFlags(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32 ruleNum,
+                            Vane::U32 subRuleNum, bool established) override;
+  void verifyIpRuleIcmp(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32 ruleNum,
+                        Vane::U32 subRuleNum, Vane::U16 icmpType, Vane::U16 icmpCode) override;
+  void verifyIpRuleSrcPort(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32 ruleNum,
+                           Vane::U32 subRuleNum, Vane::U16 port, Vane::U16 portMask) override;
+  void verifyIpRuleDstPort(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32 ruleNum,
+                           Vane::U32 subRuleNum, Vane::U16 port, Vane::U16 portMask) override;
+  void verifyAclGeneral(const Vane::Ptr<Plex::AclData const>& aclData) override;
+  void verifyDropAllRule(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32 ruleNum) override;
+
   // Recomputes the invariants of XpAclTcamTypes.h from the books and the chip; answers what is broken, one
   // sentence each, empty when all hold.
   std::vector<std::string> audit() const;

@@ -5,6 +5,6 @@ target_link_libraries(library_test_support PUBLIC XpAclTcam platform PRIVATE xpa
 target_compile_options(library_test_support PUBLIC $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
 target_include_directories(library_test_support PUBLIC ${PROJECT_SOURCE_DIR})
 
-foreach(area values platform types init stage program commit counters dump block audit)
+foreach(area values platform types init stage program commit counters dump block audit hooks)
   xpacl_test(lib_${area}_test library_test_support)
 endforeach()

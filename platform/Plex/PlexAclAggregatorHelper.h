@@ -135,6 +135,55 @@ public:
   virtual Vane::U64 aclRuleCountersSinceLastPoll(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32,
                                                  const Acl::UniqueId& uniqueId) = 0;
   virtual bool aclCountersAllocated(const Vane::Ptr<Plex::AclData const>& aclData) = 0;
+
+  // -------------------------------------------------- hooks of the generic layer's show and check commands
+
+  // Lines of the generic layer's own ACL listing that a chip may add to. `fd`: where the listing goes;
+  // `detail`: how much of it was asked for.
+  virtual void showAclTypeHeader(Vane::U32 fd, Vane::U32 detail, Acl::AclType aclType) = 0;
+  virtual void showAclHeader(Vane::U32 fd, Vane::U32 detail, bool summary,
+                             const Vane::Ptr<Plex::AclData const>& aclData) = 0;
+  virtual void showIpAclRule(Vane::U32 fd, Vane::U32 detail, const Vane::Ptr<Plex::AclData const>& aclData,
+                             Vane::U32 ruleNum, const Acl::UniqueId& uniqueId) = 0;
+  virtual void showIpAclRuleCommon(Vane::U32 fd, Vane::U32 detail, Vane::U32 ruleNum,
+                                   Vane::U32 subRuleNum) = 0;
+
+  // The generic layer's self-check walks its rules and names what each is expected to be; a chip may compare.
+  // MAC rules are named by unique id, IP rules by their numbers.
+  virtual void verifyMacRuleGeneral(const Vane::Ptr<Plex::AclData const>& aclData,
+                                    const Acl::UniqueId& uniqueId) = 0;
+  virtual void verifyMacRuleAction(const Vane::Ptr<Plex::AclData const>& aclData,
+                                   const Acl::UniqueId& uniqueId, Acl::Action action) = 0;
+  virtual void verifyMacRuleSrcMac(const Vane::Ptr<Plex::AclData const>& aclData,
+                                   const Acl::UniqueId& uniqueId, const Ovnet::MacAddr& addr,
+                                   const Ovnet::MacAddr& mask) = 0;
+  virtual void verifyMacRuleDstMac(const Vane::Ptr<Plex::AclData const>& aclData,
+                                   const Acl::UniqueId& uniqueId, const Ovnet::MacAddr& addr,
+                                   const Ovnet::MacAddr& mask) = 0;
+  virtual void verifyMacRuleEtherType(const Vane::Ptr<Plex::AclData const>& aclData,
+                                      const Acl::UniqueId& uniqueId, Vane::U32 etherType) = 0;
+  virtual void verifyIpRuleGeneral(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32 ruleNum,
+                                   Vane::U32 subRuleNum) = 0;
+  virtual void verifyIpRuleAction(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32 ruleNum,
+                                  Vane::U32 subRuleNum, Acl::Action action) = 0;
+  virtual void verifyIpRuleIpProto(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32 ruleNum,
+                                   Vane::U32 subRuleNum, Vane::U8 proto) = 0;
+  virtual void verifyIpRuleSrcIp(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32 ruleNum,
+                                 Vane::U32 subRuleNum, const Acl::IpAddrMask& addr) = 0;
+  virtual void verifyIpRuleDstIp(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32 ruleNum,
+                                 Vane::U32 subRuleNum, const Acl::IpAddrMask& addr) = 0;
+  virtual void verifyIpRuleFragments(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32 ruleNum,
+                                     Vane::U32 subRuleNum, bool fragments) = 0;
+  virtual void verifyIpRuleTcpFlags(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32 ruleNum,
+                                    Vane::U32 subRuleNum, bool established) = 0;
+  virtual void verifyIpRuleIcmp(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32 ruleNum,
+                                Vane::U32 subRuleNum, Vane::U16 icmpType, Vane::U16 icmpCode) = 0;
+  virtual void verifyIpRuleSrcPort(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32 ruleNum,
+                                   Vane::U32 subRuleNum, Vane::U16 port, Vane::U16 portMask) = 0;
+  virtual void verifyIpRuleDstPort(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32 ruleNum,
+                                   Vane::U32 subRuleNum, Vane::U16 port, Vane::U16 portMask) = 0;
+  virtual void verifyAclGeneral(const Vane::Ptr<Plex::AclData const>& aclData) = 0;
+  virtual void verifyDropAllRule(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32 ruleNum) = 0;
 };
 
 } // namespace XpAcl
