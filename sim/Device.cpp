@@ -76,6 +76,14 @@ const TcamTable* Device::tcam(xpIaclType_e table) const {
   return index < tcams_.size() ? &tcams_[index] : nullptr;
 }
 
+void Device::tablesSwap(Device& other) {
+  std::swap(tcams_, other.tcams_);
+  std::swap(portConfig_, other.portConfig_);
+  std::swap(portVlan_, other.portVlan_);
+  std::swap(egress_, other.egress_);
+  std::swap(counters_, other.counters_);
+}
+
 const PortAttachment& Device::attachment(uint32_t port) const {
   static const PortAttachment open = openAttachment();
   const auto it = attachments_.find(port);

@@ -97,6 +97,9 @@ public:
   uint64_t counter(XpXdk::xpAcmClient_e client, uint32_t index) const;
   void counterIs(XpXdk::xpAcmClient_e client, uint32_t index, uint64_t count);
 
+  // Exchanges tables and counters with a chip of the same sizes; attachments stay.
+  void tablesSwap(Device& other);
+
   // One TCAM lookup: forms the key, searches, reads the data word of copy `ingressPort` mod copies, and
   // counts the hit when `count` holds and the data word asks for it (ingress tables client 39, egress
   // tables client 40). `packet` is of the table's family, or any for the MAC table.

@@ -8,6 +8,21 @@ namespace sim {
 using namespace XpXdk;
 
 template <typename Entry>
+KeyedTable<Entry>::KeyedTable(std::vector<std::optional<Entry>> slots) : slots_(std::move(slots)) {
+  for (uint32_t index = 0; index < capacity(); ++index) {
+    if (slots_[index]) {
+      byKey_.emplace(keyOf(*slots_[index]), index);
+      nextFresh_ = index + 1;
+    }
+  }
+  for (uint32_t index = 0; index < nextFresh_; ++index) {
+    if (!slots_[index]) {
+      freed_.push_back(index); // ascending, which is a heap
+    }
+  }
+}
+
+template <typename Entry>
 XP_STATUS KeyedTable<Entry>::add(const Entry& entry, uint32_t& index) {
   const uint32_t key = keyOf(entry);
   if (byKey_.contains(key)) {

@@ -21,6 +21,8 @@ template <typename Entry>
 class KeyedTable {
 public:
   explicit KeyedTable(uint32_t capacity) : slots_(capacity) {}
+  // A table as it was found, whatever stands in it: of entries with equal keys the first is met.
+  explicit KeyedTable(std::vector<std::optional<Entry>> slots);
 
   uint32_t capacity() const { return static_cast<uint32_t>(slots_.size()); }
   uint32_t used() const { return static_cast<uint32_t>(byKey_.size()); }

@@ -1,1 +1,2 @@
 xpacl_test(update_check_test randomLists toolCommands)
+xpacl_test(chip_audit_test toolCommands)

@@ -17,5 +17,6 @@ void addShow(CLI::App& program, Run& run);
 void addTrace(CLI::App& program, Run& run);
 void addWho(CLI::App& program, Run& run);
 void addUpdate(CLI::App& program, Run& run);
+void addAudit(CLI::App& program, Run& run);
 
 } // namespace tool

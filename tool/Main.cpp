@@ -25,6 +25,7 @@ int main(int argc, char** argv) {
   tool::addTrace(program, run);
   tool::addWho(program, run);
   tool::addUpdate(program, run);
+  tool::addAudit(program, run);
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
