@@ -1,6 +1,6 @@
+#include "tool/Show.h"
+
 #include "tool/Commands.h"
-#include "tool/Common.h"
-#include "tool/Session.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -14,13 +14,6 @@
 namespace tool {
 
 namespace {
-
-struct ShowOptions : CommonOptions {
-  std::string config;
-  std::string what;
-  std::vector<std::string> arguments;
-  unsigned chip = 0;
-};
 
 [[noreturn]] void badArgument(const ShowOptions& options, const std::string& argument, const char* expected) {
   throw Exit(exitBadInput, "show " + options.what + ": '" + argument + "' is not understood; " + expected);
@@ -139,8 +132,17 @@ void showState(Session& session, const ShowOptions& options) {
   });
 }
 
-int runShow(const ShowOptions& options) {
-  Session session(loadConfig(options.config, options), options);
+// The statements of the library that the ring still has.
+void showTrace(const ShowOptions& options) {
+  const Ringlog::RingBuf& ring = Ringlog::defaultRinglogHandle.ring();
+  for (const std::string& line : options.last == 0 ? ring.dump() : ring.dump(options.last)) {
+    std::cout << line << '\n';
+  }
+}
+
+} // namespace
+
+void show(Session& session, const ShowOptions& options) {
   if (!session.agent().helper(static_cast<uint8_t>(options.chip))) {
     throw Exit(exitBadInput,
                "there is no chip " + std::to_string(options.chip) + "; chips are numbered from 0");
@@ -148,38 +150,68 @@ int runShow(const ShowOptions& options) {
   if (options.what != "tcam" && !options.arguments.empty()) {
     badArgument(options, options.arguments.front(), "it takes no further words");
   }
+  const bool sends =
+      !options.pcap.empty() || !options.in.empty() || !options.out.empty() || options.vlan != 0;
+  if (options.what != "counters" && (sends || options.byHits)) {
+    throw Exit(exitBadInput, "--pcap, --in, --out, --vlan and --by-hits belong to show counters");
+  }
+  if (options.pcap.empty() && sends) {
+    throw Exit(exitBadInput,
+               "show counters: --in, --out and --vlan say where packets go; give them with --pcap");
+  }
   if (options.what == "tcam") {
     showTcam(options, session);
   } else if (options.what == "ids") {
     showIds(options, session);
   } else if (options.what == "state") {
     showState(session, options);
+  } else if (options.what == "counters") {
+    showCounters(session, options);
+  } else if (options.what == "trace") {
+    showTrace(options);
   } else {
     showPortTable(options, session);
   }
-  return exitDone;
 }
 
-} // namespace
+void addShowOptions(CLI::App& command, ShowOptions& options) {
+  command
+      .add_option(
+          "WHAT", options.what,
+          "tcam [ipv4|ipv6|mac] [in|out]: the TCAM rows; ports, vlans, egress: the port tables; ids: who "
+          "uses which hardware ACL id; counters: hits of every line; state: the driver's books; trace: what "
+          "the driver did")
+      ->required()
+      ->check(CLI::IsMember({"tcam", "ports", "vlans", "egress", "ids", "counters", "state", "trace"}));
+  command.add_option("ARGS", options.arguments, "What of it");
+  command.add_option("--chip", options.chip, "The chip, from 0")->check(CLI::Range(0, 63));
+  command.add_option("--pcap", options.pcap, "counters: judge the packets of this capture first");
+  command.add_option("--in", options.in, "counters: the port that they enter");
+  command.add_option("--out", options.out, "counters: the port that they leave by");
+  command.add_option("--vlan", options.vlan, "counters: the VLAN of frames without a tag")
+      ->check(CLI::Range(1, 4094));
+  command.add_flag("--by-hits", options.byHits, "counters: the lines with most hits first");
+  command.add_option("--last", options.last, "trace: only the last statements")->check(CLI::PositiveNumber);
+}
 
 void addShow(CLI::App& program, Run& run) {
   auto options = std::make_shared<ShowOptions>();
   CLI::App* command = program.add_subcommand("show", "Print what the chip and the driver hold");
   command->add_option("CONFIG", options->config, "The configuration")->required();
-  command
-      ->add_option(
-          "WHAT", options->what,
-          "tcam [ipv4|ipv6|mac] [in|out]: the TCAM rows; ports, vlans, egress: the port tables; ids: who "
-          "uses which hardware ACL id; state: the driver's books")
-      ->required()
-      ->check(CLI::IsMember({"tcam", "ports", "vlans", "egress", "ids", "state"}));
-  command->add_option("ARGS", options->arguments, "What of it");
-  command->add_option("--chip", options->chip, "The chip, from 0")->check(CLI::Range(0, 63));
+  addShowOptions(*command, *options);
   addCommonOptions(*command, *options);
   command->footer("Examples:\n"
                   "  xpacl show campus.conf tcam ipv4 in\n"
-                  "  xpacl show campus.conf ids");
-  command->callback([options, &run] { run = [options] { return runShow(*options); }; });
+                  "  xpacl show campus.conf ids\n"
+                  "  xpacl show campus.conf counters --pcap lan.pcap --in Gi1/0/1 --by-hits\n"
+                  "  xpacl show campus.conf trace --last 20");
+  command->callback([options, &run] {
+    run = [options] {
+      Session session(loadConfig(options->config, *options), *options);
+      show(session, *options);
+      return exitDone;
+    };
+  });
 }
 
 } // namespace tool
