@@ -1,66 +1,89 @@
+#include "tool/Replay.h"
+
 #include "packet/Capture.h"
 #include "packet/HeaderTrace.h"
 
 #include "tool/Commands.h"
-#include "tool/Common.h"
-#include "tool/Hits.h"
 #include "tool/Session.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <iostream>
 #include <memory>
+#include <optional>
+#include <utility>
 
 namespace tool {
 
 namespace {
 
-struct ReplayOptions : CommonOptions {
-  std::string config;
-  std::string pcap;
-  std::string headers;
-  std::string in;
-  std::string out;
-  std::string write;
-  unsigned vlan = 0;
-};
-
-// Where packets come from: a capture or a header trace.
+// One stream of packets into one port: a capture or a header trace. It holds its next packet.
 class PacketSource {
 public:
-  explicit PacketSource(const ReplayOptions& options) {
-    if (!options.pcap.empty()) {
-      capture_ = std::make_unique<packet::CaptureReader>(options.pcap);
-    } else {
-      trace_ = std::make_unique<packet::HeaderTraceReader>(options.headers);
-    }
-  }
+  PacketSource(PortRef in, std::unique_ptr<packet::CaptureReader> capture)
+      : in_(std::move(in)), capture_(std::move(capture)) {}
+  PacketSource(PortRef in, std::unique_ptr<packet::HeaderTraceReader> trace)
+      : in_(std::move(in)), trace_(std::move(trace)) {}
 
-  bool next(packet::Packet& packet) {
+  // False at the end.
+  bool advance() {
     if (trace_) {
-      return trace_->next(packet);
+      return trace_->next(packet_);
     }
     if (!capture_->next(frame_)) {
       return false;
     }
-    packet = capture_->dissect(frame_);
+    packet_ = capture_->dissect(frame_);
     return true;
   }
 
+  const PortRef& in() const { return in_; }
+  const packet::Packet& packet() const { return packet_; }
   const packet::Frame& frame() const { return frame_; }
   const packet::CaptureReader* capture() const { return capture_.get(); }
 
 private:
+  PortRef in_;
   std::unique_ptr<packet::CaptureReader> capture_;
   std::unique_ptr<packet::HeaderTraceReader> trace_;
+  packet::Packet packet_;
   packet::Frame frame_;
 };
 
-struct Totals {
-  uint64_t packets = 0;
-  uint64_t permit = 0;
-  uint64_t notCarried = 0; // dropped because the port does not carry the frame's VLAN
+// Several streams as one, by time stamp.
+class PacketMerge {
+public:
+  void add(PacketSource source) {
+    sources_.push_back(std::move(source));
+    live_.push_back(false);
+  }
+  const std::vector<PacketSource>& sources() const { return sources_; }
+
+  // The stream whose packet is next, valid until the next call; null at the end.
+  const PacketSource* next() {
+    if (last_ == none) {
+      for (std::size_t i = 0; i < sources_.size(); ++i) {
+        live_[i] = sources_[i].advance();
+      }
+    } else {
+      live_[last_] = sources_[last_].advance();
+    }
+    last_ = none;
+    for (std::size_t i = 0; i < sources_.size(); ++i) {
+      if (live_[i] && (last_ == none || sources_[i].frame().timeNs < sources_[last_].frame().timeNs)) {
+        last_ = i;
+      }
+    }
+    return last_ == none ? nullptr : &sources_[last_];
+  }
+
+private:
+  static constexpr std::size_t none = SIZE_MAX;
+  std::vector<PacketSource> sources_;
+  std::vector<bool> live_;
+  std::size_t last_ = none;
 };
 
 bool notCarried(const sim::Verdict& verdict) {
@@ -69,9 +92,10 @@ bool notCarried(const sim::Verdict& verdict) {
 
 class Replay {
 public:
-  explicit Replay(const ReplayOptions& options)
-      : options_(options), session_(loadConfig(options.config, options), options),
-        in_(options.in.empty() ? session_.onlyIngressPort() : session_.port(options.in, "--in")) {
+  Replay(Session& session, const ReplayOptions& options, bool everyPacket)
+      : session_(session), options_(options), everyPacket_(everyPacket && options.json) {
+    checkReplayOptions(options);
+    openSources();
     if (!options.out.empty()) {
       out_ = session_.port(options.out, "--out");
     }
@@ -80,51 +104,92 @@ public:
     }
   }
 
-  int run() {
-    PacketSource source(options_);
-    std::unique_ptr<packet::CaptureWriter> writer;
-    if (!options_.write.empty()) {
-      if (source.capture() == nullptr) {
-        throw Exit(exitBadInput,
-                   "--write keeps frames, and a header trace has none: give a capture with --pcap");
-      }
-      writer = std::make_unique<packet::CaptureWriter>(options_.write, source.capture()->dlt(),
-                                                       source.capture()->nanoseconds());
-    }
+  ReplayResult run() {
+    std::optional<packet::CaptureWriter> writer = openWriter();
     Progress progress("packets judged:");
-    packet::Packet packet;
-    while (source.next(packet)) {
-      const sim::Verdict verdict = session_.judge(packet, in_, out_ ? &*out_ : nullptr, vlan_);
-      count(verdict);
+    while (const PacketSource* const source = merge_.next()) {
+      const sim::Verdict verdict =
+          session_.judge(source->packet(), source->in(), out_ ? &*out_ : nullptr, vlan_);
+      count(verdict, source->in());
       if (writer && verdict.permit()) {
-        writer->write(source.frame());
+        writer->write(source->frame());
       }
-      progress.at(totals_.packets);
+      progress.at(result_.packets);
     }
     if (writer) {
       writer->close();
     }
-    finish();
-    return exitDone;
+    result_.lines = summaryLines();
+    if (options_.json) {
+      printSummary();
+    } else {
+      printReport();
+    }
+    return std::move(result_);
   }
 
 private:
-  void count(const sim::Verdict& verdict) {
-    ++totals_.packets;
-    totals_.permit += verdict.permit() ? 1 : 0;
-    totals_.notCarried += notCarried(verdict) ? 1 : 0;
+  void openSources() {
+    for (const std::string& text : options_.in) {
+      const ReplayInput input = replayInput(text);
+      if (!input.file.empty()) {
+        merge_.add({session_.port(input.port, "--in"), std::make_unique<packet::CaptureReader>(input.file)});
+      }
+    }
+    if (merge_.sources().empty()) {
+      PortRef in =
+          options_.in.empty() ? session_.onlyIngressPort() : session_.port(options_.in.front(), "--in");
+      if (options_.headers.empty()) {
+        merge_.add({std::move(in), std::make_unique<packet::CaptureReader>(options_.pcap)});
+      } else {
+        merge_.add({std::move(in), std::make_unique<packet::HeaderTraceReader>(options_.headers)});
+      }
+    }
+  }
+
+  std::optional<packet::CaptureWriter> openWriter() const {
+    if (options_.write.empty()) {
+      return std::nullopt;
+    }
+    const packet::CaptureReader* const first = merge_.sources().front().capture();
+    if (first == nullptr) {
+      throw Exit(exitBadInput,
+                 "--write keeps frames, and a header trace has none: give a capture with --pcap");
+    }
+    bool nanoseconds = false;
+    for (const PacketSource& source : merge_.sources()) {
+      if (source.capture()->dlt() != first->dlt()) {
+        throw Exit(exitBadInput, "--write makes one capture, but " + first->name() + " and " +
+                                     source.capture()->name() +
+                                     " are of different link types; replay them one by one");
+      }
+      nanoseconds = nanoseconds || source.capture()->nanoseconds();
+    }
+    return packet::CaptureWriter(options_.write, first->dlt(), nanoseconds);
+  }
+
+  bool severalPorts() const { return merge_.sources().size() > 1; }
+
+  void count(const sim::Verdict& verdict, const PortRef& in) {
+    ++result_.packets;
+    result_.permit += verdict.permit() ? 1 : 0;
+    result_.notCarried += notCarried(verdict) ? 1 : 0;
+    result_.blocked += metBlock(verdict) ? 1 : 0;
     Json lookups = Json::array();
     for (const sim::LookupResult& lookup : verdict.lookups()) {
-      const agent::RowOwner* const owner = ownerOf(session_, lookup, in_, out_ ? &*out_ : nullptr);
+      const agent::RowOwner* const owner = ownerOf(session_, lookup, in, out_ ? &*out_ : nullptr);
       hits_.hit(owner);
-      if (options_.json) {
+      if (everyPacket_) {
         lookups.push_back(lookupJson(lookup, owner));
       }
     }
-    if (options_.json) {
-      Json json{{"packet", totals_.packets},
+    if (everyPacket_) {
+      Json json{{"packet", result_.packets},
                 {"verdict", verdict.permit() ? "permit" : "deny"},
                 {"lookups", lookups}};
+      if (severalPorts()) {
+        json["in"] = in.name;
+      }
       if (notCarried(verdict)) {
         json["dropped"] = sim::fateText(verdict.fate);
       }
@@ -132,7 +197,7 @@ private:
     }
   }
 
-  // The lists of the two ports and of their VLANs stand in the summary whether they were hit or not.
+  // The lists of the ports and of their VLANs stand in the summary whether they were hit or not.
   std::vector<Hits::Line> summaryLines() {
     std::vector<std::shared_ptr<agent::AggregatedAcl>> lists;
     std::vector<agent::Direction> directions;
@@ -142,92 +207,145 @@ private:
         return;
       }
       for (const Plex::AclKey& key : agent::members(attached->second)) {
-        lists.push_back(session_.agent().acl(key));
-        directions.push_back(direction);
+        const auto list = session_.agent().acl(key);
+        const auto known = std::find(lists.begin(), lists.end(), list);
+        if (known == lists.end() ||
+            directions[static_cast<std::size_t>(known - lists.begin())] != direction) {
+          lists.push_back(list);
+          directions.push_back(direction);
+        }
       }
     };
-    const auto addVlan = [&](const PortRef& port, agent::Direction direction) {
+    const auto addPort = [&](const PortRef& port, agent::Direction direction) {
+      add(port.intf, direction);
       for (const Bridging::VlanId vlan : session_.agent().portVlanVifStatus()->vlansOfIntf(port.intf)) {
         add(Ovnet::VlanIntfId::intfId(vlan), direction);
       }
     };
-    add(in_.intf, agent::Direction::in);
-    addVlan(in_, agent::Direction::in);
+    for (const PacketSource& source : merge_.sources()) {
+      addPort(source.in(), agent::Direction::in);
+    }
     if (out_) {
-      add(out_->intf, agent::Direction::out);
-      addVlan(*out_, agent::Direction::out);
+      addPort(*out_, agent::Direction::out);
     }
     return hits_.lines(lists, directions);
   }
 
-  void finish() {
-    const std::vector<Hits::Line> lines = summaryLines();
-    const uint64_t deny = totals_.packets - totals_.permit;
-    if (options_.json) {
-      Json summary{{"packets", totals_.packets}, {"permit", totals_.permit}, {"deny", deny}};
-      if (totals_.notCarried != 0) {
-        summary["vlanNotCarried"] = totals_.notCarried;
-      }
-      summary["lines"] = linesJson(lines);
-      std::cout << dump(Json{{"summary", summary}}) << '\n';
-      return;
+  void printSummary() const {
+    Json summary{{"packets", result_.packets}, {"permit", result_.permit}, {"deny", result_.deny()}};
+    if (result_.notCarried != 0) {
+      summary["vlanNotCarried"] = result_.notCarried;
     }
-    std::cout << bold(std::to_string(totals_.packets)) << (totals_.packets == 1 ? " packet" : " packets")
-              << ", in " << in_.name << (out_ ? ", out " + out_->name : "") << ": "
-              << green(std::to_string(totals_.permit) + " permitted") << ", "
-              << red(std::to_string(deny) + " denied") << "\n";
-    if (totals_.notCarried != 0) {
-      std::cout << totals_.notCarried << " of them were in a VLAN that the port does not carry\n";
+    if (result_.blocked != 0) {
+      summary["blocked"] = result_.blocked;
+    }
+    summary["lines"] = linesJson(result_.lines);
+    std::cout << dump(Json{{"summary", summary}}) << '\n';
+  }
+
+  void printReport() const {
+    std::string ports;
+    for (const PacketSource& source : merge_.sources()) {
+      ports += (ports.empty() ? "" : " and ") + source.in().name;
+    }
+    std::cout << bold(std::to_string(result_.packets)) << (result_.packets == 1 ? " packet" : " packets")
+              << ", in " << ports << (out_ ? ", out " + out_->name : "") << ": "
+              << green(std::to_string(result_.permit) + " permitted") << ", "
+              << red(std::to_string(result_.deny()) + " denied") << "\n";
+    if (result_.notCarried != 0) {
+      std::cout << result_.notCarried << " of them were in a VLAN that the port does not carry\n";
+    }
+    if (result_.blocked != 0) {
+      std::cout << result_.blocked << " of them met a blocked interface\n";
     }
     std::cout << "\n";
-    if (lines.empty()) {
+    if (result_.lines.empty()) {
       std::cout << "No list applies there, so everything passes.\n";
     } else {
-      std::cout << linesText(lines);
+      std::cout << linesText(result_.lines);
     }
   }
 
+  Session& session_;
   const ReplayOptions& options_;
-  Session session_;
-  PortRef in_;
+  const bool everyPacket_;
+  PacketMerge merge_;
   std::optional<PortRef> out_;
   std::optional<uint16_t> vlan_;
-  Totals totals_;
+  ReplayResult result_;
   Hits hits_;
 };
 
-int runReplay(const ReplayOptions& options) {
-  if (options.pcap.empty() == options.headers.empty()) {
-    throw Exit(exitBadInput,
-               "give the packets: either --pcap FILE (a capture) or --headers FILE (a header trace)");
-  }
-  return Replay(options).run();
+} // namespace
+
+ReplayInput replayInput(const std::string& text) {
+  const std::size_t equals = text.find('=');
+  return equals == std::string::npos ? ReplayInput{text, ""}
+                                     : ReplayInput{text.substr(0, equals), text.substr(equals + 1)};
 }
 
-} // namespace
+void checkReplayOptions(const ReplayOptions& options) {
+  const auto pairs = static_cast<std::size_t>(
+      std::count_if(options.in.begin(), options.in.end(),
+                    [](const std::string& text) { return text.find('=') != std::string::npos; }));
+  for (const std::string& text : options.in) {
+    const ReplayInput input = replayInput(text);
+    if (pairs != 0 && (input.port.empty() || input.file.empty())) {
+      throw Exit(exitBadInput, "--in " + text + ": give each --in as PORT=FILE, the port and its capture");
+    }
+  }
+  if (pairs == 0 && options.in.size() > 1) {
+    throw Exit(exitBadInput, "several --in: give each as PORT=FILE, the port and its capture");
+  }
+  const int streams =
+      (pairs != 0 ? 1 : 0) + (options.pcap.empty() ? 0 : 1) + (options.headers.empty() ? 0 : 1);
+  if (streams != 1) {
+    throw Exit(exitBadInput, "give the packets: either --pcap FILE (a capture) or --headers FILE (a header "
+                             "trace) or --in PORT=FILE for each capture");
+  }
+}
+
+void addReplayOptions(CLI::App& command, ReplayOptions& options) {
+  command.add_option("--pcap", options.pcap, "A capture (pcap or pcapng; Ethernet, raw IP or Linux cooked)");
+  command.add_option("--headers", options.headers, "A ClassBench header trace instead of a capture");
+  command
+      .add_option("--in", options.in,
+                  "The port that packets enter; may be left out when one interface has an ingress list. "
+                  "PORT=FILE, also repeated: captures that enter at several ports, merged by time stamp")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->type_name("PORT[=FILE]");
+  command.add_option("--out", options.out, "The port that packets leave by: adds the egress lookups");
+  command
+      .add_option("--vlan", options.vlan, "The VLAN of frames without a tag on a port without an access VLAN")
+      ->check(CLI::Range(1, 4094));
+  command.add_option("--write", options.write, "Keep the permitted packets in this pcap file");
+}
+
+ReplayResult replay(Session& session, const ReplayOptions& options, bool everyPacket) {
+  return Replay(session, options, everyPacket).run();
+}
 
 void addReplay(CLI::App& program, Run& run) {
   auto options = std::make_shared<ReplayOptions>();
   CLI::App* command = program.add_subcommand("replay", "Judge every packet of a capture by the chip's rows");
   command->add_option("CONFIG", options->config, "The configuration")->required();
-  command->add_option("--pcap", options->pcap,
-                      "A capture (pcap or pcapng; Ethernet, raw IP or Linux cooked)");
-  command->add_option("--headers", options->headers, "A ClassBench header trace instead of a capture");
-  command->add_option("--in", options->in,
-                      "The port that packets enter; may be left out when one interface has an ingress list");
-  command->add_option("--out", options->out, "The port that packets leave by: adds the egress lookups");
-  command
-      ->add_option("--vlan", options->vlan,
-                   "The VLAN of frames without a tag on a port without an access VLAN")
-      ->check(CLI::Range(1, 4094));
-  command->add_option("--write", options->write, "Keep the permitted packets in this pcap file");
+  addReplayOptions(*command, *options);
   addCommonOptions(*command, *options);
   command->footer(
       "Examples:\n"
       "  xpacl replay campus.conf --pcap lan.pcap --in GigabitEthernet1/0/1\n"
       "  xpacl replay campus.conf --pcap lan.pcap --in Gi1/0/1 --out Gi1/0/3 --write permitted.pcap\n"
+      "  xpacl replay campus.conf --in Gi1/0/1=wing.pcap --in Gi1/0/4=core.pcap\n"
       "  xpacl replay filters --headers trace --json      a ClassBench set and its trace");
-  command->callback([options, &run] { run = [options] { return runReplay(*options); }; });
+  command->callback([options, &run] {
+    run = [options] {
+      checkReplayOptions(*options);
+      Session session(loadConfig(options->config, *options), *options);
+      replay(session, *options, true);
+      return exitDone;
+    };
+  });
 }
 
 } // namespace tool

@@ -1,5 +1,6 @@
 #include "tool/Session.h"
 
+#include "agent/config/InterfaceNames.h"
 #include "tool/Common.h"
 
 #include "Vane/Vane.h"
@@ -16,34 +17,38 @@ namespace {
 
 constexpr uint32_t maxPortNumber = 65534;
 constexpr uint32_t minEntries = 65536; // of the port-VLAN and egress tables
-constexpr unsigned maxChips = 64;
+constexpr uint32_t sparePorts = 16;    // beyond the highest configured number
+constexpr uint64_t maxVlan = 4094;
 
-// Entries that the port tables may need at the most: one for each pair of a port and a VLAN that it carries.
-uint32_t entriesFor(const agent::Config& config) {
-  uint64_t entries = minEntries;
-  for (const agent::Interface& intf : config.interfaces) {
-    if (intf.kind == agent::InterfaceKind::ethernet) {
-      entries += 4096;
-    }
-  }
-  return static_cast<uint32_t>(entries);
-}
-
-sim::DeviceConfig deviceConfig(const agent::Config& config) {
-  sim::DeviceConfig device;
-  const agent::AgentSetup setup = agent::setupFor(config);
-  for (const XpAcl::TcamTableInfo& table : XpAcl::tcamTables) {
-    device.rows(table.table) = setup.rows(static_cast<agent::Table>(table.tcamType));
-  }
+uint32_t highestPort(const agent::Config& config) {
   uint32_t highest = 0;
   for (const agent::Interface& intf : config.interfaces) {
     if (intf.kind == agent::InterfaceKind::ethernet) {
       highest = std::max(highest, agent::intfId(intf).number());
     }
   }
-  device.numPorts = std::max(device.numPorts, highest + 2);
-  device.portVlanCapacity = entriesFor(config);
-  device.egressCapacity = entriesFor(config);
+  return highest;
+}
+
+// The sizes of a chip that can hold any of the configurations: an entry of the port tables for each pair of a
+// port and a VLAN that it carries, a few ports more than there are, TCAM tables as the first one says.
+sim::DeviceConfig deviceConfig(const std::vector<const agent::Config*>& configs) {
+  sim::DeviceConfig device;
+  const agent::AgentSetup setup = agent::setupFor(*configs.front());
+  for (const XpAcl::TcamTableInfo& table : XpAcl::tcamTables) {
+    device.rows(table.table) = setup.rows(static_cast<agent::Table>(table.tcamType));
+  }
+  for (const agent::Config* const config : configs) {
+    uint32_t entries = minEntries;
+    for (const agent::Interface& intf : config->interfaces) {
+      if (intf.kind == agent::InterfaceKind::ethernet) {
+        entries += 4096;
+      }
+    }
+    device.numPorts = std::max(device.numPorts, highestPort(*config) + 1 + sparePorts);
+    device.portVlanCapacity = std::max(device.portVlanCapacity, entries);
+    device.egressCapacity = std::max(device.egressCapacity, entries);
+  }
   return device;
 }
 
@@ -97,34 +102,74 @@ const agent::RowOwner* ownerOf(const Session& session, const sim::LookupResult& 
   return session.agent().rowOwner(egress && out != nullptr ? out->chip : in.chip, table, lookup.row);
 }
 
-Session::Session(const agent::Config& config, const CommonOptions& options, bool load, unsigned spareChips)
+bool metBlock(const sim::Verdict& verdict) {
+  return std::any_of(verdict.lookups().begin(), verdict.lookups().end(),
+                     [](const sim::LookupResult& lookup) { return lookup.aclId == 0; });
+}
+
+uint32_t usedRows(const sim::TcamTable& table) {
+  const bool hasDefault = table.numRows() != 0 && table.valid(table.numRows() - 1);
+  return table.numValid() - (hasDefault ? 1 : 0);
+}
+
+Session::Session(const agent::Config& config, const CommonOptions& options,
+                 const std::vector<const agent::Config*>& later)
     : system_(std::make_unique<sim::System>()) {
   traceUpTo(options.traceLevel);
-  checkPortNumbers(config);
-  const sim::DeviceConfig device = deviceConfig(config);
-  const unsigned chips = std::min(maxChips, config.numChips + spareChips);
-  for (unsigned chip = 0; chip < chips; ++chip) {
-    system_->deviceAdd(static_cast<uint8_t>(chip), device);
+  std::vector<const agent::Config*> configs{&config};
+  configs.insert(configs.end(), later.begin(), later.end());
+  for (const agent::Config* const one : configs) {
+    checkPortNumbers(*one);
+    firstSparePort_ = std::max(firstSparePort_, highestPort(*one) + 1);
   }
-  installed_.emplace(system_->install());
+  device_ = deviceConfig(configs);
+  addDevices(config);
+  faults_ = std::make_unique<sim::FaultySdk>(*system_);
+  installed_.emplace(faults_->install());
   agent_ = std::make_unique<agent::Agent>(agent::setupFor(config));
-  if (load) {
-    apply(config);
+  apply(config);
+}
+
+void Session::addDevices(const agent::Config& config) {
+  for (unsigned chip = 0; chip < config.numChips; ++chip) {
+    if (system_->device(static_cast<uint8_t>(chip)) == nullptr) {
+      system_->deviceAdd(static_cast<uint8_t>(chip), device_);
+    }
   }
 }
 
-void Session::apply(const agent::Config& config) {
-  checkPortNumbers(config);
-  const agent::ApplyResult result = agent_->apply(config);
+void Session::checkApplied(const agent::ApplyResult& result, const std::string& refused) {
   if (!result.ok) {
-    std::string message = "the configuration does not fit; nothing was written";
+    std::string message = refused;
     for (const std::string& error : result.errors) {
       message += "\n  " + error;
     }
     throw Exit(exitNo, message);
   }
+}
+
+agent::ApplyResult Session::apply(const agent::Config& config) {
+  checkPortNumbers(config);
+  addDevices(config);
+  const agent::ApplyResult result = agent_->apply(config);
+  checkApplied(result, "the configuration does not fit; nothing was written");
+  configIs(config);
+  return result;
+}
+
+void Session::configIs(const agent::Config& config) {
   config_ = config;
+  deletedPairs_.clear();
   attachPorts();
+}
+
+agent::Config Session::withSparePorts(agent::Config config) const {
+  for (const agent::Interface& intf : config_.interfaces) {
+    if (intf.kind == agent::InterfaceKind::ethernet && agent::intfId(intf).number() >= firstSparePort_) {
+      config.interfaces.push_back(intf);
+    }
+  }
+  return config;
 }
 
 void Session::attachPorts() {
@@ -149,6 +194,11 @@ void Session::attachPorts() {
     for (const Bridging::VlanId vlan : agent_->portVlanVifStatus()->vlansOfIntf(id)) {
       attachment.carriesIs(vlan.value(), vlan.value(), true);
     }
+    for (const auto& [port, vlan] : deletedPairs_) {
+      if (port == id) {
+        attachment.carriesIs(vlan, vlan, false);
+      }
+    }
     if (const auto vif = agent_->vifOf(id)) {
       attachment.vifIs(firstVlan, lastVlan, *vif);
     }
@@ -158,16 +208,16 @@ void Session::attachPorts() {
   }
 }
 
-PortRef Session::portOf(const agent::Interface& intf) {
+PortRef Session::portOf(const agent::Interface& intf) const {
   const Ovnet::IntfId id = agent::intfId(intf);
   return {id, intf.chip, id.number(), names(intf), std::nullopt};
 }
 
-// A VLAN interface is met by frames of its VLAN; any port that carries it will do. Without one, a spare
-// port of that VLAN is added to the running configuration.
+// A VLAN interface is met by frames of its VLAN; any port that carries it will do. Without one, a spare port
+// of that VLAN is added to the running configuration.
 PortRef Session::portOfVlan(uint16_t vlan) {
   for (const agent::Interface& intf : config_.interfaces) {
-    if (intf.kind == agent::InterfaceKind::ethernet && !hasIngressList(intf) &&
+    if (intf.kind == agent::InterfaceKind::ethernet && !hasIngressList(intf) && isActive(intf.chip) &&
         agent_->portVlanVifStatus()->portVlanToVifMapHas(
             XpLib::PortAndVlanId(agent::intfId(intf), Bridging::VlanId(vlan)))) {
       PortRef port = portOf(intf);
@@ -176,14 +226,14 @@ PortRef Session::portOfVlan(uint16_t vlan) {
       return port;
     }
   }
-  uint32_t number = 1;
-  for (const agent::Interface& intf : config_.interfaces) {
-    if (intf.kind == agent::InterfaceKind::ethernet) {
-      number = std::max(number, agent::intfId(intf).number() + 1);
-    }
+  const uint32_t number = std::max(firstSparePort_, highestPort(config_) + 1);
+  if (number >= device_.numPorts || agent_->activeChips().empty()) {
+    throw Exit(exitBadInput, "no port carries VLAN " + std::to_string(vlan) +
+                                 ", and the switch has no spare one; name a port in that VLAN");
   }
   agent::Config config = config_;
   agent::Interface spare;
+  spare.chip = *agent_->activeChips().begin();
   spare.name = spare.portName = "Ethernet" + std::to_string(number);
   spare.accessVlan = vlan;
   config.interfaces.push_back(spare);
@@ -194,31 +244,128 @@ PortRef Session::portOfVlan(uint16_t vlan) {
   return port;
 }
 
-PortRef Session::port(const std::string& name, const char* option) {
-  const agent::Interface* const intf = config_.interface(name);
-  if (intf != nullptr && intf->kind == agent::InterfaceKind::ethernet) {
-    return portOf(*intf);
+const agent::Interface& Session::interface(const std::string& name, const std::string& place,
+                                           int status) const {
+  if (const agent::Interface* const intf = config_.interface(name)) {
+    return *intf;
   }
-  if (intf != nullptr && intf->kind == agent::InterfaceKind::vlan) {
-    return portOfVlan(intf->vlan);
-  }
-  std::string message = std::string(option) + " " + name + ": ";
-  message +=
-      intf != nullptr ? "this kind of interface is no port of the switch" : "there is no such interface";
   std::string known;
   std::size_t count = 0;
   for (const agent::Interface& other : config_.interfaces) {
     if (other.kind == agent::InterfaceKind::ethernet || other.kind == agent::InterfaceKind::vlan) {
-      known += (count == 0 ? "" : ", ") + (count < 8 ? names(other) : std::string());
+      known += (count == 0 ? "" : count < 8 ? ", " : "") + (count < 8 ? names(other) : std::string());
       ++count;
     }
   }
-  while (!known.empty() && (known.back() == ' ' || known.back() == ',')) {
-    known.pop_back();
+  throw Exit(status, place + ": there is no such interface; " +
+                         (count == 0 ? "the configuration has no ports"
+                                     : "there are " + known + (count > 8 ? " and more" : "")));
+}
+
+PortRef Session::port(const std::string& name, const char* option) {
+  const std::string place = std::string(option) + " " + name;
+  const agent::Interface& intf = interface(name, place, exitBadInput);
+  if (intf.kind == agent::InterfaceKind::vlan) {
+    return portOfVlan(intf.vlan);
   }
-  message += count == 0 ? "; the configuration has no ports"
-                        : "; there are " + known + (count > 8 ? " and more" : "");
-  throw Exit(exitBadInput, message);
+  if (intf.kind != agent::InterfaceKind::ethernet) {
+    throw Exit(exitBadInput, place + ": this kind of interface is no port of the switch; name a port");
+  }
+  if (!isActive(intf.chip)) {
+    throw Exit(exitBadInput, place + ": its chip " + std::to_string(intf.chip) + " is not active");
+  }
+  return portOf(intf);
+}
+
+void Session::blockIs(const std::string& name, bool block) {
+  const agent::Interface& intf = interface(name, name, exitNo);
+  if (intf.kind == agent::InterfaceKind::unsupported) {
+    throw Exit(exitNo, name + ": this kind of interface has no access lists; name a port or a VLAN");
+  }
+  if (intf.kind != agent::InterfaceKind::portChannel) {
+    agent_->blockIntf(agent::intfId(intf), block);
+    return;
+  }
+  const std::optional<uint32_t> channel = agent::InterfaceName::fromText(intf.name)->plainNumber();
+  std::size_t members = 0;
+  for (const agent::Interface& member : config_.interfaces) {
+    if (member.kind == agent::InterfaceKind::ethernet && member.channelGroup == channel) {
+      agent_->blockIntf(agent::intfId(member), block);
+      ++members;
+    }
+  }
+  if (members == 0) {
+    throw Exit(exitNo, name + " has no member ports; name a port");
+  }
+}
+
+agent::ApplyResult Session::chipAdd(uint64_t chip) {
+  const std::string name = "chip " + std::to_string(chip);
+  if (chip > sim::maxDevice) {
+    throw Exit(exitNo, name + ": chips are numbered from 0 to " + std::to_string(sim::maxDevice));
+  }
+  const auto number = static_cast<uint8_t>(chip);
+  if (isActive(number)) {
+    throw Exit(exitNo, name + " is active already");
+  }
+  if (system_->device(number) == nullptr) {
+    system_->deviceAdd(number, device_);
+  }
+  const agent::ApplyResult result = agent_->chipAdd(number);
+  checkApplied(result, name + " cannot join: its lists do not fit; nothing was written");
+  configIs(agent::Config(config_));
+  return result;
+}
+
+agent::ApplyResult Session::chipRemove(uint64_t chip) {
+  const std::string name = "chip " + std::to_string(chip);
+  if (chip > sim::maxDevice) {
+    throw Exit(exitNo, name + ": chips are numbered from 0 to " + std::to_string(sim::maxDevice));
+  }
+  if (!isActive(static_cast<uint8_t>(chip))) {
+    throw Exit(exitNo, name + " is not active");
+  }
+  const agent::ApplyResult result = agent_->chipRemove(static_cast<uint8_t>(chip));
+  checkApplied(result, name + " cannot leave: the lists of the others do not fit; nothing was written");
+  configIs(agent::Config(config_));
+  return result;
+}
+
+Session::Pair Session::pairOf(const std::string& port, uint64_t vlan) const {
+  if (vlan == 0 || vlan > maxVlan) {
+    throw Exit(exitNo,
+               "VLAN " + std::to_string(vlan) + ": VLANs are numbered from 1 to " + std::to_string(maxVlan));
+  }
+  const agent::Interface& intf = interface(port, port, exitNo);
+  if (intf.kind != agent::InterfaceKind::ethernet) {
+    throw Exit(exitNo, port + ": only Ethernet ports are paired with VLANs; name a port");
+  }
+  if (!isActive(intf.chip)) {
+    throw Exit(exitNo, port + ": its chip " + std::to_string(intf.chip) + " is not active");
+  }
+  return {agent::intfId(intf), static_cast<uint16_t>(vlan)};
+}
+
+void Session::pairAdd(const std::string& port, uint64_t vlan) {
+  const Pair pair = pairOf(port, vlan);
+  if (agent_->portVlanVifStatus()->portVlanToVifMapHas(
+          XpLib::PortAndVlanId(pair.first, Bridging::VlanId(pair.second)))) {
+    throw Exit(exitNo, port + " is paired with VLAN " + std::to_string(vlan) + " already");
+  }
+  agent_->pairAdd(pair.first, pair.second);
+  deletedPairs_.erase(pair);
+  attachPorts();
+}
+
+void Session::pairDel(const std::string& port, uint64_t vlan) {
+  const Pair pair = pairOf(port, vlan);
+  if (!agent_->portVlanVifStatus()->portVlanToVifMapHas(
+          XpLib::PortAndVlanId(pair.first, Bridging::VlanId(pair.second)))) {
+    throw Exit(exitNo, port + " is not paired with VLAN " + std::to_string(vlan));
+  }
+  agent_->pairDel(pair.first, pair.second);
+  deletedPairs_.insert(pair);
+  attachPorts();
 }
 
 std::string Session::portName(Ovnet::IntfId intf) const {

@@ -3,6 +3,7 @@
 #include "agent/Agent.h"
 #include "agent/config/ConfigModel.h"
 #include "packet/Packet.h"
+#include "sim/Faults.h"
 #include "sim/Pipeline.h"
 #include "sim/System.h"
 #include "tool/Common.h"
@@ -10,7 +11,9 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 // A simulated switch with the reference agent on it, programmed with one configuration.
@@ -30,21 +33,42 @@ struct PortRef {
 class Session {
 public:
   // Starts the switch with the table sizes of `config` and loads it. Ends the command with status 1 when it
-  // does not fit. `spareChips`: devices beyond those of the configuration.
-  Session(const agent::Config& config, const CommonOptions& options, bool load = true,
-          unsigned spareChips = 0);
+  // does not fit. `later`: configurations that may follow; the switch has the ports and entries that those
+  // need, too.
+  Session(const agent::Config& config, const CommonOptions& options,
+          const std::vector<const agent::Config*>& later = {});
 
   agent::Agent& agent() { return *agent_; }
   const agent::Agent& agent() const { return *agent_; }
   sim::System& system() { return *system_; }
+  // The configuration in force, and the spare port that port() may have added to it.
+  const agent::Config& config() const { return config_; }
+  // Between the agent and the chips; faults can be set here.
+  sim::FaultySdk& faults() { return *faults_; }
 
   // Makes `config` the running configuration; ends the command with status 1 when it does not fit.
-  void apply(const agent::Config& config);
-  // The simulated switch's own view of its ports follows the agent's: which VLANs they carry, and their VIFs.
-  void attachPorts();
+  agent::ApplyResult apply(const agent::Config& config);
+  // The agent has moved to `config`: the simulated switch's own view of its ports follows, which VLANs they
+  // carry, and their VIFs.
+  void configIs(const agent::Config& config);
+  // Devices for the chips of `config` that are not there yet.
+  void addDevices(const agent::Config& config);
+
+  // `config` and the spare ports that port() has added so far, so that packets can enter them after a change.
+  agent::Config withSparePorts(agent::Config config) const;
+
+  // What operators do while the system runs. Each ends the command with status 1 when it cannot be done, and
+  // nothing has changed then. Pairs beyond those of the configuration last until the next change of it, or
+  // of the chips.
+  void blockIs(const std::string& interface, bool block); // a port-channel: all its members
+  agent::ApplyResult chipAdd(uint64_t chip);
+  agent::ApplyResult chipRemove(uint64_t chip);
+  void pairAdd(const std::string& port, uint64_t vlan);
+  void pairDel(const std::string& port, uint64_t vlan);
 
   // The port named by the operator: its configured name, an abbreviation, the system's name, or a VLAN
-  // interface, which stands for a port of that VLAN. Ends the command with status 2 for an unknown name.
+  // interface, which stands for a port of that VLAN. Ends the command with status 2 for an unknown name, or
+  // when the port's chip is not active.
   PortRef port(const std::string& name, const char* option);
   // Both names of an interface: "GigabitEthernet1/0/1 (Ethernet1)", or the one it has.
   std::string portName(Ovnet::IntfId intf) const;
@@ -56,13 +80,24 @@ public:
                      std::optional<uint16_t> vlan, bool count = true);
 
 private:
-  PortRef portOf(const agent::Interface& intf);
+  using Pair = std::pair<Ovnet::IntfId, uint16_t>;
+
+  void attachPorts();
+  void checkApplied(const agent::ApplyResult& result, const std::string& refused);
+  const agent::Interface& interface(const std::string& name, const std::string& place, int status) const;
+  Pair pairOf(const std::string& port, uint64_t vlan) const;
+  bool isActive(uint8_t chip) const { return agent_->activeChips().count(chip) != 0; }
+  PortRef portOf(const agent::Interface& intf) const;
   PortRef portOfVlan(uint16_t vlan);
 
+  sim::DeviceConfig device_;    // every chip's
+  uint32_t firstSparePort_ = 1; // a number that no configured port has
   std::unique_ptr<sim::System> system_;
+  std::unique_ptr<sim::FaultySdk> faults_;
   std::optional<sim::System::Installation> installed_;
   std::unique_ptr<agent::Agent> agent_;
   agent::Config config_;
+  std::set<Pair> deletedPairs_; // of those that the configuration has
 };
 
 // Whether a lookup hit a row, and whose row it was; null for the default row and for no row.
@@ -71,6 +106,12 @@ inline bool isHit(const sim::LookupResult& lookup) {
 }
 const agent::RowOwner* ownerOf(const Session& session, const sim::LookupResult& lookup, const PortRef& in,
                                const PortRef* out);
+
+// Whether some lookup was made for a blocked interface: those have ACL id 0, which no list has.
+bool metBlock(const sim::Verdict& verdict);
+
+// Rows in use, without the one that holds the default entry.
+uint32_t usedRows(const sim::TcamTable& table);
 
 // The table of the library's books for a table of the chip.
 XpAcl::TcamType tcamType(XpXdk::xpIaclType_e table);

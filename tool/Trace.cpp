@@ -1,3 +1,5 @@
+#include "tool/Trace.h"
+
 #include "packet/Capture.h"
 #include "packet/PacketText.h"
 
@@ -6,7 +8,6 @@
 #include "sim/Pipeline.h"
 
 #include "tool/Commands.h"
-#include "tool/Common.h"
 #include "tool/Hits.h"
 #include "tool/Session.h"
 
@@ -21,16 +22,6 @@ namespace tool {
 namespace {
 
 constexpr unsigned othersShown = 5;
-
-struct TraceOptions : CommonOptions {
-  std::string config;
-  std::string in;
-  std::string out;
-  std::string pcap;
-  uint64_t number = 0;
-  unsigned vlan = 0;
-  std::vector<std::string> words;
-};
 
 packet::Packet thePacket(const TraceOptions& options) {
   if (!options.pcap.empty()) {
@@ -82,7 +73,7 @@ public:
     }
   }
 
-  int run() {
+  void run() {
     const sim::Verdict verdict =
         session_.judge(packet_, in_, out_ ? &*out_ : nullptr,
                        options_.vlan == 0 ? std::nullopt : std::optional<uint16_t>(options_.vlan));
@@ -91,7 +82,6 @@ public:
     } else {
       printText(verdict);
     }
-    return exitDone;
   }
 
 private:
@@ -239,6 +229,14 @@ private:
   std::optional<PortRef> out_;
 };
 
+} // namespace
+
+void trace(Session& session, const TraceOptions& options) {
+  Tracer(session, options).run();
+}
+
+namespace {
+
 struct WhoOptions : CommonOptions {
   std::string config;
   std::string table;
@@ -290,18 +288,21 @@ int runWho(const WhoOptions& options) {
 
 } // namespace
 
+void addTraceOptions(CLI::App& command, TraceOptions& options) {
+  command.add_option("PACKET", options.words,
+                     "The packet: tcp 10.1.2.3:1234 > 10.9.8.7:80 ack ttl 64 vlan 10");
+  command.add_option("--in", options.in, "The port that it enters");
+  command.add_option("--out", options.out, "The port that it leaves by");
+  command.add_option("--pcap", options.pcap, "Take the packet from this capture");
+  command.add_option("--packet", options.number, "Its number in the capture, from 1");
+  command.add_option("--vlan", options.vlan, "The VLAN of a frame without a tag")->check(CLI::Range(1, 4094));
+}
+
 void addTrace(CLI::App& program, Run& run) {
   auto options = std::make_shared<TraceOptions>();
   CLI::App* command = program.add_subcommand("trace", "Follow one packet through the chip's tables");
   command->add_option("CONFIG", options->config, "The configuration")->required();
-  command->add_option("PACKET", options->words,
-                      "The packet: tcp 10.1.2.3:1234 > 10.9.8.7:80 ack ttl 64 vlan 10");
-  command->add_option("--in", options->in, "The port that it enters");
-  command->add_option("--out", options->out, "The port that it leaves by");
-  command->add_option("--pcap", options->pcap, "Take the packet from this capture");
-  command->add_option("--packet", options->number, "Its number in the capture, from 1");
-  command->add_option("--vlan", options->vlan, "The VLAN of a frame without a tag")
-      ->check(CLI::Range(1, 4094));
+  addTraceOptions(*command, *options);
   addCommonOptions(*command, *options);
   command->footer(
       "Examples:\n"
@@ -310,7 +311,8 @@ void addTrace(CLI::App& program, Run& run) {
   command->callback([options, &run] {
     run = [options] {
       Session session(loadConfig(options->config, *options), *options);
-      return Tracer(session, *options).run();
+      trace(session, *options);
+      return exitDone;
     };
   });
 }

@@ -1,11 +1,11 @@
+#include "tool/Update.h"
+
 #include "packet/Capture.h"
 #include "packet/PacketText.h"
 
 #include "sim/Pipeline.h"
 
 #include "tool/Commands.h"
-#include "tool/Common.h"
-#include "tool/Hits.h"
 #include "tool/Session.h"
 #include "tool/UpdateCheck.h"
 
@@ -22,39 +22,24 @@ namespace {
 
 constexpr std::size_t findingsShown = 20;
 
-struct UpdateOptions : CommonOptions {
-  std::string from;
-  std::string to;
-  std::string pcap;
-  std::string in;
-  std::string out;
-  unsigned vlan = 0;
-  bool every = false;
-};
-
 class Update {
 public:
-  explicit Update(const UpdateOptions& options)
-      : options_(options), old_(loadConfig(options.from, options)), new_(loadConfig(options.to, options)) {
-    if (old_.tcamRows != new_.tcamRows) {
-      throw Exit(exitBadInput,
-                 "the table sizes differ between " + options.from + " and " + options.to +
-                     "; they are fixed when a chip starts: give --tcam, or the same hardware lines");
-    }
+  Update(Session& session, const agent::Config& config, const UpdateOptions& options)
+      : session_(session), config_(config), options_(options) {
     readPackets();
-    judgeBefore(old_, verdicts_.old);
-    judgeBefore(new_, verdicts_.fresh);
+    judgeBefore(session_, verdicts_.old);
+    Session alone(config, options);
+    judgeBefore(alone, verdicts_.fresh);
   }
 
-  int run() {
-    const unsigned spare = new_.numChips > old_.numChips ? new_.numChips - old_.numChips : 0;
-    Session session(old_, options_, true, spare);
-    UpdateCheck check(session, path(session), packets_, verdicts_);
+  UpdateResult run(bool everyPacket) {
+    session_.addDevices(config_);
+    UpdateCheck check(session_, path(session_), packets_, verdicts_);
     check.everyIs(options_.every);
-    if (options_.json) {
+    if (everyPacket && options_.json) {
       check.packetHookIs(printPacket);
     }
-    const agent::ApplyResult result = check.run(new_);
+    const agent::ApplyResult result = check.run(session_.withSparePorts(config_));
     if (!result.ok) {
       std::string message = options_.to + " does not fit beside " + options_.from + "; nothing was written";
       for (const std::string& error : result.errors) {
@@ -62,12 +47,14 @@ public:
       }
       throw Exit(exitNo, message);
     }
+    const UpdateResult summary{packets_.size(), check.permitted(), check.blocked(),
+                               lines(session_, check.hits()), check.findings().size()};
     if (options_.json) {
-      printSummary(session, check, result);
+      printSummary(summary, check, result);
     } else {
       printReport(check, result);
     }
-    return check.findings().empty() ? exitDone : exitNo;
+    return summary;
   }
 
 private:
@@ -91,12 +78,11 @@ private:
     return path;
   }
 
-  // What each configuration says by itself, on a switch of its own.
-  void judgeBefore(const agent::Config& config, std::vector<bool>& verdicts) {
-    Session session(config, options_);
+  // What a configuration says as long as nothing changes.
+  void judgeBefore(Session& session, std::vector<bool>& verdicts) {
     const Path path = this->path(session);
     for (const packet::Packet& packet : packets_) {
-      verdicts.push_back(session.judge(packet, path.in, path.outPtr(), path.vlan).permit());
+      verdicts.push_back(session.judge(packet, path.in, path.outPtr(), path.vlan, false).permit());
     }
   }
 
@@ -125,7 +111,8 @@ private:
     return hits.lines(lists, directions);
   }
 
-  void printSummary(const Session& session, const UpdateCheck& check, const agent::ApplyResult& result) {
+  static void printSummary(const UpdateResult& summary, const UpdateCheck& check,
+                           const agent::ApplyResult& result) {
     Json findings = Json::array();
     for (const UpdateCheck::Finding& finding : check.findings()) {
       findings.push_back({{"write", finding.write},
@@ -139,14 +126,14 @@ private:
     }
     std::cout << dump(Json{{"summary",
                             {{"writes", check.writes()},
-                             {"packets", packets_.size()},
-                             {"permit", check.permitted()},
-                             {"deny", packets_.size() - check.permitted()},
-                             {"blocked", check.blocked()},
+                             {"packets", summary.packets},
+                             {"permit", summary.permit},
+                             {"deny", summary.packets - summary.permit},
+                             {"blocked", summary.blocked},
                              {"rowsStaged", result.rowsStaged},
                              {"rowsRetired", result.rowsRetired},
                              {"rowsPeak", check.rowsPeak()},
-                             {"lines", linesJson(lines(session, check.hits()))},
+                             {"lines", linesJson(summary.lines)},
                              {"findings", findings}}}})
               << '\n';
   }
@@ -172,14 +159,54 @@ private:
     }
   }
 
+  Session& session_;
+  const agent::Config& config_;
   const UpdateOptions& options_;
-  agent::Config old_;
-  agent::Config new_;
   std::vector<packet::Packet> packets_;
   Verdicts verdicts_;
 };
 
+int runUpdate(const UpdateOptions& options) {
+  const agent::Config from = loadConfig(options.from, options);
+  const agent::Config to = loadConfig(options.to, options);
+  const std::string tables = otherSizes(from, to);
+  if (!tables.empty()) {
+    throw Exit(exitBadInput, "the sizes of tables differ between " + options.from + " and " + options.to +
+                                 " (" + tables +
+                                 "); they are fixed when a chip starts: give --tcam, or the same hardware "
+                                 "lines");
+  }
+  Session session(from, options, {&to});
+  return update(session, to, options, true).findings == 0 ? exitDone : exitNo;
+}
+
 } // namespace
+
+std::string otherSizes(const agent::Config& running, const agent::Config& next) {
+  const agent::AgentSetup now = agent::setupFor(running);
+  const agent::AgentSetup then = agent::setupFor(next);
+  std::string tables;
+  for (const XpAcl::TcamTableInfo& info : XpAcl::tcamTables) {
+    const auto table = static_cast<agent::Table>(info.tcamType);
+    if (now.rows(table) != then.rows(table)) {
+      tables += std::string(tables.empty() ? "" : ", ") + agent::tableName(table);
+    }
+  }
+  return tables;
+}
+
+void addUpdateOptions(CLI::App& command, UpdateOptions& options) {
+  command.add_option("--pcap", options.pcap, "The packets: one is judged between any two writes")->required();
+  command.add_option("--in", options.in, "The port that packets enter");
+  command.add_option("--out", options.out, "The port that packets leave by: adds the egress lookups");
+  command.add_option("--vlan", options.vlan, "The VLAN of frames without a tag")->check(CLI::Range(1, 4094));
+  command.add_flag("--every", options.every, "Also judge every packet of the capture after every write");
+}
+
+UpdateResult update(Session& session, const agent::Config& config, const UpdateOptions& options,
+                    bool everyPacket) {
+  return Update(session, config, options).run(everyPacket);
+}
 
 void addUpdate(CLI::App& program, Run& run) {
   auto options = std::make_shared<UpdateOptions>();
@@ -187,20 +214,14 @@ void addUpdate(CLI::App& program, Run& run) {
       program.add_subcommand("update", "Change a configuration while packets flow, and watch them");
   command->add_option("OLD", options->from, "The configuration in force")->required();
   command->add_option("NEW", options->to, "The configuration to change to")->required();
-  command->add_option("--pcap", options->pcap, "The packets: one is judged between any two writes")
-      ->required();
-  command->add_option("--in", options->in, "The port that packets enter");
-  command->add_option("--out", options->out, "The port that packets leave by: adds the egress lookups");
-  command->add_option("--vlan", options->vlan, "The VLAN of frames without a tag")
-      ->check(CLI::Range(1, 4094));
-  command->add_flag("--every", options->every, "Also judge every packet of the capture after every write");
+  addUpdateOptions(*command, *options);
   addCommonOptions(*command, *options);
   command->footer(
       "Example:\n"
       "  xpacl update old.conf new.conf --in Gi1/0/1 --pcap lan.pcap\n\n"
       "Exit status 1: some verdict was neither the old one, nor the new one, nor the drop of a blocked "
       "interface; or the change does not fit.");
-  command->callback([options, &run] { run = [options] { return Update(*options).run(); }; });
+  command->callback([options, &run] { run = [options] { return runUpdate(*options); }; });
 }
 
 } // namespace tool

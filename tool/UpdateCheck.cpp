@@ -6,12 +6,6 @@ namespace tool {
 
 namespace {
 
-// A blocked interface makes its lookups under ACL id 0, which no list has.
-bool metBlock(const sim::Verdict& verdict) {
-  return std::any_of(verdict.lookups().begin(), verdict.lookups().end(),
-                     [](const sim::LookupResult& lookup) { return lookup.aclId == 0; });
-}
-
 const char* word(bool permit) {
   return permit ? "permit" : "deny";
 }
@@ -37,7 +31,7 @@ agent::ApplyResult UpdateCheck::run(const agent::Config& config) {
   system.afterWriteIs({});
   call_ = nullptr;
   if (result.ok) {
-    session_.attachPorts();
+    session_.configIs(config);
     while (next_ < packets_.size()) {
       judgeNext();
     }
@@ -53,8 +47,7 @@ uint32_t UpdateCheck::rowsInUse() const {
   uint32_t rows = 0;
   for (const auto& [number, device] : session_.system().devices()) {
     for (const XpAcl::TcamTableInfo& table : XpAcl::tcamTables) {
-      const sim::TcamTable& tcam = *device->tcam(table.table);
-      rows += tcam.numValid() - (tcam.numRows() == 0 ? 0 : 1); // the default row is no list's
+      rows += usedRows(*device->tcam(table.table));
     }
   }
   return rows;
