@@ -63,6 +63,9 @@ void Agent::makeHelper(uint8_t chip) {
        {XpAcl::portIngress, XpAcl::portEgress, XpAcl::routedIngress, XpAcl::routedEgress}) {
     helper->aclIdCountIs(kind, idsPerKind);
   }
+  if (setup_.restart) {
+    adoptChip(chip);
+  }
   helper->xpDevIdIs(XpXdk::XpDeviceId(chip));
   helper->hwInit();
   helper->handleInitialized();

@@ -45,6 +45,9 @@ struct AgentSetup {
   unsigned numChips = 1;
   std::map<Table, uint32_t> tcamRows; // tables that are not named have defaultTableRows
   bool counters = true;               // lists ask for hit counters
+  // The chips may still hold what an earlier run of the agent wrote. They drop what that judged until the
+  // first configuration stands, which leaves nothing of it behind.
+  bool restart = false;
 
   uint32_t rows(Table table) const;
 };
@@ -190,7 +193,17 @@ private:
   // The code of a port, or of the port-channel of its members, and the chip.
   using VifOwner = std::pair<uint32_t, uint8_t>;
 
+  // Entries that an earlier run left.
+  struct Adopted {
+    std::set<uint32_t> ports;
+    std::vector<XpAcl::XpAclVlanVifKey> vlans;
+    std::vector<XpAcl::XpAclVlanVifKey> egress;
+  };
+
   void makeHelper(uint8_t chip);
+  void adoptChip(uint8_t chip);
+  void sweepChip(uint8_t chip, const Adopted& adopted);
+  void sweepChips();
   std::set<uint8_t> wantedChips(const Config& config) const;
   void activateChips(const std::set<uint8_t>& wanted);
   void deactivateChips(const std::set<uint8_t>& wanted);
@@ -275,6 +288,7 @@ private:
     uint64_t hits = 0;
   };
   std::map<uint64_t, Total> totals_; // by unique id
+  std::map<uint8_t, Adopted> adopted_;
   uint64_t implicitDeny_[2] = {0, 0};
 };
 

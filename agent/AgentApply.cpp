@@ -135,12 +135,19 @@ ApplyResult Agent::apply(const Config& config) {
   addPorts(config);
   makeMachine();
   activateChips(chips);
-  joinPairs(config);
-  publishAll(change);
+  if (adopted_.empty()) {
+    joinPairs(config);
+    publishAll(change);
+  } else {
+    // After a restart the entries of pairs are closed; each opens when its pair joins the lists that stand.
+    publishAll(change);
+    joinPairs(config);
+  }
   removePairs(config);
   retireUnused(change);
   deactivateChips(chips);
   removePorts(config);
+  sweepChips();
   clearUnitError();
   config_ = config;
   change.result.ok = true;

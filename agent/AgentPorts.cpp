@@ -94,8 +94,12 @@ void Agent::activateChips(const std::set<uint8_t>& wanted) {
 void Agent::clearPorts(const std::set<uint8_t>& joined) {
   std::vector<Ovnet::IntfId> ports;
   for (const auto& port : systemStatus_->intfToChipPortAll()) {
-    const bool here = joined.count(static_cast<uint8_t>(port.value().chip().value())) != 0;
-    if (here && blocks_.count(port.key()) == 0) {
+    const auto chip = static_cast<uint8_t>(port.value().chip().value());
+    // Ports that were closed at a restart stay so until their lists stand.
+    const auto closed = adopted_.find(chip);
+    const bool stays =
+        closed != adopted_.end() && closed->second.ports.count(port.value().port().value()) != 0;
+    if (joined.count(chip) != 0 && blocks_.count(port.key()) == 0 && !stays) {
       ports.push_back(port.key());
     }
   }
