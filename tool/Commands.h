@@ -18,5 +18,6 @@ void addTrace(CLI::App& program, Run& run);
 void addWho(CLI::App& program, Run& run);
 void addUpdate(CLI::App& program, Run& run);
 void addAudit(CLI::App& program, Run& run);
+void addRun(CLI::App& program, Run& run);
 
 } // namespace tool

@@ -26,6 +26,7 @@ int main(int argc, char** argv) {
   tool::addWho(program, run);
   tool::addUpdate(program, run);
   tool::addAudit(program, run);
+  tool::addRun(program, run);
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -258,6 +258,9 @@ private:
     if (result_.blocked != 0) {
       std::cout << result_.blocked << " of them met a blocked interface\n";
     }
+    if (options_.brief) {
+      return;
+    }
     std::cout << "\n";
     if (result_.lines.empty()) {
       std::cout << "No list applies there, so everything passes.\n";
@@ -320,6 +323,7 @@ void addReplayOptions(CLI::App& command, ReplayOptions& options) {
       .add_option("--vlan", options.vlan, "The VLAN of frames without a tag on a port without an access VLAN")
       ->check(CLI::Range(1, 4094));
   command.add_option("--write", options.write, "Keep the permitted packets in this pcap file");
+  command.add_flag("--brief", options.brief, "Print the totals and not the hits of every line");
 }
 
 ReplayResult replay(Session& session, const ReplayOptions& options, bool everyPacket) {

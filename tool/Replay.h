@@ -21,6 +21,7 @@ struct ReplayOptions : CommonOptions {
   std::string out;
   std::string write;
   unsigned vlan = 0;
+  bool brief = false; // a report without the lines
 };
 
 struct ReplayResult {

@@ -23,36 +23,6 @@ namespace {
 
 constexpr unsigned othersShown = 5;
 
-packet::Packet thePacket(const TraceOptions& options) {
-  if (!options.pcap.empty()) {
-    if (options.number == 0 || !options.words.empty()) {
-      throw Exit(exitBadInput,
-                 "--pcap FILE goes with --packet N (packets count from 1), and with no packet text");
-    }
-    packet::CaptureReader capture(options.pcap);
-    packet::Frame frame;
-    while (capture.next(frame)) {
-      if (frame.number == options.number) {
-        return capture.dissect(frame);
-      }
-    }
-    throw Exit(exitBadInput, options.pcap + " has no packet " + std::to_string(options.number));
-  }
-  std::string text;
-  for (const std::string& word : options.words) {
-    text += (text.empty() ? "" : " ") + word;
-  }
-  if (text.empty()) {
-    throw Exit(exitBadInput,
-               "give the packet, e.g. 'tcp 10.1.2.3:1234 > 10.9.8.7:80 ack', or --pcap FILE --packet N");
-  }
-  try {
-    return packet::fromText(text);
-  } catch (const packet::PacketTextError& error) {
-    throw Exit(exitBadInput, "the packet text '" + text + "', " + error.what());
-  }
-}
-
 std::string place(const agent::RowOwner* owner) {
   if (owner == nullptr) {
     return "default row";
@@ -66,7 +36,7 @@ std::string place(const agent::RowOwner* owner) {
 class Tracer {
 public:
   Tracer(Session& session, const TraceOptions& options)
-      : session_(session), options_(options), packet_(thePacket(options)),
+      : session_(session), options_(options), packet_(packetOf(options)),
         in_(options.in.empty() ? session.onlyIngressPort() : session.port(options.in, "--in")) {
     if (!options.out.empty()) {
       out_ = session.port(options.out, "--out");
@@ -230,6 +200,36 @@ private:
 };
 
 } // namespace
+
+packet::Packet packetOf(const TraceOptions& options) {
+  if (!options.pcap.empty()) {
+    if (options.number == 0 || !options.words.empty()) {
+      throw Exit(exitBadInput,
+                 "--pcap FILE goes with --packet N (packets count from 1), and with no packet text");
+    }
+    packet::CaptureReader capture(options.pcap);
+    packet::Frame frame;
+    while (capture.next(frame)) {
+      if (frame.number == options.number) {
+        return capture.dissect(frame);
+      }
+    }
+    throw Exit(exitBadInput, options.pcap + " has no packet " + std::to_string(options.number));
+  }
+  std::string text;
+  for (const std::string& word : options.words) {
+    text += (text.empty() ? "" : " ") + word;
+  }
+  if (text.empty()) {
+    throw Exit(exitBadInput,
+               "give the packet, e.g. 'tcp 10.1.2.3:1234 > 10.9.8.7:80 ack', or --pcap FILE --packet N");
+  }
+  try {
+    return packet::fromText(text);
+  } catch (const packet::PacketTextError& error) {
+    throw Exit(exitBadInput, "the packet text '" + text + "', " + error.what());
+  }
+}
 
 void trace(Session& session, const TraceOptions& options) {
   Tracer(session, options).run();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "packet/Packet.h"
 #include "tool/Common.h"
 
 #include <cstdint>
@@ -24,6 +25,9 @@ struct TraceOptions : CommonOptions {
 
 // Everything but CONFIG and the common options.
 void addTraceOptions(CLI::App& command, TraceOptions& options);
+
+// The packet, from its text or its capture. Ends the command with status 2 when there is none.
+packet::Packet packetOf(const TraceOptions& options);
 
 // Sends the packet and prints its way on standard output. Ends the command with status 2 when there is no
 // such port or packet.
