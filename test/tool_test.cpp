@@ -1,4 +1,5 @@
 #include "test/Shared.h"
+#include "test/ToolUnderTest.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -21,55 +22,9 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::json;
 
-struct Outcome {
-  int status = -1;
-  std::string out;
-  std::string err;
-};
+using test::Outcome;
 
-class Tool : public testing::Test {
-protected:
-  void SetUp() override {
-    folder_ = fs::temp_directory_path() / ("xpacl_tool_test." + std::to_string(::getpid()));
-    fs::create_directories(folder_);
-  }
-  void TearDown() override { fs::remove_all(folder_); }
-
-  std::string file(const std::string& name, const std::string& text) {
-    const fs::path path = folder_ / name;
-    std::ofstream(path, std::ios::binary) << text;
-    return path.string();
-  }
-
-  static std::string slurp(const fs::path& path) {
-    std::ifstream stream(path, std::ios::binary);
-    std::ostringstream text;
-    text << stream.rdbuf();
-    return text.str();
-  }
-
-  Outcome run(const std::string& arguments) {
-    const fs::path out = folder_ / "out.txt";
-    const fs::path err = folder_ / "err.txt";
-    const std::string command = std::string(XPACL_TOOL) + " " + arguments + " >" + out.string() + " 2>" +
-                                err.string() + " </dev/null";
-    const int raw = std::system(command.c_str());
-    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(out), slurp(err)};
-  }
-
-  static std::string example(const char* name) { return std::string(XPACL_SOURCE_DIR) + "/examples/" + name; }
-
-  static std::vector<json> lines(const std::string& text) {
-    std::vector<json> found;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-      found.push_back(json::parse(line));
-    }
-    return found;
-  }
-
-  fs::path folder_;
-};
+class Tool : public test::ToolUnderTest {};
 
 const char* const small = "ip access-list extended A\n"
                           " permit tcp any any range 1 3\n"
