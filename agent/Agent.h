@@ -270,7 +270,7 @@ private:
   bool neighborDiscovery_ = true;
   std::set<uint8_t> active_;
   std::set<uint8_t> extraChips_;   // joined beyond the configuration
-  std::set<uint8_t> removedChips_; // left although the configuration has them
+  std::set<uint8_t> removedChips_; // left, whether the configuration has them or not
   std::map<VifOwner, uint16_t> vifs_;
   std::map<Ovnet::IntfId, Ovnet::IntfId> channelOf_;
   std::set<Ovnet::IntfId> operatorBlocks_; // as asked for

@@ -149,9 +149,7 @@ ApplyResult Agent::chipAdd(uint8_t chip) {
 
 ApplyResult Agent::chipRemove(uint8_t chip) {
   extraChips_.erase(chip);
-  if (chip < config_.numChips) {
-    removedChips_.insert(chip);
-  }
+  removedChips_.insert(chip); // also for configurations to come
   return apply(Config(config_));
 }
 

@@ -123,7 +123,8 @@ public:
     if (agent_->activeChips().count(1) == 0) {
       agent.chipRemove(1);
     }
-    ASSERT_TRUE(agent.apply(applied_).ok);
+    const agent::ApplyResult applied = agent.apply(applied_);
+    ASSERT_TRUE(applied.ok) << (applied.errors.empty() ? "no reason" : applied.errors.front());
     for (const Ovnet::IntfId intf : blocked_) {
       agent.blockIntf(intf, true);
     }
