@@ -14,6 +14,14 @@ if(XPACL_FUZZ)
   target_compile_options(xpacl_flags INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
+# For what is compiled more often than it runs: tests, and the tool's reading and printing. What they call keeps
+# its own options.
+if(XPACL_SANITIZE)
+  set(xpacl_quick -O0)
+else()
+  set(xpacl_quick $<$<CONFIG:Release>:-O1>)
+endif()
+
 # xpacl_precompile(TARGET HEADER): compiles cmake/precompiled/HEADER once for all files of the target.
 function(xpacl_precompile target header)
   target_precompile_headers(${target} PRIVATE ${PROJECT_SOURCE_DIR}/cmake/precompiled/${header})
