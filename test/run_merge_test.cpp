@@ -157,4 +157,18 @@ TEST_F(MergeTest, UpdatesMayBringPortsAndChips) {
   EXPECT_EQ(routed.status, 0) << routed.out << routed.err;
 }
 
+TEST_F(MergeTest, PacketsCannotFollowAPortThatLeavesDuringAnUpdate) {
+  const std::string moved = std::string(smallSwitch) + "hardware chip 1 interface Ethernet2\n";
+  const std::string command = "update " + config() + " " + file("b.conf", moved) + " --pcap " + fivePorts();
+  EXPECT_EQ(run(command + " --in Ethernet1").status, 0);
+  const std::string message = "xpacl: Ethernet2 is no port of chip 0 in b.conf, so packets cannot use it all "
+                              "the time; name another port\n";
+  const Outcome in = run(command + " --in Ethernet2");
+  EXPECT_EQ(in.status, 2);
+  EXPECT_EQ(withoutFolder(in.err), message);
+  const Outcome out = run(command + " --in Ethernet1 --out Ethernet2");
+  EXPECT_EQ(out.status, 2);
+  EXPECT_EQ(withoutFolder(out.err), message);
+}
+
 } // namespace

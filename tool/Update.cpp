@@ -25,21 +25,26 @@ constexpr std::size_t findingsShown = 20;
 class Update {
 public:
   Update(Session& session, const agent::Config& config, const UpdateOptions& options)
-      : session_(session), config_(config), options_(options) {
+      : session_(session), options_(options), path_(pathOf(session, options)),
+        config_(session.withSparePorts(config)) {
+    checkStays(path_.in);
+    if (path_.out) {
+      checkStays(*path_.out);
+    }
     readPackets();
     judgeBefore(session_, verdicts_.old);
-    Session alone(config, options);
+    Session alone(config_, options);
     judgeBefore(alone, verdicts_.fresh);
   }
 
   UpdateResult run(bool everyPacket) {
     session_.addDevices(config_);
-    UpdateCheck check(session_, path(session_), packets_, verdicts_);
+    UpdateCheck check(session_, path_, packets_, verdicts_);
     check.everyIs(options_.every);
     if (everyPacket && options_.json) {
       check.packetHookIs(printPacket);
     }
-    const agent::ApplyResult result = check.run(session_.withSparePorts(config_));
+    const agent::ApplyResult result = check.run(config_);
     if (!result.ok) {
       std::string message = options_.to + " does not fit beside " + options_.from + "; nothing was written";
       for (const std::string& error : result.errors) {
@@ -66,23 +71,36 @@ private:
     }
   }
 
-  Path path(Session& session) {
-    Path path{options_.in.empty() ? session.onlyIngressPort() : session.port(options_.in, "--in"),
-              std::nullopt, std::nullopt};
-    if (!options_.out.empty()) {
-      path.out = session.port(options_.out, "--out");
+  static Path pathOf(Session& session, const UpdateOptions& options) {
+    Path path{options.in.empty() ? session.onlyIngressPort() : session.port(options.in, "--in"), std::nullopt,
+              std::nullopt};
+    if (!options.out.empty()) {
+      path.out = session.port(options.out, "--out");
     }
-    if (options_.vlan != 0) {
-      path.vlan = static_cast<uint16_t>(options_.vlan);
+    if (options.vlan != 0) {
+      path.vlan = static_cast<uint16_t>(options.vlan);
     }
     return path;
   }
 
+  // A port that goes away, or to another chip, is not there for the packets when the change is done.
+  void checkStays(const PortRef& port) const {
+    const bool stays =
+        std::any_of(config_.interfaces.begin(), config_.interfaces.end(), [&](const agent::Interface& intf) {
+          return intf.kind == agent::InterfaceKind::ethernet && intf.chip == port.chip &&
+                 agent::intfId(intf) == port.intf;
+        });
+    if (!stays) {
+      throw Exit(exitBadInput, port.name + " is no port of chip " + std::to_string(port.chip) + " in " +
+                                   options_.to +
+                                   ", so packets cannot use it all the time; name another port");
+    }
+  }
+
   // What a configuration says as long as nothing changes.
   void judgeBefore(Session& session, std::vector<bool>& verdicts) {
-    const Path path = this->path(session);
     for (const packet::Packet& packet : packets_) {
-      verdicts.push_back(session.judge(packet, path.in, path.outPtr(), path.vlan, false).permit());
+      verdicts.push_back(session.judge(packet, path_.in, path_.outPtr(), path_.vlan, false).permit());
     }
   }
 
@@ -160,8 +178,9 @@ private:
   }
 
   Session& session_;
-  const agent::Config& config_;
   const UpdateOptions& options_;
+  const Path path_;
+  const agent::Config config_; // with the spare port that packets may enter
   std::vector<packet::Packet> packets_;
   Verdicts verdicts_;
 };
