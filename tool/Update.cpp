@@ -90,7 +90,7 @@ private:
           return intf.kind == agent::InterfaceKind::ethernet && intf.chip == port.chip &&
                  agent::intfId(intf) == port.intf;
         });
-    if (!stays) {
+    if (!stays || port.chip >= config_.numChips) {
       throw Exit(exitBadInput, port.name + " is no port of chip " + std::to_string(port.chip) + " in " +
                                    options_.to +
                                    ", so packets cannot use it all the time; name another port");
