@@ -19,5 +19,6 @@ void addWho(CLI::App& program, Run& run);
 void addUpdate(CLI::App& program, Run& run);
 void addAudit(CLI::App& program, Run& run);
 void addRun(CLI::App& program, Run& run);
+void addVerify(CLI::App& program, Run& run);
 
 } // namespace tool

@@ -27,6 +27,7 @@ int main(int argc, char** argv) {
   tool::addUpdate(program, run);
   tool::addAudit(program, run);
   tool::addRun(program, run);
+  tool::addVerify(program, run);
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

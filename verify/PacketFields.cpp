@@ -26,10 +26,10 @@ FieldLayout ipLayout(agent::Family family, uint16_t addressBits) {
                            {Field::protocol, 8},
                            {Field::established, 1},
                            {Field::ttl, 8},
-                           {Field::src, addressBits},
-                           {Field::dst, addressBits},
                            {Field::l4Dst, 16},
-                           {Field::l4Src, 16}});
+                           {Field::l4Src, 16},
+                           {Field::dst, addressBits},
+                           {Field::src, addressBits}});
 }
 
 } // namespace

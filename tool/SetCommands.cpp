@@ -1,0 +1,53 @@
+#include "tool/SetCommands.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cmath>
+#include <cstdio>
+
+namespace tool {
+
+void addSetOptions(CLI::App& command, SetOptions& options) {
+  command.add_option("--memory", options.memory, "MiB that sets of packets may take")
+      ->check(CLI::Range(16, 1048576))
+      ->capture_default_str();
+  addCommonOptions(command, options);
+}
+
+std::string memoryText(std::size_t bytes) {
+  return std::to_string((bytes + (1u << 20) - 1) >> 20) + " MiB";
+}
+
+std::string packetsText(double packets) {
+  constexpr double countable = 1e6;
+  if (packets <= countable) {
+    return std::to_string(static_cast<uint64_t>(packets));
+  }
+  const double power = std::log2(packets);
+  char text[32];
+  if (power == std::floor(power)) {
+    std::snprintf(text, sizeof text, "2^%.0f", power);
+  } else {
+    std::snprintf(text, sizeof text, "about 2^%.1f", power);
+  }
+  return text;
+}
+
+const agent::Rule* ruleOf(const verify::Judgement& judgement, const agent::AccessList* list) {
+  return judgement.decider == verify::Decider::line && list != nullptr ? &list->rules[judgement.index]
+                                                                       : nullptr;
+}
+
+std::string judgementText(const verify::Judgement& judgement, const agent::AccessList* list) {
+  if (const agent::Rule* const rule = ruleOf(judgement, list)) {
+    return list->name + " " + rule->loc.file + ":" + std::to_string(rule->loc.line) + " " + rule->text;
+  }
+  if (list == nullptr || judgement.decider == verify::Decider::noList) {
+    return "no list";
+  }
+  return list->name + (judgement.decider == verify::Decider::neighbourDiscovery
+                           ? " (implicit) permit of neighbour discovery"
+                           : " (implicit) deny");
+}
+
+} // namespace tool
