@@ -194,6 +194,78 @@ Diagram Diagrams::relabelled(const Diagram& a, const std::function<uint32_t(uint
   return Diagram(*this, moved(a.root()));
 }
 
+namespace {
+
+// The mask's set, cut down to the leaves of the other diagram that count.
+struct Select {
+  const std::function<bool(uint32_t)>& inside;
+
+  bool known(NodeRef mask, NodeRef a, NodeRef& out) const {
+    if (mask == emptyLeaf) {
+      out = emptyLeaf;
+      return true;
+    }
+    if (!isLeaf(a)) {
+      return false;
+    }
+    if (!inside(leafNumber(a))) {
+      out = emptyLeaf;
+      return true;
+    }
+    out = mask;
+    return true;
+  }
+};
+
+} // namespace
+
+Diagram Diagrams::selected(const Diagram& mask, const Diagram& a,
+                           const std::function<bool(uint32_t)>& inside) {
+  return combine(mask, a, Select{inside}, newOperation());
+}
+
+// The function of one field alone: where it is 1, some vector with this value is not at 0.
+NodeRef Diagrams::onlyField(NodeRef root, unsigned first, unsigned width) {
+  const std::vector<NodeRef> sorted = order(root);
+  std::vector<NodeRef> fresh(sorted.size());
+  const auto moved = [&](NodeRef ref) {
+    return isLeaf(ref) ? leaf(ref == emptyLeaf ? 0 : 1) : fresh[visits_[ref] & none];
+  };
+  for (std::size_t i = 0; i < sorted.size(); ++i) {
+    const Node old = nodes_[sorted[i]];
+    if (old.variable >= first + width) {
+      fresh[i] = leaf(1);
+    } else if (old.variable >= first) {
+      fresh[i] = node(old.variable, moved(old.lo), moved(old.hi));
+    } else {
+      fresh[i] = descend(moved(old.lo), moved(old.hi), FirstOf(), FirstOf::operation);
+    }
+  }
+  return moved(root);
+}
+
+void Diagrams::markValues(NodeRef ref, unsigned first, unsigned width, unsigned bit, std::size_t low,
+                          std::vector<bool>& values) const {
+  if (ref == emptyLeaf) {
+    return;
+  }
+  const std::size_t size = std::size_t{1} << (width - bit);
+  if (isLeaf(ref)) {
+    std::fill_n(values.begin() + static_cast<std::ptrdiff_t>(low), size, true);
+    return;
+  }
+  const bool asked = nodes_[ref].variable == first + bit;
+  markValues(asked ? nodes_[ref].lo : ref, first, width, bit + 1, low, values);
+  markValues(asked ? nodes_[ref].hi : ref, first, width, bit + 1, low + size / 2, values);
+}
+
+std::vector<bool> Diagrams::values(const Diagram& a, unsigned first, unsigned width) {
+  collectIfDue();
+  std::vector<bool> values(std::size_t{1} << width);
+  markValues(onlyField(a.root(), first, width), first, width, 0, 0, values);
+  return values;
+}
+
 std::map<uint32_t, double> Diagrams::counts(const Diagram& a) const {
   // From the root down: how many vectors come to each node, counting the variables before it.
   const std::vector<NodeRef> sorted = order(a.root());

@@ -137,6 +137,11 @@ public:
   }
   // Each leaf replaced by what `number` answers for its number.
   Diagram relabelled(const Diagram& a, const std::function<uint32_t(uint32_t)>& number);
+  // 1 where `mask` is not 0 and `inside` holds for the leaf of `a`, else 0.
+  Diagram selected(const Diagram& mask, const Diagram& a, const std::function<bool(uint32_t)>& inside);
+  // Which values of the field whose bits are the variables `first` to `first` + `width` - 1 some vector
+  // outside leaf 0 has: 2^width flags.
+  std::vector<bool> values(const Diagram& a, unsigned first, unsigned width);
   // A number for a way of combining that no other has.
   uint32_t newOperation() { return ++lastOperation_; }
 
@@ -239,6 +244,9 @@ private:
     }
   }
   void grow();
+  NodeRef onlyField(NodeRef root, unsigned first, unsigned width);
+  void markValues(NodeRef ref, unsigned first, unsigned width, unsigned bit, std::size_t low,
+                  std::vector<bool>& values) const;
   uint32_t newNode(unsigned variable, NodeRef lo, NodeRef hi);
   std::size_t bucket(unsigned variable, NodeRef lo, NodeRef hi) const {
     return mixed(lo, hi, variable) & (buckets_.size() - 1);
