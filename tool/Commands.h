@@ -20,5 +20,7 @@ void addUpdate(CLI::App& program, Run& run);
 void addAudit(CLI::App& program, Run& run);
 void addRun(CLI::App& program, Run& run);
 void addVerify(CLI::App& program, Run& run);
+void addLint(CLI::App& program, Run& run);
+void addDiff(CLI::App& program, Run& run);
 
 } // namespace tool

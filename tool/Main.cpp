@@ -28,6 +28,8 @@ int main(int argc, char** argv) {
   tool::addAudit(program, run);
   tool::addRun(program, run);
   tool::addVerify(program, run);
+  tool::addLint(program, run);
+  tool::addDiff(program, run);
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
