@@ -222,18 +222,19 @@ TEST(VaneCollections, ValuesMayComeBackWhenTheyAreDestroyed) {
 template <typename Map>
 class Twin {
 public:
-  explicit Twin(unsigned seed) : random_(seed) {}
+  // Members have keys below `keys`.
+  Twin(unsigned seed, U32 keys) : random_(seed), keys_(keys) {}
 
   void run(int steps) {
     for (int step = 0; step < steps && !testing::Test::HasFailure(); ++step) {
       edit();
-      if (random_() % 8 == 0) {
+      if (random_() % (keys_ < 100 ? 8 : keys_) == 0) {
         startWalk();
       }
       if (!walks_.empty() && random_() % 2 == 0) {
         stepWalk(random_() % walks_.size());
       }
-      if (step % 64 == 0) {
+      if (step % (keys_ < 100 ? 64 : 1024) == 0) {
         compare();
       }
     }
@@ -251,7 +252,7 @@ private:
   };
 
   void edit() {
-    const U32 key = random_() % 40;
+    const U32 key = random_() % keys_;
     switch (random_() % 5) {
     case 0:
     case 1: {
@@ -319,12 +320,13 @@ private:
     }
     EXPECT_EQ(contents, twin_);
     EXPECT_EQ(map_.size(), twin_.size());
-    for (U32 key = 0; key < 40; ++key) {
+    for (U32 key = 0; key < keys_; ++key) {
       EXPECT_EQ(map_.has(key), twin_.count(key) != 0);
     }
   }
 
   std::mt19937 random_;
+  const U32 keys_;
   Map map_;
   std::map<U32, U64> twin_;
   std::vector<Running> walks_;
@@ -333,7 +335,9 @@ private:
 TYPED_TEST(VaneBothMaps, AgreesWithItsTwinUnderRandomEditsAndWalks) {
   const unsigned start = seed();
   for (unsigned round = 0; round < 40; ++round) {
-    Twin<TypeParam>(start + round).run(2000);
+    // A handful of members, some runs and chunks, and many.
+    const U32 keys[] = {5, 12, 40, 400, 3000};
+    Twin<TypeParam>(start + round, keys[round % 5]).run(round % 5 == 4 ? 20000 : 2000);
   }
 }
 

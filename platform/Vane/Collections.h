@@ -83,8 +83,8 @@ public:
   // False at the end.
   explicit operator bool() const { return body_ != nullptr; }
   bool operator==(WalkEnd) const { return body_ == nullptr; }
-  const Key& key() const { return Body::keyOf(place_); }
-  const Value& value() const { return Body::valueOf(place_); }
+  const Key& key() const { return body_->keyOf(place_); }
+  const Value& value() const { return body_->valueOf(place_); }
   const Value& ptr() const requires IsPtr<Value>::value { return value(); }
   Member<Key, Value> operator*() const { return {key(), value()}; }
 
@@ -163,7 +163,7 @@ public:
   std::size_t size() const { return body_ == nullptr ? 0 : body_->size(); }
   bool empty() const { return size() == 0; }
   bool has(const Key& key) const { return find(key) != nullptr; }
-  // The value in place, or null. Valid until the member is deleted.
+  // The value in place, or null. Valid until something is inserted or deleted.
   const Value* find(const Key& key) const { return body_ == nullptr ? nullptr : body_->find(key); }
   Value* find(const Key& key) { return body_ == nullptr ? nullptr : body_->find(key); }
   // The value, or a default one.

@@ -33,9 +33,9 @@
 //   PTR(Type, foo, Foo)          foo(), fooIs(ptr), fooDel(), fooNotify(); onFoo()
 //   MAP(Key, Value, foo, Foo)    foo(key) (the default Value when absent), fooIs(key, value),
 //                                fooDel(key), fooDelAll(), fooNotify(key), fooHas(key), fooCount(),
-//                                fooFind(key) (the value in place, or null), fooAll() (for range-for;
-//                                members have key() and value()), fooIteratorConst(), fooNotify()
-//                                (asks every notifiee to examine the whole collection);
+//                                fooFind(key) (the value in place, or null; until the next write), fooAll()
+//                                (for range-for; members have key() and value()), fooIteratorConst(),
+//                                fooNotify() (asks every notifiee to examine the whole collection);
 //                                onFoo(key), onFoovaneImmediate()
 //   SET(Key, foo, Foo)           MAP with the value bool
 //   ORDERED_MAP(...)             MAP in ascending order of keys; also fooFirst(), fooDel(iterator)

@@ -1,38 +1,53 @@
 #pragma once
 
 #include "Vane/Hash.h"
-#include "Vane/NodePool.h"
+#include "Vane/Sanitizer.h"
 #include "Vane/Types.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <memory>
+#include <new>
 #include <utility>
 #include <vector>
 
-// Storage of HashMap2018: chained buckets for look-up, and one list in the order of insertion for
-// walks, which growing the table therefore never disturbs.
+// Storage of HashMap2018: the members stand one behind the other in the order of insertion, and a table
+// of slots finds them by their hash. Switches hold hundreds of thousands of small members, so what a
+// member costs besides its key and value is one word of state and two or three slots of four bytes.
+//
+// Life of a position. A member takes the next position. Deleted, it leaves the map at once, but keeps
+// its position, key and value until no iterator stands on it. Positions are never used again while an
+// iterator exists; without one, an insertion or deletion that finds more dead positions than members
+// closes the gaps. Maps of a few members have no slots and are searched from end to end.
 
 namespace Vane {
 
 template <typename K, typename V>
 class HashMapBody {
-  struct Node {
-    Node* chain;
-    Node* previous;
-    Node* next;
-    U64 number;
-    U32 hash;
-    U32 pins;
-    bool deleted;
-    const K key;
-    V value;
+  struct Entry {
+    union {
+      K key;
+    };
+    union {
+      V value;
+    };
+    U32 state = 0; // 0: dead; else `held`, perhaps `live`, and the pins
+    Entry() {}
+    ~Entry() {}
+    Entry(const Entry&) = delete;
+    Entry& operator=(const Entry&) = delete;
   };
+  static constexpr U32 live = 1;
+  static constexpr U32 held = 2; // key and value exist
+  static constexpr U32 onePin = 4;
 
 public:
   using Key = K;
   using Value = V;
-  using Place = Node*;
+  using Place = U32;
 
-  HashMapBody() : buckets_(initialBuckets, nullptr) {}
+  HashMapBody() = default;
 
   void hold() { ++references_; }
   void drop() {
@@ -43,131 +58,250 @@ public:
 
   std::size_t size() const { return size_; }
   V* find(const K& key) {
-    Node* node = findNode(key, hashOf(key));
-    return node == nullptr ? nullptr : &node->value;
+    Entry* entry = findEntry(key);
+    return entry == nullptr ? nullptr : &entry->value;
   }
 
   std::pair<V*, bool> findOrInsert(const K& key, const V& value) {
-    const U32 hash = hashOf(key);
-    if (Node* node = findNode(key, hash)) {
-      return {&node->value, false};
+    U32 hash = 0;
+    if (slotCount_ == 0) {
+      if (Entry* entry = scan(key)) {
+        return {&entry->value, false};
+      }
+    } else {
+      hash = hashOf(key);
+      if (Entry* entry = probe(key, hash)) {
+        return {&entry->value, false};
+      }
     }
-    if (size_ >= buckets_.size()) {
-      rehash(buckets_.size() * 2);
+    // All memory is taken before anything changes; key and value may be those of another member, so
+    // members move only behind the insertion.
+    const bool full = slotCount_ == 0 ? end_ >= scanned : slotsUsed_ >= slotCount_ / 8 * 5;
+    Slots slots;
+    U32 slotCount = 0;
+    if (full) {
+      // Gaps that an iterator keeps open are too many to scan.
+      slotCount = slotsFor(references_ == 1 ? size_ + 1 : std::max(size_ + 1, scanned));
+      slots = slotCount == 0 ? nullptr : std::make_unique<U32[]>(slotCount);
     }
-    void* memory = pool_.take(sizeof(Node));
-    Node*& bucket = bucketOf(hash);
-    Node* node = new (memory) Node{bucket, last_, nullptr, ++lastNumber_, hash, 0, false, key, value};
-    bucket = node;
-    (last_ == nullptr ? first_ : last_->next) = node;
-    last_ = node;
+    chunkFor(end_);
+    Entry& entry = at(end_);
+    VANE_UNPOISON(&entry.key, sizeof entry.key);
+    VANE_UNPOISON(&entry.value, sizeof entry.value);
+    new (&entry.key) K(key);
+    try {
+      new (&entry.value) V(value);
+    } catch (...) {
+      entry.key.~K();
+      throw;
+    }
+    entry.state = held | live;
+    ++end_;
     ++size_;
-    return {&node->value, true};
+    if (full) {
+      reindex(std::move(slots), slotCount);
+    } else if (slotCount_ != 0) {
+      enter(hash, end_ - 1);
+    }
+    return {&at(end_ - 1).value, true};
   }
 
   bool erase(const K& key) {
-    const U32 hash = hashOf(key);
-    for (Node** link = &bucketOf(hash); *link != nullptr; link = &(*link)->chain) {
-      Node* node = *link;
-      if (node->hash == hash && node->key == key) {
-        *link = node->chain;
-        removed(node);
-        return true;
-      }
+    Entry* entry = findEntry(key);
+    if (entry == nullptr) {
+      return false;
     }
-    return false;
+    hold();
+    entry->state &= ~live;
+    --size_;
+    if (entry->state < onePin) {
+      destroy(*entry);
+    }
+    dropAndTidy();
+    return true;
   }
 
   void clear() {
-    // Destroying a value may come back to this map; the pins keep every node in its place meanwhile.
+    // Destroying a value may come back to this map; the pins keep every member in its place meanwhile.
     hold();
-    const U64 limit = lastNumber_;
-    std::fill(buckets_.begin(), buckets_.end(), nullptr);
-    for (Node* node = first_; node != nullptr; node = node->next) {
-      pin(node);
-      node->deleted = true;
+    const U32 limit = end_;
+    for (U32 place = 0; place < limit; ++place) {
+      Entry& entry = at(place);
+      if ((entry.state & held) != 0) {
+        entry.state = (entry.state & ~live) + onePin;
+      }
     }
     size_ = 0;
-    for (Node* node = first_; node != nullptr;) {
-      Node* next = node->next;
-      if (next != nullptr && next->number > limit) {
-        next = nullptr; // inserted since, and not pinned
+    for (U32 place = 0; place < limit; ++place) {
+      if ((at(place).state & held) != 0) {
+        unpin(place);
       }
-      unpin(node);
-      node = next;
     }
-    drop();
+    dropAndTidy();
   }
 
-  // What the iterator asks.
-  U64 lastNumber() const { return lastNumber_; }
-  Place first() const { return first_; }
-  static bool isEnd(Place place) { return place == nullptr; }
-  static bool isVisited(Place place, U64 limit) { return !place->deleted && place->number <= limit; }
-  static Place next(Place place) { return place->next; }
-  static const K& keyOf(Place place) { return place->key; }
-  static const V& valueOf(Place place) { return place->value; }
-  static void pin(Place place) { ++place->pins; }
+  // What the iterator asks. A walk visits the positions that were taken when it began.
+  U64 lastNumber() const { return end_; }
+  Place first() const { return 0; }
+  bool isEnd(Place place) const { return place >= end_; }
+  bool isVisited(Place place, U64 limit) const { return place < limit && (at(place).state & live) != 0; }
+  static Place next(Place place) { return place + 1; }
+  const K& keyOf(Place place) const { return at(place).key; }
+  const V& valueOf(Place place) const { return at(place).value; }
+  void pin(Place place) { at(place).state += onePin; }
   void unpin(Place place) {
-    if (--place->pins == 0 && place->deleted) {
-      destroy(place);
+    Entry& entry = at(place);
+    entry.state -= onePin;
+    if (entry.state == held) {
+      destroy(entry);
     }
   }
 
 private:
-  static constexpr std::size_t initialBuckets = 8; // a power of two, as every size after it
+  using Slots = std::unique_ptr<U32[]>; // a member's position + 1, or 0
+
+  static constexpr U32 scanned = 8;        // members of a map without slots
+  static constexpr U32 chunkEntries = 256; // of a full-sized chunk
 
   ~HashMapBody() = default;
 
   // Out of line, because callers that drop twice in a row are seen as using freed memory otherwise.
   __attribute__((noinline)) void dispose() { delete this; }
 
-  Node*& bucketOf(U32 hash) { return buckets_[hash & (buckets_.size() - 1)]; }
-  Node* findNode(const K& key, U32 hash) {
-    for (Node* node = bucketOf(hash); node != nullptr; node = node->chain) {
-      if (node->hash == hash && node->key == key) {
-        return node;
+  // Chunks of 1, 1, 2, 4, .. 128 entries, then of 256 each.
+  static unsigned chunkOf(U32 place) {
+    return place < chunkEntries ? static_cast<unsigned>(std::bit_width(place)) : 8 + place / chunkEntries;
+  }
+  static U32 chunkSize(unsigned chunk) {
+    return chunk == 0 ? 1 : chunk <= 8 ? 1u << (chunk - 1) : chunkEntries;
+  }
+  Entry& at(U32 place) const {
+    return chunks_[chunkOf(place)]
+                  [place < chunkEntries ? place - std::bit_floor(place) : place % chunkEntries];
+  }
+  void chunkFor(U32 place) {
+    const unsigned chunk = chunkOf(place);
+    if (chunk < chunks_.size()) {
+      return;
+    }
+    const U32 size = chunkSize(chunk);
+    chunks_.push_back(std::make_unique<Entry[]>(size));
+    for (U32 i = 0; i < size; ++i) {
+      [[maybe_unused]] Entry& entry = chunks_.back()[i];
+      VANE_POISON(&entry.key, sizeof entry.key);
+      VANE_POISON(&entry.value, sizeof entry.value);
+    }
+  }
+
+  Entry* findEntry(const K& key) { return slotCount_ == 0 ? scan(key) : probe(key, hashOf(key)); }
+  Entry* scan(const K& key) {
+    for (U32 place = 0; place < end_; ++place) {
+      Entry& entry = at(place);
+      if ((entry.state & live) != 0 && entry.key == key) {
+        return &entry;
       }
     }
     return nullptr;
   }
+  Entry* probe(const K& key, U32 hash) {
+    const U32 mask = slotCount_ - 1;
+    for (U32 slot = hash & mask; slots_[slot] != 0; slot = (slot + 1) & mask) {
+      Entry& entry = at(slots_[slot] - 1);
+      if ((entry.state & live) != 0 && entry.key == key) {
+        return &entry;
+      }
+    }
+    return nullptr;
+  }
+  // Takes the first slot that finds no member. Slots of the deleted are used again, so that a key which
+  // comes and goes does not leave a trail.
+  void enter(U32 hash, U32 place) {
+    const U32 mask = slotCount_ - 1;
+    U32 slot = hash & mask;
+    while (slots_[slot] != 0 && (at(slots_[slot] - 1).state & live) != 0) {
+      slot = (slot + 1) & mask;
+    }
+    slotsUsed_ += slots_[slot] == 0 ? 1 : 0;
+    slots_[slot] = place + 1;
+  }
 
-  void rehash(std::size_t count) {
-    buckets_.assign(count, nullptr);
-    for (Node* node = first_; node != nullptr; node = node->next) {
-      if (!node->deleted) {
-        Node*& bucket = bucketOf(node->hash);
-        node->chain = bucket;
-        bucket = node;
+  // A power of two that leaves room for at least a quarter more members; 0 when a scan is quicker.
+  static U32 slotsFor(U32 members) { return members <= scanned / 2 ? 0 : std::bit_ceil(2 * members); }
+
+  // Takes over the empty `slots`, and closes the gaps when nobody would notice.
+  void reindex(Slots slots, U32 slotCount) {
+    if (references_ == 1) {
+      closeGaps();
+    }
+    slots_ = std::move(slots);
+    slotCount_ = slotCount;
+    slotsUsed_ = 0;
+    for (U32 place = 0; slotCount_ != 0 && place < end_; ++place) {
+      if ((at(place).state & live) != 0) {
+        enter(hashOf(at(place).key), place);
       }
     }
   }
 
-  // A node that left its bucket: no longer a member.
-  void removed(Node* node) {
-    node->deleted = true;
-    --size_;
-    if (node->pins == 0) {
-      destroy(node);
+  void closeGaps() {
+    U32 to = 0;
+    for (U32 from = 0; from < end_; ++from) {
+      Entry& source = at(from);
+      if (source.state == 0) {
+        continue;
+      }
+      if (from != to) {
+        Entry& target = at(to);
+        VANE_UNPOISON(&target.key, sizeof target.key);
+        VANE_UNPOISON(&target.value, sizeof target.value);
+        new (&target.key) K(std::move(source.key));
+        new (&target.value) V(std::move(source.value));
+        target.state = source.state;
+        release(source);
+      }
+      ++to;
+    }
+    end_ = to;
+    while (!chunks_.empty() && (end_ == 0 || chunks_.size() > chunkOf(end_ - 1) + 1)) {
+      chunks_.pop_back();
     }
   }
 
-  void destroy(Node* node) {
-    (node->previous == nullptr ? first_ : node->previous->next) = node->next;
-    (node->next == nullptr ? last_ : node->next->previous) = node->previous;
-    // The value's destructor may drop the last reference to the owner of this map.
+  static void release(Entry& entry) {
+    entry.state = 0;
+    entry.value.~V();
+    entry.key.~K();
+    VANE_POISON(&entry.key, sizeof entry.key);
+    VANE_POISON(&entry.value, sizeof entry.value);
+  }
+
+  // The value's destructor may come back to this map, or drop the last reference to the map's owner.
+  void destroy(Entry& entry) {
     hold();
-    node->~Node();
-    pool_.give(node);
+    release(entry);
     drop();
   }
 
-  NodePool pool_;
-  std::vector<Node*> buckets_;
-  Node* first_ = nullptr;
-  Node* last_ = nullptr;
-  std::size_t size_ = 0;
-  U64 lastNumber_ = 0;
+  // Gives up the caller's hold; without iterators, more gaps than members are closed.
+  void dropAndTidy() {
+    if (references_ == 2 && end_ > scanned && end_ - size_ > size_ + scanned) {
+      const U32 slotCount = slotsFor(size_);
+      Slots slots(slotCount == 0 ? nullptr : new (std::nothrow) U32[slotCount]());
+      if (slotCount == 0 || slots != nullptr) {
+        --references_;
+        reindex(std::move(slots), slotCount);
+        return;
+      }
+    }
+    drop();
+  }
+
+  std::vector<std::unique_ptr<Entry[]>> chunks_;
+  Slots slots_;
+  U32 slotCount_ = 0; // 0 (a map of few positions), or a power of two
+  U32 slotsUsed_ = 0; // those of dead positions included
+  U32 end_ = 0;       // positions taken
+  U32 size_ = 0;
   U32 references_ = 1; // the map and every iterator
 };
 
