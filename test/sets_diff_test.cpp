@@ -68,7 +68,7 @@ void expectChange(const verify::VerdictChange& change, bool permits, const Acces
     EXPECT_GT(line.packets, 0);
     packets += line.packets;
   }
-  EXPECT_DOUBLE_EQ(packets, change.packets.count());
+  EXPECT_NEAR(packets, change.packets.count(), 1e-9 * packets);
   EXPECT_EQ(change.lines.empty(), change.packets.isEmpty());
   if (!change.packets.isEmpty()) {
     EXPECT_EQ(judged(before, change.witness).permit, !permits);

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <map>
 #include <set>
 #include <string>
@@ -167,6 +168,25 @@ TEST_F(Engine, waysLeadWhereTheySay) {
       expected[number] = number;
     }
     EXPECT_EQ(ends, expected);
+    // The way nearest to what is wanted is as near as any vector of its leaf.
+    std::vector<bool> near(numBits);
+    const std::size_t target = random_.below(numVectors);
+    for (unsigned variable = 0; variable < numBits; ++variable) {
+      near[variable] = bitOf(target, variable);
+    }
+    for (const auto& [number, way] : diagrams_.ways(da, near)) {
+      unsigned unwanted = 0;
+      for (unsigned variable = 0; variable < numBits; ++variable) {
+        unwanted += way[variable] != Diagrams::anyBit && (way[variable] != 0) != near[variable] ? 1 : 0;
+      }
+      unsigned least = numBits;
+      for (std::size_t vector = 0; vector < numVectors; ++vector) {
+        if (a[vector] == number) {
+          least = std::min(least, static_cast<unsigned>(std::popcount(vector ^ target)));
+        }
+      }
+      EXPECT_EQ(unwanted, least);
+    }
     if (std::any_of(a.begin(), a.end(), [](uint32_t number) { return number != 0; })) {
       const std::vector<bool> wanted(numBits, round % 2 == 0);
       EXPECT_NE(a[vectorOn(diagrams_.wayInside(da, wanted))], 0u);

@@ -170,13 +170,13 @@ TEST(Lines, witnessesArePlain) {
   EXPECT_EQ(permittedText("ip access-list extended A\n deny ip any any\n"), "nothing");
   EXPECT_EQ(permittedText("ip access-list extended A\n permit ip any any\n"), "everything");
   EXPECT_EQ(permittedText("ip access-list extended A\n permit udp any host 10.9.8.7 eq 53\n"),
-            "udp 10.1.0.1:40000 > 10.9.8.7:53");
+            "udp 10.1.0.1:40000 > 10.9.8.7:53 ttl 64");
   EXPECT_EQ(permittedText("ip access-list extended A\n permit icmp any any echo\n"),
-            "icmp 10.1.0.1 > 10.2.0.1 8/64");
+            "icmp 10.1.0.1 > 10.2.0.1 8/64 ttl 64");
   EXPECT_EQ(permittedText("ip access-list extended A\n permit tcp any any established\n"),
-            "tcp 10.1.0.1:40000 > 10.2.0.1:80 ack");
+            "tcp 10.1.0.1:40000 > 10.2.0.1:80 ack ttl 64");
   EXPECT_EQ(permittedText("ip access-list extended A\n permit udp any any fragments\n"),
-            "udp 10.1.0.1 > 10.2.0.1 fragment");
+            "udp 10.1.0.1 > 10.2.0.1 fragment ttl 64");
   EXPECT_EQ(permittedText("ip access-list extended A\n permit ip any any ttl eq 1\n"),
             "tcp 10.1.0.1:40000 > 10.2.0.1:80 syn ttl 1");
 }

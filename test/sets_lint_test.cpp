@@ -284,10 +284,10 @@ TEST(Lint, hiddenLines) {
             "2 unreachable, same, by 1\n"
             "3 unreachable, other, by 1\n"
             "6 unreachable, other, by 4\n"
-            "1 removable, reached\n"
             "2 removable\n"
             "3 removable\n"
-            "6 removable\n");
+            "6 removable\n"
+            "4 destination 1024-65535 takes 6: 0-65535 without none takes 1\n");
 }
 
 TEST(Lint, severalLinesHideTogether) {
@@ -321,7 +321,7 @@ TEST(Lint, orderAloneDecides) {
                      " permit tcp 10.1.0.0 0.0.255.255 any\n"
                      " deny tcp any any eq 25\n"
                      " permit tcp any any\n"),
-            "1 against 2: tcp 10.1.0.1:40000 > 10.2.0.1:25 syn\n");
+            "1 against 2: tcp 10.1.0.1:40000 > 10.2.0.1:25 syn ttl 64\n");
 }
 
 TEST(Lint, aHoleIsCheaperInFront) {

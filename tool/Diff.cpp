@@ -221,7 +221,8 @@ private:
           capturePlaces_.back().direction != place.direction) {
         CapturePlace made{place.interface(),
                           place.direction,
-                          carried(place.side.any()),
+                          place.direction == agent::Direction::in ? carried(place.side.any())
+                                                                  : agent::PortSet{{1, lastVlan}},
                           untaggedVlan(place.side.before != nullptr ? place.side.before : place.side.after),
                           untaggedVlan(&place.side.any()),
                           {}};
@@ -313,12 +314,11 @@ private:
     std::cout << "\n"
               << bold(place.interface() + " " + directionName(place.direction) + " " +
                       familyName(place.family))
-              << "  " << what << ": " << packetsText(change.packets.count()) << " packets such as\n"
-              << "  " << witnessText(change.witness, place) << "\n";
+              << ", " << what << ": " << packetsText(change.packets.count()) << " packets\n";
     for (std::size_t i = 0; i < change.lines.size() && i < shown; ++i) {
       const verify::LineChange& line = change.lines[i];
-      std::cout << "  " << packetsText(line.packets) << " of them by these lines, such as "
-                << witnessText(line.witness, place) << "\n"
+      std::cout << "  " << packetsText(line.packets) << ", such as " << witnessText(line.witness, place)
+                << "\n"
                 << "    old  " << judgementText(line.before, place.before) << "\n"
                 << "    new  " << judgementText(line.after, place.after) << "\n";
     }

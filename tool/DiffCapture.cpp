@@ -112,7 +112,8 @@ std::string captureText(const CaptureAnswer& answer, const std::vector<CapturePl
                     std::to_string(counted.permitted), std::to_string(counted.permittedFlows.size())});
   }
   return std::to_string(answer.packets) + " packets in " + std::to_string(answer.flows) +
-         " flows, judged as if all of them passed at every interface that carries their VLAN:\n" +
+         " flows, judged as if they passed everywhere; frames with a tag enter only where their VLAN is "
+         "carried:\n" +
          columns(rows, "  ");
 }
 

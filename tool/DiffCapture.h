@@ -26,7 +26,7 @@ struct FamilySets {
 struct CapturePlace {
   std::string interface;
   agent::Direction direction = agent::Direction::in;
-  agent::PortSet carried;  // VLANs whose frames are seen here
+  agent::PortSet carried;  // VLANs whose frames pass; all of them where packets leave, routed perhaps
   uint16_t vlanBefore = 1; // of frames without a tag
   uint16_t vlanAfter = 1;
   std::vector<std::pair<agent::Family, FamilySets>> families;
@@ -39,7 +39,7 @@ using Flow =
 Flow flowOf(const packet::Packet& packet);
 
 struct CaptureCount {
-  uint64_t seen = 0; // packets in VLANs that the interface carries
+  uint64_t seen = 0; // packets that can pass here
   uint64_t denied = 0;
   uint64_t permitted = 0;
   std::set<Flow> deniedFlows; // with a packet that changes so

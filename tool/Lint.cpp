@@ -116,16 +116,18 @@ public:
                  std::back_inserter(removable), [](const verify::Removable& line) { return line.reached; });
     each("lines that could go, one at a time", removable,
          [this](const verify::Removable& line) { this->removable(line); });
-    each("pairs whose order alone decides", report_.findings.contradictions,
-         [this](const verify::Contradiction& pair) { contradiction(pair); });
+    each("lines that contradict later ones: order alone decides", winners(),
+         [this](const Winner& winner) { contradiction(winner); });
     each("costly port ranges", report_.findings.ranges,
          [this](const verify::CostlyRange& range) { costlyRange(range); });
     std::cout << "\n";
   }
 
 private:
+  using Winner = std::vector<const verify::Contradiction*>; // of one line, at least one
+
   static constexpr std::size_t shown = 20;
-  static constexpr std::size_t hidersShown = 5;
+  static constexpr std::size_t othersShown = 5;
 
   template <typename Finding, typename Print>
   static void each(const char* title, const std::vector<Finding>& findings, const Print& print) {
@@ -148,18 +150,22 @@ private:
     std::cout << "        " << before << report_.place(line) << "  " << report_.rule(line).text << "\n";
   }
 
+  static void more(std::size_t others) {
+    if (others > othersShown) {
+      std::cout << "        and " << others - othersShown << " more lines\n";
+    }
+  }
+
   void unreachable(const verify::Unreachable& line) const {
     head(line.line);
     if (line.hiddenBy.empty()) {
       std::cout << "        no packet can match it\n";
       return;
     }
-    for (std::size_t i = 0; i < line.hiddenBy.size() && i < hidersShown; ++i) {
+    for (std::size_t i = 0; i < line.hiddenBy.size() && i < othersShown; ++i) {
       other("hidden by ", line.hiddenBy[i]);
     }
-    if (line.hiddenBy.size() > hidersShown) {
-      std::cout << "        and " << line.hiddenBy.size() - hidersShown << " more lines\n";
-    }
+    more(line.hiddenBy.size());
     std::cout << "        "
               << (line.sameAction ? "with the same action: it can go"
                                   : "with another action: it has never done what it says")
@@ -171,10 +177,27 @@ private:
     std::cout << "        what follows does the same to every packet that reaches it\n";
   }
 
-  void contradiction(const verify::Contradiction& pair) const {
-    head(pair.first);
-    other("wins over ", pair.second);
-    std::cout << "        for example for " << packet::toText(pair.witness) << "\n";
+  // The pairs by the line that stands first.
+  std::vector<Winner> winners() const {
+    std::vector<Winner> winners;
+    for (const verify::Contradiction& pair : report_.findings.contradictions) {
+      if (winners.empty() || winners.back().front()->first != pair.first) {
+        winners.emplace_back();
+      }
+      winners.back().push_back(&pair);
+    }
+    return winners;
+  }
+
+  void contradiction(const Winner& winner) const {
+    head(winner.front()->first);
+    for (std::size_t i = 0; i < winner.size() && i < othersShown; ++i) {
+      other("wins over ", winner[i]->second);
+      if (i == 0) {
+        std::cout << "            for example for " << packet::toText(winner[i]->witness) << "\n";
+      }
+    }
+    more(winner.size());
   }
 
   void costlyRange(const verify::CostlyRange& range) const {

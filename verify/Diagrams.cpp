@@ -326,26 +326,29 @@ std::vector<uint32_t> Diagrams::leavesWithin(const Diagram& a, const Diagram& wi
   return {found.begin(), found.end()};
 }
 
-std::map<uint32_t, Diagrams::Way> Diagrams::ways(const Diagram& a) const {
+std::map<uint32_t, Diagrams::Way> Diagrams::ways(const Diagram& a, const std::vector<bool>& wanted) const {
   if (isLeaf(a.root())) {
     return {{leafNumber(a.root()), Way(numVariables_, anyBit)}};
   }
-  // For each node, one node that leads to it; for each leaf, the same.
+  // For each node and each leaf, the node that leads to it best, and how many bits are then not as wanted.
   struct From {
     std::size_t place = ~std::size_t{0};
     uint8_t bit = 0;
+    unsigned unwanted = ~0u;
   };
   const std::vector<NodeRef> sorted = order(a.root());
   std::vector<From> from(sorted.size());
   std::map<uint32_t, From> ends;
+  from.back().unwanted = 0;
   for (std::size_t i = sorted.size(); i-- > 0;) {
     const Node& node = nodes_[sorted[i]];
     for (const uint8_t bit : {uint8_t{0}, uint8_t{1}}) {
       const NodeRef branch = bit != 0 ? node.hi : node.lo;
-      if (isLeaf(branch)) {
-        ends.try_emplace(leafNumber(branch), From{i, bit});
-      } else {
-        from[visits_[branch] & none] = {i, bit};
+      const bool asWanted = wanted.empty() || wanted[node.variable] == (bit != 0);
+      const unsigned unwanted = from[i].unwanted + (asWanted ? 0 : 1);
+      From& best = isLeaf(branch) ? ends[leafNumber(branch)] : from[visits_[branch] & none];
+      if (unwanted < best.unwanted) {
+        best = {i, bit, unwanted};
       }
     }
   }

@@ -168,8 +168,9 @@ public:
   // One bit vector that comes to a leaf: by variable, 0 or 1, or anyBit where the way does not ask.
   static constexpr uint8_t anyBit = 2;
   using Way = std::vector<uint8_t>;
-  // One for each leaf.
-  std::map<uint32_t, Way> ways(const Diagram& a) const;
+  // One for each leaf, with as few bits that are not the wanted ones as there can be; `wanted` has a bit for
+  // each variable, or none when all are alike.
+  std::map<uint32_t, Way> ways(const Diagram& a, const std::vector<bool>& wanted = {}) const;
   // One to any leaf but 0, taking the wanted bit wherever that does not end at 0. Requires such a leaf.
   Way wayInside(const Diagram& a, const std::vector<bool>& wanted) const;
 

@@ -90,15 +90,15 @@ private:
     const ListLeaves before(before_);
     const ListLeaves after(after_);
     const std::map<uint32_t, double> counts = diagrams.counts(met);
-    std::map<uint32_t, Diagrams::Way> ways =
-        diagrams.ways(diagrams.combine(preferred_.diagram(), met, Within()));
-    ways.merge(diagrams.ways(met));
+    std::map<uint32_t, packet::Packet> witnesses =
+        space_.packetsAt(diagrams.combine(preferred_.diagram(), met, Within()));
+    witnesses.merge(space_.packetsAt(met));
     std::vector<LineChange> changes;
-    for (const auto& [number, way] : ways) {
+    for (const auto& [number, witness] : witnesses) {
       if (number != 0) {
         const auto& [beforeLeaf, afterLeaf] = pairs.pair(number);
-        changes.push_back({before.judgement(beforeLeaf), after.judgement(afterLeaf), counts.at(number),
-                           space_.packetOn(way)});
+        changes.push_back(
+            {before.judgement(beforeLeaf), after.judgement(afterLeaf), counts.at(number), witness});
       }
     }
     const auto place = [](const LineChange& change) {

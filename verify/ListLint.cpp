@@ -17,6 +17,12 @@ std::size_t alternativeRows(const agent::Criteria& criteria) {
   return criteria.fragments ? 1 : blocksOf(criteria.srcPorts) * blocksOf(criteria.dstPorts);
 }
 
+bool contains(const agent::PortSet& ports, std::size_t port) {
+  return std::any_of(ports.begin(), ports.end(), [port](const agent::PortRange& range) {
+    return port >= range.low && port <= range.high;
+  });
+}
+
 class ListLint {
 public:
   ListLint(PacketSpace& space, const agent::AccessList& list, const Tick& tick)
@@ -91,7 +97,7 @@ private:
   }
 
   void findContradictions() {
-    for (const auto& [number, way] : diagrams_.ways(successors_.diagram())) {
+    for (const auto& [number, packet] : space_.packetsAt(successors_.diagram())) {
       if (number == 0) {
         continue;
       }
@@ -104,7 +110,7 @@ private:
       const std::size_t first = indexOf(pair.first);
       const std::size_t second = indexOf(pair.second);
       if (!(matched(first) - matched(second)).isEmpty() && !(matched(second) - matched(first)).isEmpty()) {
-        findings_.contradictions.push_back({first, second, space_.packetOn(way)});
+        findings_.contradictions.push_back({first, second, packet});
       }
     }
     std::sort(findings_.contradictions.begin(), findings_.contradictions.end(),
@@ -154,7 +160,7 @@ private:
         otherBlocks += blocksOf(source ? criteria.dstPorts : criteria.srcPorts);
       }
     }
-    const PortForm form = cheapestForm(needsOf(line, source, anyPorts));
+    const PortForm form = cheapestForm(needsOf(line, source, ports, anyPorts));
     const std::size_t before = blocksOf(ports);
     const std::size_t after = blocksOf(form.ports) + blocksOf(form.excluded);
     if (after >= before || form.ports.empty()) {
@@ -165,7 +171,7 @@ private:
         line, source, ports, rows, form.ports, form.excluded, rows - otherBlocks * (before - after)};
   }
 
-  PortNeeds needsOf(std::size_t line, bool source, const Diagram& anyPorts) {
+  PortNeeds needsOf(std::size_t line, bool source, const agent::PortSet& ports, const Diagram& anyPorts) {
     const uint32_t self = ListLeaves::line(line);
     const Effect effect = effectOf(line);
     const Effect opposite{!effect.permit, false};
@@ -180,6 +186,10 @@ private:
     needs.needed = portsWhere([&](const Successors::Pair& pair) {
       return pair.first == self && pair.second != Successors::sameEffect;
     });
+    // Other alternatives of the line may match other ports of some of these packets, and go on doing so.
+    for (std::size_t port = 0; port < numPorts; ++port) {
+      needs.needed[port] = needs.needed[port] && contains(ports, port);
+    }
     // Lines before this one decide as ever, whatever it matches.
     needs.harmful = portsWhere([&](const Successors::Pair& pair) {
       return pair.first > self && !(successors_.effect(pair.first) == effect);

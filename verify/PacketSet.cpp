@@ -204,6 +204,14 @@ packet::Packet PacketSpace::packetOn(const Diagrams::Way& way) const {
   return packet;
 }
 
+std::map<uint32_t, packet::Packet> PacketSpace::packetsAt(const Diagram& diagram) const {
+  std::map<uint32_t, packet::Packet> packets;
+  for (const auto& [number, way] : diagrams_.ways(diagram, wantedBits())) {
+    packets.emplace(number, packetOn(way));
+  }
+  return packets;
+}
+
 PacketSet PacketSpace::all() {
   return {*this, universe_};
 }

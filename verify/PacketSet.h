@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <span>
 #include <vector>
 
@@ -41,6 +42,9 @@ public:
   uint32_t leafOf(const Diagram& diagram, const packet::Packet& packet, uint16_t vlan) const;
   // A packet on this way. The way is one of a diagram within the universe.
   packet::Packet packetOn(const Diagrams::Way& way) const;
+  // A packet for each leaf, as plain as there is. The diagram is 0 outside the universe; the packet of leaf 0
+  // need not be one that can be.
+  std::map<uint32_t, packet::Packet> packetsAt(const Diagram& diagram) const;
 
   PacketSet all();
   PacketSet none();
