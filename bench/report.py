@@ -1,0 +1,144 @@
+#!/usr/bin/env python3
+"""Puts the figures of all benchmarks into one table and one JSON file.
+
+usage: report.py XPACL OUT.json RESULT.json...
+
+XPACL is the built tool, whose start-up is timed here; each RESULT.json is what one benchmark program wrote
+with --benchmark_out. Prints, for every figure, the sizes measured, the cost at each and the exponent of its
+growth (time ~ size^exponent, fitted through the logarithms), then the goals beside what was reached.
+"""
+
+import json
+import math
+import os
+import platform
+import subprocess
+import sys
+import time
+
+# What each goal compares: the benchmark's name, how its figure is taken, the bound, and the unit.
+GOALS = [
+    ("notification with one reactor", "notifyOneReactor", "ns", 50),
+    ("attribute write without change", "noChangeWrite", "ns", 20),
+    ("trace statement into the ring", "traceToRing", "ns", 30),
+    ("10,000 lines, text to chip", "endToEnd/10000", "ms", 50),
+    ("one line edited among 10,000", "editOneLine/10000", "ms", 30),
+    ("library, a row staged and committed", "stageAndCommit/plain/10000", "us/item", 1),
+    ("a (port, VLAN) pair moves", "pairMoves/64/4094", "us/pair", 2),
+    ("a pair, list changed on its port", "changeOnPorts/64/4094", "us/pair", 2),
+    ("memory of a pair", "startUp/64/4094", "bytes/pair", 200),
+    ("start-up of xpacl replay", "start-up", "ms", 20),
+]
+
+SCALE = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
+
+
+def nanoseconds(run):
+    return run["cpu_time"] * SCALE[run["time_unit"]]
+
+
+def figure(run, unit):
+    if unit == "bytes/pair":
+        return run["bytes/pair"]
+    if unit == "us/pair":
+        return run["time/pair"] * 1e6
+    if unit == "us/item":
+        return 1e6 / run["items_per_second"]
+    return nanoseconds(run) / SCALE[unit]
+
+
+def exponent(points):
+    """Slope of log(time) over log(size); None for fewer than two sizes."""
+    logs = [(math.log(size), math.log(cost)) for size, cost in points if size > 0 and cost > 0]
+    if len({x for x, _ in logs}) < 2:
+        return None
+    mean_x = sum(x for x, _ in logs) / len(logs)
+    mean_y = sum(y for _, y in logs) / len(logs)
+    return sum((x - mean_x) * (y - mean_y) for x, y in logs) / sum((x - mean_x) ** 2 for x, _ in logs)
+
+
+def short(ns):
+    for unit in ("s", "ms", "us"):
+        if ns >= SCALE[unit]:
+            return f"{ns / SCALE[unit]:.3g} {unit}"
+    return f"{ns:.3g} ns"
+
+
+def start_up(xpacl):
+    """The shortest of 20 runs on the campus example, in ns: what the machine adds is not the tool's."""
+    root = os.path.join(os.path.dirname(os.path.abspath(__file__)), os.pardir, "examples")
+    command = [xpacl, "replay", f"{root}/campus.conf", "--pcap", f"{root}/campus.pcap"]
+    best = math.inf
+    for _ in range(20):
+        begin = time.perf_counter_ns()
+        subprocess.run(command, stdout=subprocess.DEVNULL, check=True)
+        best = min(best, time.perf_counter_ns() - begin)
+    return best
+
+
+def processor():
+    with open("/proc/cpuinfo", encoding="utf-8") as lines:
+        for line in lines:
+            if line.startswith("model name"):
+                return line.split(":", 1)[1].strip()
+    return platform.machine()
+
+
+def main():
+    if len(sys.argv) < 4:
+        sys.exit(__doc__)
+    xpacl, out, *results = sys.argv[1:]
+    runs = {}
+    for path in results:
+        with open(path, encoding="utf-8") as file:
+            for run in json.load(file)["benchmarks"]:
+                if run.get("run_type") != "aggregate" and "error_occurred" not in run:
+                    runs[run["name"]] = run
+    runs["start-up"] = {"name": "start-up", "cpu_time": start_up(xpacl), "time_unit": "ns"}
+
+    machine = f"{processor()}, {os.cpu_count()} cores"
+    print(f"Machine: {machine}\n")
+
+    families = {}
+    for name, run in runs.items():
+        family, _, size = name.rpartition("/")
+        if family and size.isdigit():
+            families.setdefault(family, []).append((int(size), nanoseconds(run)))
+    growth = {}
+    print(f"{'Growth':<28} {'exponent':>8}  cost at each size")
+    for family, points in families.items():
+        slope = exponent(points)
+        if slope is None:
+            continue
+        growth[family] = slope
+        costs = ", ".join(f"{size:,}: {short(cost)}" for size, cost in sorted(points))
+        print(f"{family:<28} {slope:>8.2f}  {costs}")
+
+    print(f"\n{'Goal':<38} {'bound':>12} {'measured':>12}")
+    goals = []
+    for title, name, unit, bound in GOALS:
+        if name not in runs:
+            continue
+        measured = figure(runs[name], unit)
+        verdict = "reached" if measured <= bound else "missed"
+        shown = unit.replace("us/item", "us").replace("us/pair", "us").replace("bytes/pair", "bytes")
+        print(f"{title:<38} {f'{bound} {shown}':>12} {f'{measured:.3g} {shown}':>12}  {verdict}")
+        goals.append({"goal": title, "bound": bound, "measured": measured, "unit": shown, "reached": measured <= bound})
+    if "sdkCalls/10000" in runs and "stageAndCommit/plain/10000" in runs and "retire/10000" in runs:
+        bare = nanoseconds(runs["sdkCalls/10000"])
+        own = nanoseconds(runs["stageAndCommit/plain/10000"]) + nanoseconds(runs["retire/10000"])
+        ratio = (bare + own) / bare
+        verdict = "reached" if ratio <= 3 else "missed"
+        print(f"{'a row with the library : SDK calls alone':<38} {'3':>10} {ratio:>12.2f}  {verdict}")
+        goals.append({"goal": "a row with the library : SDK calls alone", "bound": 3, "measured": ratio,
+                      "unit": "", "reached": ratio <= 3})
+
+    with open(out, "w", encoding="utf-8") as file:
+        json.dump({"version": 1, "machine": machine, "goals": goals, "growth": growth,
+                   "benchmarks": list(runs.values())}, file, indent=1)
+        file.write("\n")
+    print(f"\nWritten: {out}")
+
+
+if __name__ == "__main__":
+    main()
