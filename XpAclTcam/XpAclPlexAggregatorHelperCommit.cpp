@@ -25,7 +25,7 @@ bool XpAclPlexAggregatorHelper::allocateResource(const Plex::AclKey& triggerKey,
   }
   const auto mapping = pendingTcamMappingIs(triggerKey)->pendingAclKeyInfoToIdxIs(aclKeyInfo);
   for (const auto& rule : tcamInfo->tcamRuleInfoAll()) {
-    mapping->tcamIdxIs(rule.key(), pool->takeLowest());
+    pool->takeLowestFor(*mapping, rule.key());
   }
   return true;
 }

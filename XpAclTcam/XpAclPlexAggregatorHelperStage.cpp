@@ -41,9 +41,8 @@ TcamRuleInfo* XpAclPlexAggregatorHelper::stageRule(const AclKeyInfo& aclKeyInfo,
   rule->aclDataIs(aclData);
   rule->ruleNumIs(ruleId.ruleNum());
   rule->subruleNumIs(ruleId.subRuleNum());
-  const Vane::U32 row = pool->takeLowest();
+  const Vane::U32 row = pool->takeLowestFor(*pending->pendingAclKeyInfoToIdxIs(aclKeyInfo).ptr(), ruleId);
   HELPER_TRACE(5, traceText << row);
-  pending->pendingAclKeyInfoToIdxIs(aclKeyInfo)->tcamIdxIs(ruleId, row);
   return rule.ptr();
 }
 

@@ -18,6 +18,15 @@ Vane::U32 TcamIdxAllocator::takeLowest() {
   return row;
 }
 
+Vane::U32 TcamIdxAllocator::takeLowestFor(TcamIdxMapping& mapping, const TcamAclRuleId& rule) {
+  const auto lowest = freeTcamIdxFirst();
+  VANE_ASSERT(lowest);
+  const Vane::U32 row = lowest.key();
+  mapping.tcamIdxIs(rule, row);
+  freeTcamIdxDel(lowest);
+  return row;
+}
+
 void TcamRuleInfo::attributesFrom(const TcamRuleInfo& other) {
   filterIs(other.filter());
   ip6FilterIs(other.ip6Filter());

@@ -85,6 +85,8 @@ public:
 };
 VANE_FACTORY(XpAclTcamLimit, xpAclTcamLimitFactory)
 
+class TcamIdxMapping;
+
 // The free rows of one table. Pure bookkeeping: it never touches hardware. The pool does not guard
 // against a row given back twice; its users keep the invariants above.
 class XPACL_API TcamIdxAllocator : public Vane::PtrInterface {
@@ -96,6 +98,9 @@ public:
 
   // Takes the lowest free row. Requires one.
   Vane::U32 takeLowest();
+  // Takes the lowest free row for a rule of `mapping` and records it there; answers the row. Requires one.
+  // When memory runs out nothing is taken: a row that nobody records would be lost to the pool.
+  Vane::U32 takeLowestFor(TcamIdxMapping& mapping, const TcamAclRuleId& rule);
 };
 VANE_FACTORY(TcamIdxAllocator, tcamIdxAllocatorFactory)
 

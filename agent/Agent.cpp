@@ -53,25 +53,34 @@ void Agent::makeHelper(uint8_t chip) {
   if (helpers_.count(chip) != 0) {
     return;
   }
+  for (const XpAcl::TcamTableInfo& table : XpAcl::tcamTables) {
+    owners_[chip][table.tcamType].resize(tcamLimit_->maxTcamIdx(table.tcamType));
+  }
   const Plex::Central::DeviceId device(chip);
   helperInfo_->chipIs(device, XpAcl::ChipRecord(Vane::format("chip%u", chip)));
   systemStatus_->chipInfoIs(device, XpSystem::ChipInfo(Vane::format("chip%u", chip)));
-  const auto helper =
-      XpAcl::xpAclPlexAggregatorHelperFactory(helperInfo_, aclIdMapping_, paramConfig_, blockedIntfColl_,
-                                              tcamLimit_, systemStatus_, partition_, dal_);
-  for (const XpAcl::AclIntfTypeAndDir kind :
-       {XpAcl::portIngress, XpAcl::portEgress, XpAcl::routedIngress, XpAcl::routedEgress}) {
-    helper->aclIdCountIs(kind, idsPerKind);
-  }
-  if (setup_.restart) {
-    adoptChip(chip);
-  }
-  helper->xpDevIdIs(XpXdk::XpDeviceId(chip));
-  helper->hwInit();
-  helper->handleInitialized();
-  helpers_[chip] = helper;
-  for (const XpAcl::TcamTableInfo& table : XpAcl::tcamTables) {
-    owners_[chip][table.tcamType].resize(tcamLimit_->maxTcamIdx(table.tcamType));
+  Vane::Ptr<XpAcl::XpAclPlexAggregatorHelper> helper;
+  try {
+    helper =
+        XpAcl::xpAclPlexAggregatorHelperFactory(helperInfo_, aclIdMapping_, paramConfig_, blockedIntfColl_,
+                                                tcamLimit_, systemStatus_, partition_, dal_);
+    for (const XpAcl::AclIntfTypeAndDir kind :
+         {XpAcl::portIngress, XpAcl::portEgress, XpAcl::routedIngress, XpAcl::routedEgress}) {
+      helper->aclIdCountIs(kind, idsPerKind);
+    }
+    if (setup_.restart) {
+      adoptChip(chip);
+    }
+    helper->xpDevIdIs(XpXdk::XpDeviceId(chip));
+    helper->hwInit();
+    helper->handleInitialized();
+    helpers_[chip] = helper; // last: a helper that stands here is complete
+  } catch (const std::bad_alloc&) {
+    // Taking collections down may need memory, and must not fail.
+    const MemoryReserve::Use use(reserve_);
+    helpers_.erase(chip);
+    helper = nullptr;
+    throw;
   }
 }
 

@@ -11,6 +11,7 @@
 #include "XpVif/VifStatus.h"
 #include "XpXdk/DeviceId.h"
 #include "agent/Desired.h"
+#include "agent/MemoryReserve.h"
 #include "agent/config/ConfigModel.h"
 
 #include <array>
@@ -25,6 +26,9 @@
 
 // The reference agent: the generic layer that drives the chip library. It owns the shared entities, one
 // helper for each chip, and the versions that stand in the chips.
+//
+// When memory runs out, apply(), check(), chipAdd(), chipRemove() and blockIntf() raise std::bad_alloc and
+// leave everything as it was: what they need after the first write is set aside before it (MemoryReserve.h).
 //
 // A change is made in this order, so that no packet ever meets a half-written policy:
 //
@@ -190,6 +194,7 @@ public:
 
 private:
   struct Change;
+  using WantedPairs = std::map<Ovnet::IntfId, std::set<uint16_t>>; // VLANs of each port
   // The code of a port, or of the port-channel of its members, and the chip.
   using VifOwner = std::pair<uint32_t, uint8_t>;
 
@@ -213,9 +218,13 @@ private:
   void clearPorts(const std::set<uint8_t>& joined);
   void renotify();
   void unpublishMovedPorts(const Config& config);
-  std::map<Ovnet::IntfId, std::set<uint16_t>> wantedPairs(const Config& config) const;
-  void joinPairs(const Config& config);
-  void removePairs(const Config& config);
+  WantedPairs wantedPairs(const Config& config) const;
+  void joinPairs(const Config& config, const WantedPairs& wanted);
+  void removePairs(const WantedPairs& wanted);
+  void reserveAtLeast(std::size_t bytes);
+  std::size_t bytesToFinish(const Change& change) const;
+  std::size_t bytesToMove(Ovnet::IntfId intf, const WantedPairs& pairs) const;
+  void finish(Change& change, const std::set<uint8_t>& chips);
   bool giveIds(Change& change);
   bool stageAll(Change& change);
   bool stageIndexKey(Change& change, const Wanted& wanted, uint8_t chip);
@@ -290,6 +299,7 @@ private:
   std::map<uint64_t, Total> totals_; // by unique id
   std::map<uint8_t, Adopted> adopted_;
   uint64_t implicitDeny_[2] = {0, 0};
+  MemoryReserve reserve_;
 };
 
 } // namespace agent

@@ -1,33 +1,28 @@
 #include "agent/Agent.h"
 
+#include "agent/AgentChange.h"
+
 #include <algorithm>
 
 // One change, from the configuration to the chips.
 
 namespace agent {
 
-// What is known of the change under way.
-struct Agent::Change {
-  const Config& config;
-  Desired desired;
-  std::map<XpAcl::HwAclIndexKey, uint16_t> newIds;
-  std::map<uint8_t, std::set<Plex::AclKey>> pendingKeys; // by chip
-  std::set<Plex::AclKey> newAclData;
-  ApplyResult result;
-};
-
 namespace {
+
+constexpr std::size_t bytesToAbandon = std::size_t{64} << 10; // giving back mostly frees
 
 // Rows that are kept out of a pool while a list is staged.
 class Withheld {
 public:
-  Withheld(const Vane::Ptr<XpAcl::TcamIdxAllocator>& pool, std::vector<uint32_t> rows)
-      : pool_(pool), rows_(std::move(rows)) {
+  Withheld(const Vane::Ptr<XpAcl::TcamIdxAllocator>& pool, std::vector<uint32_t> rows, MemoryReserve& reserve)
+      : pool_(pool), rows_(std::move(rows)), reserve_(reserve) {
     for (const uint32_t row : rows_) {
       pool_->freeTcamIdxDel(row);
     }
   }
   ~Withheld() {
+    const MemoryReserve::Use use(reserve_);
     for (const uint32_t row : rows_) {
       pool_->freeTcamIdxIs(row, true);
     }
@@ -38,6 +33,7 @@ public:
 private:
   Vane::Ptr<XpAcl::TcamIdxAllocator> pool_;
   std::vector<uint32_t> rows_;
+  MemoryReserve& reserve_;
 };
 
 std::string tableText(XpAcl::TcamType table) {
@@ -68,8 +64,8 @@ const AclGeneration* Agent::generationOf(const Change* change, const Plex::AclKe
 ApplyResult Agent::check(const Config& config) const {
   ApplyResult result;
   const std::set<uint8_t> chips = wantedChips(config);
-  Change change{config, desiredState(config, chips, registry_, neighborDiscovery_, attachments_), {}, {}, {},
-                {}};
+  Change change;
+  change.desired = desiredState(config, chips, registry_, neighborDiscovery_, attachments_);
   std::map<std::pair<uint8_t, XpAcl::TcamType>, uint32_t> needed;
   std::map<XpAcl::AclIntfTypeAndDir, uint32_t> ids;
   for (const Wanted& wanted : change.desired.indexKeys) {
@@ -114,21 +110,50 @@ ApplyResult Agent::check(const Config& config) const {
   return result;
 }
 
+// A change that cannot be made, for want of rows, ids or memory, is given back before the first write. One
+// that has begun to write is finished, on memory that was set aside for it.
 ApplyResult Agent::apply(const Config& config) {
   VANE_ASSERT(!Vane::notificationDrainRunning());
+  reserveAtLeast(bytesToAbandon);
   const std::set<uint8_t> chips = wantedChips(config);
   for (const uint8_t chip : chips) {
     makeHelper(chip);
   }
-  Change change{config, desiredState(config, chips, registry_, neighborDiscovery_, attachments_), {}, {}, {},
-                {}};
-  if (!giveIds(change) || !stageAll(change)) {
+  Change change;
+  change.config = config;
+  change.desired = desiredState(config, chips, registry_, neighborDiscovery_, attachments_);
+  change.pairs = wantedPairs(config);
+  bool staged = false;
+  try {
+    staged = giveIds(change) && stageAll(change);
+    if (staged) {
+      reserveAtLeast(bytesToFinish(change));
+    }
+  } catch (const std::bad_alloc&) {
+    abandon(change);
+    throw;
+  }
+  if (!staged) {
     abandon(change);
     ApplyResult refused = check(config);
     refused.ok = false;
     refused.rowsStaged = 0;
     return refused;
   }
+  try {
+    const MemoryReserve::Use use(reserve_);
+    finish(change, chips);
+  } catch (const std::bad_alloc&) {
+    // As with a chip that does not answer: what stands in it is closed or old or new, and the next start
+    // makes it whole.
+    VANE_ASSERT_TEXT(false, "memory for a change that has begun");
+  }
+  reserve_.release();
+  return std::move(change.result);
+}
+
+void Agent::finish(Change& change, const std::set<uint8_t>& chips) {
+  const Config& config = change.config;
   commitAll(change);
   adoptLists(change);
   unpublishMovedPorts(config);
@@ -136,22 +161,21 @@ ApplyResult Agent::apply(const Config& config) {
   makeMachine();
   activateChips(chips);
   if (adopted_.empty()) {
-    joinPairs(config);
+    joinPairs(config, change.pairs);
     publishAll(change);
   } else {
     // After a restart the entries of pairs are closed; each opens when its pair joins the lists that stand.
     publishAll(change);
-    joinPairs(config);
+    joinPairs(config, change.pairs);
   }
-  removePairs(config);
+  removePairs(change.pairs);
   retireUnused(change);
   deactivateChips(chips);
   removePorts(config);
   sweepChips();
   clearUnitError();
-  config_ = config;
+  config_ = std::move(change.config);
   change.result.ok = true;
-  return change.result;
 }
 
 bool Agent::giveIds(Change& change) {
@@ -160,6 +184,7 @@ bool Agent::giveIds(Change& change) {
       continue;
     }
     const auto kind = idKind(wanted.routed, directionOf(wanted.indexKey));
+    uint16_t& given = change.newIds[wanted.indexKey];
     const auto id = helpers_.begin()->second->hwAclIdAllocator(kind)->allocate();
     if (!id) {
       const Vane::String text("no hardware ACL id is free");
@@ -167,7 +192,7 @@ bool Agent::giveIds(Change& change) {
       helpers_.begin()->second->unitErrorIs(text, Plex::aclCreateErrorInvalid);
       return false;
     }
-    change.newIds[wanted.indexKey] = *id;
+    given = *id;
   }
   return true;
 }
@@ -211,7 +236,7 @@ bool Agent::stageMember(Change& change, const Wanted& wanted, uint8_t chip, cons
   XpAcl::XpAclPlexAggregatorHelper& helper = *helpers_.at(chip);
   const XpAcl::TcamType table = XpAcl::getTcamType(member.direction(), member.aclType());
   const Withheld withheld(helper.tcamIdxAllocator(table),
-                          withholdRows(chip, table, generation.acl->rows.size()));
+                          withholdRows(chip, table, generation.acl->rows.size()), reserve_);
   change.pendingKeys[chip].insert(create ? member : trigger);
   if (!create) {
     if (!helper.allocateResource(trigger, version)) {
@@ -236,6 +261,7 @@ bool Agent::stageMember(Change& change, const Wanted& wanted, uint8_t chip, cons
 
 // Everything goes back; what is published and what stands in the chips was never touched.
 void Agent::abandon(Change& change) {
+  const MemoryReserve::Use use(reserve_);
   for (const auto& [chip, keys] : change.pendingKeys) {
     for (const Plex::AclKey& key : keys) {
       helpers_.at(chip)->cleanupPendingPlatform(key);
@@ -243,7 +269,9 @@ void Agent::abandon(Change& change) {
   }
   for (const auto& [key, id] : change.newIds) {
     const Wanted& wanted = *change.desired.find(key);
-    helpers_.begin()->second->hwAclIdAllocator(idKind(wanted.routed, directionOf(key)))->release(id);
+    if (id != 0) {
+      helpers_.begin()->second->hwAclIdAllocator(idKind(wanted.routed, directionOf(key)))->release(id);
+    }
   }
   for (const Plex::AclKey& key : change.newAclData) {
     aclData_.erase(key);

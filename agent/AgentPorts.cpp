@@ -132,33 +132,67 @@ void Agent::deactivateChips(const std::set<uint8_t>& wanted) {
   }
 }
 
+namespace {
+
+// What was there before comes back unless the change is made.
+template <typename Value>
+class Restored {
+public:
+  explicit Restored(Value& value) : value_(value), before_(value) {}
+  ~Restored() {
+    if (!kept_) {
+      value_.swap(before_);
+    }
+  }
+  Restored(const Restored&) = delete;
+  Restored& operator=(const Restored&) = delete;
+  void keep() { kept_ = true; }
+
+private:
+  Value& value_;
+  Value before_;
+  bool kept_ = false;
+};
+
+} // namespace
+
 ApplyResult Agent::chipAdd(uint8_t chip) {
-  const auto extra = extraChips_;
-  const auto removed = removedChips_;
+  Restored extra(extraChips_);
+  Restored removed(removedChips_);
   removedChips_.erase(chip);
   if (chip >= config_.numChips) {
     extraChips_.insert(chip);
   }
-  const ApplyResult result = apply(Config(config_));
-  if (!result.ok) {
-    extraChips_ = extra;
-    removedChips_ = removed;
+  ApplyResult result = apply(Config(config_));
+  if (result.ok) {
+    extra.keep();
+    removed.keep();
   }
   return result;
 }
 
 ApplyResult Agent::chipRemove(uint8_t chip) {
+  Restored extra(extraChips_);
+  Restored removed(removedChips_);
   extraChips_.erase(chip);
   removedChips_.insert(chip); // also for configurations to come
-  return apply(Config(config_));
+  ApplyResult result = apply(Config(config_));
+  extra.keep();
+  removed.keep();
+  return result;
 }
 
 void Agent::blockIntf(Ovnet::IntfId intf, bool block) {
+  reserveAtLeast(bytesToMove(intf, {}));
   if (block) {
     operatorBlocks_.insert(intf);
-    blockWanted();
   } else {
     operatorBlocks_.erase(intf);
+  }
+  const MemoryReserve::Use use(reserve_);
+  if (block) {
+    blockWanted();
+  } else {
     unblockUnwanted();
   }
 }
@@ -294,8 +328,8 @@ void Agent::pairDel(Ovnet::IntfId intf, uint16_t vlan) {
   portVlanVifStatus_->portVlanToVifMapDel(XpLib::PortAndVlanId(intf, Bridging::VlanId(vlan)));
 }
 
-std::map<Ovnet::IntfId, std::set<uint16_t>> Agent::wantedPairs(const Config& config) const {
-  std::map<Ovnet::IntfId, std::set<uint16_t>> wanted;
+Agent::WantedPairs Agent::wantedPairs(const Config& config) const {
+  WantedPairs wanted;
   const std::set<uint8_t> chips = wantedChips(config);
   for (const Interface& intf : config.interfaces) {
     if (intf.kind == InterfaceKind::ethernet && chips.count(intf.chip) != 0) {
@@ -307,7 +341,7 @@ std::map<Ovnet::IntfId, std::set<uint16_t>> Agent::wantedPairs(const Config& con
 
 // Pairs join before the lists move, so that a list which takes over from another one meets every pair that
 // it is to stand at.
-void Agent::joinPairs(const Config& config) {
+void Agent::joinPairs(const Config& config, const WantedPairs& wanted) {
   channelOf_.clear();
   for (const Interface& intf : config.interfaces) {
     if (intf.kind == InterfaceKind::ethernet && intf.channelGroup) {
@@ -315,7 +349,7 @@ void Agent::joinPairs(const Config& config) {
     }
   }
   blockWanted();
-  for (const auto& [intf, vlans] : wantedPairs(config)) {
+  for (const auto& [intf, vlans] : wanted) {
     for (const uint16_t vlan : vlans) {
       pairAdd(intf, vlan);
     }
@@ -323,8 +357,7 @@ void Agent::joinPairs(const Config& config) {
   unblockUnwanted();
 }
 
-void Agent::removePairs(const Config& config) {
-  const std::map<Ovnet::IntfId, std::set<uint16_t>> wanted = wantedPairs(config);
+void Agent::removePairs(const WantedPairs& wanted) {
   std::vector<XpLib::PortAndVlanId> gone;
   for (const auto& pair : portVlanVifStatus_->portVlanToVifMapAll()) {
     const auto port = wanted.find(pair.key().intf());

@@ -124,15 +124,16 @@ void putDevice(Writer& out, const Device& device) {
             entry.eRaclId, entry.eRaclIpV4En, entry.eRaclIpV6En);
   });
   for (const xpAcmClient_e client : {acmClientIngressAcl, acmClientEgressAcl}) {
+    const std::vector<uint64_t>& block = device.counterBlock(client);
     std::vector<uint32_t> used;
-    for (uint32_t index = 0; index < numCounters; ++index) {
-      if (device.counter(client, index) != 0) {
+    for (uint32_t index = 0; index < block.size(); ++index) {
+      if (block[index] != 0) {
         used.push_back(index);
       }
     }
     out.put(static_cast<uint32_t>(used.size()));
     for (const uint32_t index : used) {
-      out.put(index, device.counter(client, index));
+      out.put(index, block[index]);
     }
   }
 }

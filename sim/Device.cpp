@@ -106,6 +106,11 @@ uint64_t Device::counter(xpAcmClient_e client, uint32_t index) const {
   return block.empty() ? 0 : block[index];
 }
 
+const std::vector<uint64_t>& Device::counterBlock(xpAcmClient_e client) const {
+  VANE_ASSERT(client == acmClientIngressAcl || client == acmClientEgressAcl);
+  return counters_[client == acmClientIngressAcl ? 0 : 1];
+}
+
 std::vector<uint64_t>& Device::counters(xpAcmClient_e client) {
   std::vector<uint64_t>& block = counters_[client == acmClientIngressAcl ? 0 : 1];
   if (block.empty()) {

@@ -96,6 +96,8 @@ public:
   // Counters of the ingress (39) and egress (40) client; other clients read 0.
   uint64_t counter(XpXdk::xpAcmClient_e client, uint32_t index) const;
   void counterIs(XpXdk::xpAcmClient_e client, uint32_t index, uint64_t count);
+  // A whole block, by index; empty when nothing was ever counted in it.
+  const std::vector<uint64_t>& counterBlock(XpXdk::xpAcmClient_e client) const;
 
   // Exchanges tables and counters with a chip of the same sizes; attachments stay.
   void tablesSwap(Device& other);

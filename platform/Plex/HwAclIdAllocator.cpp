@@ -40,24 +40,19 @@ std::optional<Vane::U32> NumAllocator::allocate() {
   if (free_.empty()) {
     return std::nullopt;
   }
-  const Vane::U32 number = *free_.begin();
-  free_.erase(free_.begin());
-  used_.insert(number);
-  return number;
+  // The node moves over: nothing is allocated between the two sets, so no number is lost to either.
+  return *used_.insert(free_.extract(free_.begin())).position;
 }
 
 bool NumAllocator::take(Vane::U32 number) {
   expire();
-  if (free_.erase(number) == 0) {
-    return false;
-  }
-  used_.insert(number);
-  return true;
+  return used_.insert(free_.extract(number)).inserted;
 }
 
 void NumAllocator::release(Vane::U32 number) {
-  if (used_.erase(number) != 0) {
+  if (inUse(number)) {
     released_.push_back({clock_->seconds(), number});
+    used_.erase(number);
     expire();
   }
 }

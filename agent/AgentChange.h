@@ -1,0 +1,21 @@
+#pragma once
+
+#include "agent/Agent.h"
+
+// Private to the agent's own files.
+
+namespace agent {
+
+// What is known of the change under way. All of it that grows with the configuration is made before the first
+// write.
+struct Agent::Change {
+  Config config;
+  Desired desired;
+  WantedPairs pairs;
+  std::map<XpAcl::HwAclIndexKey, uint16_t> newIds;       // 0: none was found
+  std::map<uint8_t, std::set<Plex::AclKey>> pendingKeys; // by chip
+  std::set<Plex::AclKey> newAclData;
+  ApplyResult result;
+};
+
+} // namespace agent

@@ -1,0 +1,1 @@
+xpacl_fuzz(grammar_fuzz agent sim)
