@@ -3,6 +3,7 @@
 #include "XpXdk/Managers.h"
 
 #include <algorithm>
+#include <cstdio>
 
 // A start on chips that an earlier run has left as they are: killed at any moment, with old, new or
 // half-written policies in force.
@@ -16,15 +17,25 @@ namespace agent {
 
 namespace {
 
-// Statuses that the library accepts too; any other one says that the chip is in no state to start on.
-void expectAccepted(XpXdk::XP_STATUS status) {
-  VANE_ASSERT(status == XpXdk::statusOk || status == XpXdk::statusNotPresent ||
-              status == XpXdk::statusNotFound || status == XpXdk::statusAlreadyExists);
+// As around every call of the library: a status that is not accepted says that the chip is in no state to
+// start on. One line names the call, and the process ends.
+bool accepted(XpXdk::XP_STATUS status, const char* call) {
+  switch (status) {
+  case XpXdk::statusOk:
+    return true;
+  case XpXdk::statusNotPresent:
+  case XpXdk::statusNotFound:
+  case XpXdk::statusAlreadyExists:
+    return false;
+  default:
+    std::fprintf(stderr, "AgentRestart: %s API ERROR %d\n", call, status);
+    Vane::assertionFailed("AgentRestart", __LINE__, __PRETTY_FUNCTION__, "!(true)");
+  }
 }
 
 uint32_t entriesOf(XpXdk::xpPrimitiveMgr& mgr, uint8_t chip) {
   uint32_t count = 0;
-  expectAccepted(mgr.getNumOfEntry(chip, count));
+  accepted(mgr.getNumOfEntry(chip, count), "getNumOfEntry");
   return count;
 }
 
@@ -35,19 +46,19 @@ void Agent::adoptChip(uint8_t chip) {
   XpXdk::xpPortConfigMgr& ports = *pl.portConfigMgr();
   for (uint32_t port = 0; port < entriesOf(ports, chip); ++port) {
     XpXdk::xpPortConfigEntry entry;
-    if (ports.readEntry(chip, port, &entry, 0) == XpXdk::statusOk &&
+    if (accepted(ports.readEntry(chip, port, &entry, 0), "readEntry of a port") &&
         (entry.aclEnBits != 0 || entry.macAclEn != 0)) {
       entry.portAclId = 0;
-      expectAccepted(ports.writeEntry(chip, port, &entry));
+      accepted(ports.writeEntry(chip, port, &entry), "writeEntry of a port");
       adopted_[chip].ports.insert(port);
     }
   }
   XpXdk::xpPortVlanIvifMgr& vlans = *pl.portVlanIvifMgr();
   for (uint32_t index = 0; index < entriesOf(vlans, chip); ++index) {
     XpXdk::xpPortVlanIvifEntry entry;
-    if (vlans.readEntry(chip, index, &entry, 0) == XpXdk::statusOk) {
+    if (accepted(vlans.readEntry(chip, index, &entry, 0), "readEntry of a port-VLAN entry")) {
       entry.routeAclId = 0;
-      expectAccepted(vlans.writeEntry(chip, 0, index, &entry));
+      accepted(vlans.writeEntry(chip, 0, index, &entry), "writeEntry of a port-VLAN entry");
       const XpAcl::XpAclVlanVifKey key(Bridging::VlanId(entry.keyVlan), XpVif::VifId(entry.keyIvif));
       xpcsd_->portVlanIvifKeyAndIndexMap()->newKeyAndIndexList(key, {index});
       adopted_[chip].vlans.push_back(key);
@@ -56,9 +67,9 @@ void Agent::adoptChip(uint8_t chip) {
   XpXdk::xpEgressBdEvifMgr& egress = *pl.egressBdEvifMgr();
   for (uint32_t index = 0; index < entriesOf(egress, chip); ++index) {
     XpXdk::xpEgressBdEvifEntry entry;
-    if (egress.readEntry(chip, index, &entry, 0) == XpXdk::statusOk) {
+    if (accepted(egress.readEntry(chip, index, &entry, 0), "readEntry of an egress entry")) {
       entry.ePaclId = entry.eRaclId = 0;
-      expectAccepted(egress.writeEntry(chip, index, &entry));
+      accepted(egress.writeEntry(chip, index, &entry), "writeEntry of an egress entry");
       const XpAcl::XpAclVlanVifKey key(Bridging::VlanId(entry.egressBd), XpVif::VifId(entry.egressVif));
       xpcsd_->egressVlanVifKeyAndIndexMap()->newKeyAndIndexList(key, {index});
       adopted_[chip].egress.push_back(key);
@@ -85,7 +96,7 @@ void Agent::sweepChip(uint8_t chip, const Adopted& adopted) {
   const XpXdk::xpPortConfigEntry none;
   for (const uint32_t port : adopted.ports) {
     if (ports.count(port) == 0) {
-      expectAccepted(pl.portConfigMgr()->writeEntry(chip, port, &none));
+      accepted(pl.portConfigMgr()->writeEntry(chip, port, &none), "writeEntry of a port");
     }
   }
   const auto sweep = [&](const std::vector<XpAcl::XpAclVlanVifKey>& keys, XpAcl::VlanVifIndexMap& map,
@@ -93,7 +104,7 @@ void Agent::sweepChip(uint8_t chip, const Adopted& adopted) {
     for (const XpAcl::XpAclVlanVifKey& key : keys) {
       const Vane::U32* const index = map.index(key);
       if (index != nullptr && pairs.count({key.vlanId().value(), key.vif().value()}) == 0) {
-        expectAccepted(remove(*index));
+        accepted(remove(*index), "removeEntry");
         map.keyDel(key);
       }
     }
