@@ -3,13 +3,15 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <iostream>
 #include <map>
 #include <string>
 #include <vector>
 
-// A long random life of a switch. XPACL_STEPS says how many steps, XPACL_VERBOSE names each of them.
+// A long random life of a switch. XPACL_STEPS says how many steps, XPACL_SECONDS how long at most,
+// XPACL_VERBOSE names each of them.
 
 namespace {
 
@@ -29,7 +31,10 @@ TEST(Scenario, EveryStepLeavesBooksChipsAndLinesInAgreement) {
   const bool verbose = std::getenv("XPACL_VERBOSE") != nullptr; // names every step, for those that die
   test::RandomLife life(seed);
   std::map<std::string, unsigned> seen;
-  for (unsigned i = 0; i < steps; ++i) {
+  const char* const bound = std::getenv("XPACL_SECONDS");
+  const auto end = std::chrono::steady_clock::now() +
+                   std::chrono::seconds(bound != nullptr ? std::strtol(bound, nullptr, 10) : 24 * 3600);
+  for (unsigned i = 0; i < steps && std::chrono::steady_clock::now() < end; ++i) {
     const std::string step = life.step();
     if (verbose) {
       std::cout << i << ": " << step << std::endl;
