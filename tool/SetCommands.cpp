@@ -25,12 +25,12 @@ std::string packetsText(double packets) {
   }
   const double power = std::log2(packets);
   char text[32];
-  if (power == std::floor(power)) {
-    std::snprintf(text, sizeof text, "2^%.0f", power);
-  } else {
-    std::snprintf(text, sizeof text, "about 2^%.1f", power);
+  std::snprintf(text, sizeof text, "2^%.1f", power);
+  std::string shown = text;
+  if (shown.ends_with(".0")) {
+    shown.resize(shown.size() - 2);
   }
-  return text;
+  return power == std::floor(power) ? shown : "about " + shown;
 }
 
 const agent::Rule* ruleOf(const verify::Judgement& judgement, const agent::AccessList* list) {

@@ -5,6 +5,7 @@
 #include <set>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 namespace verify {
 
@@ -304,12 +305,21 @@ std::vector<uint32_t> Diagrams::leavesWithin(const Diagram& a, const Diagram& wi
                                              const std::function<bool(uint32_t)>& stop) const {
   std::set<uint32_t> found;
   std::unordered_set<uint64_t> seen;
+  // Behind the last thing that the set asks for, nodes of `a` alone are left, by far the most.
+  visits_.resize(nodes_.size());
+  const uint64_t walk = uint64_t{++lastWalk_} << 32;
+  const auto isFresh = [&](NodeRef ref, NodeRef mask) {
+    if (isLeaf(ref) || !isLeaf(mask)) {
+      return seen.insert(uint64_t{ref} << 32 | mask).second;
+    }
+    return std::exchange(visits_[ref], walk) != walk;
+  };
   std::vector<std::pair<NodeRef, NodeRef>> open{{a.root(), within.root()}};
   bool stopped = false;
   while (!open.empty() && !stopped) {
     const auto [ref, mask] = open.back();
     open.pop_back();
-    if (mask == emptyLeaf || !seen.insert(uint64_t{ref} << 32 | mask).second) {
+    if (mask == emptyLeaf || !isFresh(ref, mask)) {
       continue;
     }
     if (isLeaf(ref)) {

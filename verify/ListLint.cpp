@@ -26,8 +26,10 @@ bool contains(const agent::PortSet& ports, std::size_t port) {
 class ListLint {
 public:
   ListLint(PacketSpace& space, const agent::AccessList& list, const Tick& tick)
-      : space_(space), diagrams_(space.diagrams()), list_(list), successors_(space, list, tick), tick_(tick) {
-  }
+      : space_(space), diagrams_(space.diagrams()), list_(list), successors_(space, list, tick), tick_(tick),
+        deciders_(diagrams_.relabelled(successors_.diagram(), [this](uint32_t number) {
+          return number == 0 ? 0 : successors_.pair(number).first;
+        })) {}
 
   ListFindings find() {
     for (const uint32_t number : diagrams_.leaves(successors_.diagram())) {
@@ -62,9 +64,9 @@ private:
     Unreachable found{line, {}, true};
     std::set<std::size_t> hiding;
     const Diagram matched = matching(space_, list_.rules[line]);
-    for (const uint32_t number : diagrams_.leavesWithin(successors_.diagram(), matched)) {
-      if (number != 0) {
-        hiding.insert(indexOf(successors_.pair(number).first));
+    for (const uint32_t decider : diagrams_.leavesWithin(deciders_, matched)) {
+      if (decider != 0) {
+        hiding.insert(indexOf(decider));
       }
     }
     for (const std::size_t other : hiding) {
@@ -206,6 +208,7 @@ private:
   const agent::AccessList& list_;
   Successors successors_;
   Tick tick_;
+  Diagram deciders_; // by packet the leaf of what decides, 0 for packets that cannot be
   ListFindings findings_;
   std::set<uint32_t> reached_; // leaves of what decides some packet
   std::set<uint32_t> needed_;  // of what decides some packet that would else fare differently
