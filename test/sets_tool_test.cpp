@@ -109,8 +109,6 @@ TEST_F(SetsTool, LintNamesLinesAndWhy) {
       "        hidden by a.conf:2  permit tcp any 10.0.0.0 0.0.0.255 eq 80\n"
       "        with another action: it has never done what it says\n"
       "  lines that could go, one at a time\n"
-      "    a.conf:2  permit tcp any 10.0.0.0 0.0.0.255 eq 80\n"
-      "        what follows does the same to every packet that reaches it\n"
       "    a.conf:7  deny udp any any\n"
       "        what follows does the same to every packet that reaches it\n"
       "  lines that contradict later ones: order alone decides\n"

@@ -134,8 +134,8 @@ std::string columns(const std::vector<std::vector<std::string>>& rows, const std
   return text;
 }
 
-Progress::Progress(std::string what)
-    : what_(std::move(what)), terminal_(::isatty(STDERR_FILENO) != 0),
+Progress::Progress(std::string what, uint64_t total)
+    : what_(std::move(what)), total_(total), terminal_(::isatty(STDERR_FILENO) != 0),
       start_(std::chrono::steady_clock::now()), last_(start_) {}
 
 Progress::~Progress() {
@@ -144,11 +144,22 @@ Progress::~Progress() {
   }
 }
 
+std::string Progress::bar(uint64_t done) const {
+  constexpr std::size_t width = 30;
+  if (total_ == 0) {
+    return std::to_string(done);
+  }
+  const std::size_t full = std::min<uint64_t>(done, total_) * width / total_;
+  return "[" + std::string(full, '#') + std::string(width - full, '.') + "] " + std::to_string(done) +
+         " of " + std::to_string(std::max(done, total_));
+}
+
 void Progress::at(uint64_t done) {
   if (!terminal_ || done < next_) {
     return;
   }
-  next_ = done + 4096;
+  // Where there is a bar, one step may take long.
+  next_ = done + (total_ == 0 ? 4096 : 1);
   const auto now = std::chrono::steady_clock::now();
   if (now - start_ < std::chrono::seconds(1) || now - last_ < std::chrono::milliseconds(200)) {
     return;
@@ -156,8 +167,7 @@ void Progress::at(uint64_t done) {
   last_ = now;
   shown_ = true;
   const double seconds = std::chrono::duration<double>(now - start_).count();
-  std::fprintf(stderr, "\r%s %llu (%.1f s)\033[K", what_.c_str(), static_cast<unsigned long long>(done),
-               seconds);
+  std::fprintf(stderr, "\r%s %s (%.1f s)\033[K", what_.c_str(), bar(done).c_str(), seconds);
 }
 
 } // namespace tool

@@ -71,15 +71,19 @@ std::string green(const std::string& text);
 // Columns of text; the first row is the header. Cells that begin with a digit stand right-aligned.
 std::string columns(const std::vector<std::vector<std::string>>& rows, const std::string& indent = "");
 
-// A counter on standard error for work over a second, when that is a terminal.
+// A counter on standard error for work over a second, when that is a terminal; a bar where it is known how
+// much there is to do.
 class Progress {
 public:
-  explicit Progress(std::string what);
+  explicit Progress(std::string what, uint64_t total = 0); // 0: not known
   ~Progress();
   void at(uint64_t done);
 
 private:
+  std::string bar(uint64_t done) const;
+
   std::string what_;
+  uint64_t total_;
   bool terminal_;
   bool shown_ = false;
   uint64_t next_ = 0;

@@ -17,7 +17,9 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <tuple>
+#include <utility>
 
 namespace tool {
 
@@ -140,19 +142,21 @@ private:
 class Differ {
 public:
   Differ(const agent::Config& before, const agent::Config& after, const DiffOptions& options)
-      : before_(before), after_(after), options_(options), progress_("lines taken in:") {}
+      : before_(before), after_(after), options_(options) {}
 
   int run() {
     findPlaces();
     for (const agent::Family family : {agent::Family::ipv4, agent::Family::ipv6, agent::Family::mac}) {
       differs_.emplace(family, makeDiffer(family));
     }
+    progress_ = std::make_unique<Progress>("lines taken in:", lines());
     for (DiffPlace& place : places_) {
       place.diff = &differs_.at(place.family)->diff(place);
       changes_ += place.diff->isEmpty() ? 0 : 1;
     }
     if (!options_.pcap.empty()) {
       findCapturePlaces();
+      progress_.reset();
       capture_ = countCapture(options_.pcap, capturePlaces_);
     }
     if (options_.json) {
@@ -184,6 +188,19 @@ private:
     return sides;
   }
 
+  // Of all pairs of lists, each once. Where they differ, lines are taken in again.
+  uint64_t lines() const {
+    std::set<std::pair<const agent::AccessList*, const agent::AccessList*>> pairs;
+    for (const DiffPlace& place : places_) {
+      pairs.insert({place.before, place.after});
+    }
+    uint64_t lines = 0;
+    for (const auto& [before, after] : pairs) {
+      lines += (before == nullptr ? 0 : before->rules.size()) + (after == nullptr ? 0 : after->rules.size());
+    }
+    return lines;
+  }
+
   void findPlaces() {
     for (const Side& side : sides()) {
       for (const agent::Direction direction : {agent::Direction::in, agent::Direction::out}) {
@@ -210,7 +227,7 @@ private:
         traffic = verify::Traffic::headers;
       }
     }
-    return std::make_unique<FamilyDiffer>(family, traffic, options_, [this] { progress_.at(++done_); });
+    return std::make_unique<FamilyDiffer>(family, traffic, options_, [this] { progress_->at(++done_); });
   }
 
   // Those whose packets may change; families that do not change take part, because they may deny before and
@@ -366,7 +383,7 @@ private:
   const agent::Config& before_;
   const agent::Config& after_;
   const DiffOptions& options_;
-  Progress progress_;
+  std::unique_ptr<Progress> progress_;
   uint64_t done_ = 0;
   std::map<agent::Family, std::unique_ptr<FamilyDiffer>> differs_; // hold what the places point to
   std::vector<DiffPlace> places_;

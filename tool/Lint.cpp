@@ -219,7 +219,7 @@ private:
 class Linter {
 public:
   Linter(const agent::Config& config, const LintOptions& options)
-      : config_(config), options_(options), progress_("lines taken in and looked at:") {}
+      : config_(config), options_(options), progress_("lines taken in and looked at:", steps(config)) {}
 
   int run() {
     for (const agent::AccessList& list : config_.lists) {
@@ -237,6 +237,15 @@ public:
   }
 
 private:
+  // Lines are taken in, and then looked at.
+  static uint64_t steps(const agent::Config& config) {
+    uint64_t lines = 0;
+    for (const agent::AccessList& list : config.lists) {
+      lines += list.hasErrors ? 0 : list.rules.size();
+    }
+    return 2 * lines;
+  }
+
   // Each list has a space of its own, so that nothing is left of the one before.
   void look(const agent::AccessList& list) {
     verify::PacketSpace space(list.family, verify::trafficOf(&list), options_.memoryBytes());

@@ -20,6 +20,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <tuple>
 
 namespace tool {
@@ -221,13 +222,13 @@ Json comparisonJson(const Comparison& comparison) {
 class Verifier {
 public:
   Verifier(Session& session, const VerifyOptions& options)
-      : session_(session), options_(options), progress_("rows and lines taken in:") {}
+      : session_(session), options_(options), places_(chipPlaces(session)),
+        progress_("rows and lines taken in:", steps(session, places_)) {}
 
   int run() {
-    const std::vector<ChipPlace> places = chipPlaces(session_);
     for (const agent::Family family : {agent::Family::ipv4, agent::Family::ipv6, agent::Family::mac}) {
       FamilyVerifier verifier(session_, family, options_, [this] { progress_.at(++done_); });
-      for (const ChipPlace& place : places) {
+      for (const ChipPlace& place : places_) {
         if (familyOf(place.lookup.table) == family) {
           comparisons_.push_back(verifier.compare(place));
         }
@@ -246,6 +247,22 @@ public:
   }
 
 private:
+  // About as many as there will be: every list once, and every row.
+  static uint64_t steps(Session& session, const std::vector<ChipPlace>& places) {
+    std::set<const agent::AccessList*> lists;
+    std::set<std::tuple<uint8_t, XpXdk::xpIaclType_e>> tables;
+    uint64_t steps = 0;
+    for (const ChipPlace& place : places) {
+      if (place.list != nullptr && lists.insert(place.list).second) {
+        steps += place.list->rules.size();
+      }
+      if (place.enabled && tables.insert({place.chip, place.lookup.table}).second) {
+        steps += session.system().device(place.chip)->tcam(place.lookup.table)->numValid();
+      }
+    }
+    return steps;
+  }
+
   void printJson() const {
     Json json{{"equal", differences_ == 0}, {"comparisons", Json::array()}, {"differences", Json::array()}};
     for (const Comparison& comparison : comparisons_) {
@@ -304,6 +321,7 @@ private:
 
   Session& session_;
   const VerifyOptions& options_;
+  std::vector<ChipPlace> places_;
   Progress progress_;
   uint64_t done_ = 0;
   std::vector<Comparison> comparisons_;
