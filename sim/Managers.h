@@ -104,9 +104,11 @@ struct System::Managers : XpXdk::xpDeviceMgr, XpXdk::xpAclPl, XpXdk::xpIfPl {
 };
 
 // Executes one SDK call with everything that surrounds it. `arguments` makes the text behind the device
-// in the log; it refers to the caller's arguments and is called only when someone reads the text.
+// in the log; it refers to the caller's arguments and is called only when someone reads the text. `place`
+// may be completed while the call is executed.
 template <typename Arguments, typename Execute>
-XpXdk::XP_STATUS System::perform(Op op, uint8_t device, const Arguments& arguments, const Execute& execute) {
+XpXdk::XP_STATUS System::perform(Op op, uint8_t device, const CallPlace& place, const Arguments& arguments,
+                                 const Execute& execute) {
   ++numCalls_;
   const bool write = isWrite(op);
   numWrites_ += write;
@@ -114,7 +116,7 @@ XpXdk::XP_STATUS System::perform(Op op, uint8_t device, const Arguments& argumen
   if (!logEnabled_ && !hooked) {
     return execute();
   }
-  Call call(op, device, arguments);
+  Call call(op, device, arguments, place);
   if (write && beforeWrite_) {
     beforeWrite_(call);
   }

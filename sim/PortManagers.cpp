@@ -17,6 +17,12 @@ std::string indexText(uint32_t index) {
   return std::to_string(index);
 }
 
+CallPlace at(uint32_t index) {
+  CallPlace place;
+  place.index = index;
+  return place;
+}
+
 XP_STATUS check(const xpPortConfigEntry* entry) {
   if (!entry) {
     return statusInvalidArgument;
@@ -41,14 +47,14 @@ XP_STATUS check(const xpEgressBdEvifEntry* entry) {
 }
 
 template <typename Entry>
-XP_STATUS add(KeyedTable<Entry>& table, const Entry* entry, std::vector<uint32_t>& indexList) {
+XP_STATUS add(KeyedTable<Entry>& table, const Entry* entry, std::vector<uint32_t>& indexList,
+              CallPlace& place) {
   if (const XP_STATUS status = check(entry); status != statusOk) {
     return status;
   }
-  uint32_t index = 0;
-  const XP_STATUS status = table.add(*entry, index);
+  const XP_STATUS status = table.add(*entry, place.index);
   if (status == statusOk) {
-    indexList.push_back(index);
+    indexList.push_back(place.index);
   }
   return status;
 }
@@ -102,7 +108,7 @@ XP_STATUS PortConfigManager::getNumOfEntry(uint8_t device, uint32_t& count) {
 
 XP_STATUS PortConfigManager::writeEntry(uint8_t device, uint32_t portNumber, const xpPortConfigEntry* entry) {
   const auto arguments = [&] { return indexText(portNumber) + " " + textOf(entry); };
-  return system_.perform(Op::portConfigWrite, device, arguments, [&] {
+  return system_.perform(Op::portConfigWrite, device, at(portNumber), arguments, [&] {
     return onDevice(system_, device, [&](Device& d) -> XP_STATUS {
       if (portNumber >= d.portConfig().size()) {
         return statusRowOutOfRange;
@@ -148,9 +154,10 @@ XP_STATUS PortVlanManager::getNumOfEntry(uint8_t device, uint32_t& count) {
 XP_STATUS PortVlanManager::addEntry(uint8_t device, uint8_t copy, const xpPortVlanIvifEntry* entry,
                                     std::vector<uint32_t>& indexList) {
   const auto arguments = [&] { return "copy " + indexText(copy) + " " + textOf(entry); };
-  return system_.perform(Op::portVlanAdd, device, arguments, [&] {
+  CallPlace place;
+  return system_.perform(Op::portVlanAdd, device, place, arguments, [&] {
     return onDevice(system_, device, [&](Device& d) -> XP_STATUS {
-      return copy == 0 ? add(d.portVlan(), entry, indexList) : statusInvalidArgument;
+      return copy == 0 ? add(d.portVlan(), entry, indexList, place) : statusInvalidArgument;
     });
   });
 }
@@ -160,7 +167,7 @@ XP_STATUS PortVlanManager::writeEntry(uint8_t device, uint8_t copy, uint32_t ind
   const auto arguments = [&] {
     return "copy " + indexText(copy) + " " + indexText(index) + " " + textOf(entry);
   };
-  return system_.perform(Op::portVlanWrite, device, arguments, [&] {
+  return system_.perform(Op::portVlanWrite, device, at(index), arguments, [&] {
     return onDevice(system_, device, [&](Device& d) -> XP_STATUS {
       return copy == 0 ? write(d.portVlan(), index, entry) : statusInvalidArgument;
     });
@@ -169,7 +176,7 @@ XP_STATUS PortVlanManager::writeEntry(uint8_t device, uint8_t copy, uint32_t ind
 
 XP_STATUS PortVlanManager::removeEntry(uint8_t device, uint32_t index) {
   const auto arguments = [&] { return indexText(index); };
-  return system_.perform(Op::portVlanRemove, device, arguments, [&] {
+  return system_.perform(Op::portVlanRemove, device, at(index), arguments, [&] {
     return onDevice(system_, device, [&](Device& d) { return d.portVlan().remove(index); });
   });
 }
@@ -197,14 +204,15 @@ XP_STATUS EgressManager::getNumOfEntry(uint8_t device, uint32_t& count) {
 XP_STATUS EgressManager::addEntry(uint8_t device, const xpEgressBdEvifEntry* entry,
                                   std::vector<uint32_t>& indexList) {
   const auto arguments = [&] { return textOf(entry); };
-  return system_.perform(Op::egressAdd, device, arguments, [&] {
-    return onDevice(system_, device, [&](Device& d) { return add(d.egress(), entry, indexList); });
+  CallPlace place;
+  return system_.perform(Op::egressAdd, device, place, arguments, [&] {
+    return onDevice(system_, device, [&](Device& d) { return add(d.egress(), entry, indexList, place); });
   });
 }
 
 XP_STATUS EgressManager::writeEntry(uint8_t device, uint32_t index, const xpEgressBdEvifEntry* entry) {
   const auto arguments = [&] { return indexText(index) + " " + textOf(entry); };
-  return system_.perform(Op::egressWrite, device, arguments, [&] {
+  return system_.perform(Op::egressWrite, device, at(index), arguments, [&] {
     return onDevice(system_, device, [&](Device& d) { return write(d.egress(), index, entry); });
   });
 }
@@ -228,7 +236,7 @@ XP_STATUS EgressManager::lookup(uint8_t device, const xpEgressBdEvifEntry* entry
 
 XP_STATUS EgressManager::removeEntry(uint8_t device, uint32_t index) {
   const auto arguments = [&] { return indexText(index); };
-  return system_.perform(Op::egressRemove, device, arguments, [&] {
+  return system_.perform(Op::egressRemove, device, at(index), arguments, [&] {
     return onDevice(system_, device, [&](Device& d) { return d.egress().remove(index); });
   });
 }

@@ -77,13 +77,23 @@ constexpr bool isWrite(Op op) {
   }
 }
 
+// What a call writes to: a row of a TCAM table and, for data, one of its copies; a port; or an index of a
+// keyed table, which an addition knows only when it is done.
+struct CallPlace {
+  XpXdk::xpIaclType_e table = XpXdk::TACL_V4_IACL;
+  uint32_t index = 0;
+  uint8_t copy = 0;
+};
+
 // One SDK call while it happens. The texts are made when asked for.
 class Call {
 public:
-  Call(Op op, uint8_t device, std::function<std::string()> arguments)
-      : op_(op), device_(device), arguments_(std::move(arguments)) {}
+  Call(Op op, uint8_t device, std::function<std::string()> arguments, const CallPlace& place)
+      : op_(op), device_(device), arguments_(std::move(arguments)), place_(place) {}
   Op op() const { return op_; }
   uint8_t device() const { return device_; }
+  // Of a write. May be refused for what it names.
+  const CallPlace& place() const { return place_; }
   // The status; statusOk before the call is executed.
   XpXdk::XP_STATUS status() const { return status_; }
   void statusIs(XpXdk::XP_STATUS status) { status_ = status; }
@@ -94,6 +104,7 @@ private:
   uint8_t device_;
   XpXdk::XP_STATUS status_ = XpXdk::statusOk;
   std::function<std::string()> arguments_;
+  const CallPlace& place_;
 };
 
 class System {
@@ -166,7 +177,12 @@ private:
   friend class EgressManager;
 
   template <typename Arguments, typename Execute>
-  XpXdk::XP_STATUS perform(Op op, uint8_t device, const Arguments& arguments, const Execute& execute);
+  XpXdk::XP_STATUS perform(Op op, uint8_t device, const Arguments& arguments, const Execute& execute) {
+    return perform(op, device, CallPlace(), arguments, execute);
+  }
+  template <typename Arguments, typename Execute>
+  XpXdk::XP_STATUS perform(Op op, uint8_t device, const CallPlace& place, const Arguments& arguments,
+                           const Execute& execute);
   // The number of entries of a table of `device`, with the SDK log's messages about unknown devices.
   template <typename Count>
   XpXdk::XP_STATUS numOfEntry(uint8_t device, uint32_t& count, const Count& countOf);

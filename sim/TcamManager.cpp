@@ -85,7 +85,7 @@ XP_STATUS TcamManager::writeKeyMask(uint8_t device, xpIaclType_e table, uint32_t
     const std::string text = listText(table, key);
     return rowArgument(table, tcamIdx) + (text.empty() ? "" : " ") + text;
   };
-  return system_.perform(Op::writeKeyMask, device, arguments, [&]() -> XP_STATUS {
+  return system_.perform(Op::writeKeyMask, device, {table, tcamIdx}, arguments, [&]() -> XP_STATUS {
     TcamTable* tcam = nullptr;
     if (const XP_STATUS status = find(device, table, tcamIdx, tcam); status != statusOk) {
       return status;
@@ -109,7 +109,7 @@ XP_STATUS TcamManager::writeData(uint8_t device, xpIaclType_e table, uint8_t tbl
     return rowArgument(table, tcamIdx) + " copy " + std::to_string(tblNum) + " " +
            (data ? dataText(*data) : "null");
   };
-  return system_.perform(Op::writeData, device, arguments, [&]() -> XP_STATUS {
+  return system_.perform(Op::writeData, device, {table, tcamIdx, tblNum}, arguments, [&]() -> XP_STATUS {
     TcamTable* tcam = nullptr;
     if (const XP_STATUS status = find(device, table, tcamIdx, tcam); status != statusOk) {
       return status;
@@ -124,7 +124,7 @@ XP_STATUS TcamManager::writeData(uint8_t device, xpIaclType_e table, uint8_t tbl
 
 XP_STATUS TcamManager::setEntryValid(uint8_t device, xpIaclType_e table, uint32_t tcamIdx, uint8_t valid) {
   const auto arguments = [&] { return rowArgument(table, tcamIdx) + (valid ? " 1" : " 0"); };
-  return system_.perform(Op::setEntryValid, device, arguments, [&]() -> XP_STATUS {
+  return system_.perform(Op::setEntryValid, device, {table, tcamIdx}, arguments, [&]() -> XP_STATUS {
     TcamTable* tcam = nullptr;
     if (const XP_STATUS status = find(device, table, tcamIdx, tcam); status != statusOk) {
       return status;
