@@ -5,11 +5,13 @@
 #include "tool/Common.h"
 #include "verify/PacketSet.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <set>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 // How many packets and flows of a capture would fare differently, interface by interface.
