@@ -253,6 +253,7 @@ private:
   std::map<Acl::AclDirection, uint64_t> implicitHitsRead(uint8_t chip) const;
   void implicitHitsReadIs(uint8_t chip, const std::map<Acl::AclDirection, uint64_t>& read);
   void addHits(const AclName& name, uint64_t uniqueId, uint64_t hits);
+  void foldRemoved();
   void restoreCounters(uint8_t chip, XpAcl::TcamType table, const std::vector<uint32_t>& rows);
   XpAcl::AclKeyInfo versionOf(const Plex::AclKey& member, uint16_t id, bool routed) const;
   Vane::Ptr<Plex::AclData> aclDataOf(const Plex::AclKey& key);
@@ -296,7 +297,8 @@ private:
     AclName name;
     uint64_t hits = 0;
   };
-  std::map<uint64_t, Total> totals_; // by unique id
+  std::map<uint64_t, Total> totals_;    // by unique id
+  std::map<AclName, uint64_t> removed_; // hits of lines that the list lost, as far as they left totals_
   std::map<uint8_t, Adopted> adopted_;
   uint64_t implicitDeny_[2] = {0, 0};
   MemoryReserve reserve_;

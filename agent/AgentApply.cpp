@@ -115,6 +115,7 @@ ApplyResult Agent::check(const Config& config) const {
 ApplyResult Agent::apply(const Config& config) {
   VANE_ASSERT(!Vane::notificationDrainRunning());
   reserveAtLeast(bytesToAbandon);
+  foldRemoved();
   const std::set<uint8_t> chips = wantedChips(config);
   for (const uint8_t chip : chips) {
     makeHelper(chip);

@@ -1,6 +1,7 @@
 #include "agent/Agent.h"
 
 #include <algorithm>
+#include <unordered_set>
 
 // Hit counters. The chip has one block of counters a direction, shared by its tables: row r of an IPv4 table
 // counts at 2r + 1, row r of the IPv6 and of the MAC table both at 2r, and counter 0 is where everything
@@ -149,6 +150,32 @@ void Agent::addHits(const AclName& name, uint64_t uniqueId, uint64_t hits) {
   total.hits += hits;
 }
 
+// Lines that a list lost never come back: what they counted becomes one number a list. Done when they are
+// more than the lines that are left, so that it costs nothing to speak of.
+void Agent::foldRemoved() {
+  std::size_t lines = 0;
+  for (const auto& [name, generation] : registry_.all()) {
+    lines += generation.uniqueIds.size();
+  }
+  constexpr std::size_t few = 64;
+  if (totals_.size() <= 2 * lines + few) {
+    return;
+  }
+  std::unordered_set<uint64_t> current;
+  current.reserve(lines);
+  for (const auto& [name, generation] : registry_.all()) {
+    current.insert(generation.uniqueIds.begin(), generation.uniqueIds.end());
+  }
+  for (auto total = totals_.begin(); total != totals_.end();) {
+    if (current.count(total->first) != 0) {
+      ++total;
+      continue;
+    }
+    removed_[total->second.name] += total->second.hits;
+    total = totals_.erase(total);
+  }
+}
+
 // Through the library where every line has its counters; else row by row, so that nobody's hits are read in
 // the name of another.
 void Agent::pollAcl(uint8_t chip, const Plex::AclKey& key) {
@@ -242,6 +269,9 @@ Counters Agent::counters() const {
     if (current.count(id) == 0) {
       counters.lists[place.at(total.name)].removed += total.hits;
     }
+  }
+  for (const auto& [name, hits] : removed_) {
+    counters.lists[place.at(name)].removed += hits;
   }
   std::copy(std::begin(implicitDeny_), std::end(implicitDeny_), counters.implicitDeny);
   return counters;

@@ -1,6 +1,9 @@
 #include "agent/Desired.h"
 
 #include <algorithm>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
 
 namespace agent {
 
@@ -18,6 +21,9 @@ const AclGeneration* AclRegistry::current(const AclName& name) const {
   return found == current_.end() ? nullptr : &found->second;
 }
 
+// Neighbour solicitation, neighbour advertisement, and the final rule: ids behind those of the lines.
+static constexpr std::size_t implicitRules = 3;
+
 // An entry keeps its unique id while its text is unchanged; of equal texts the n-th keeps the n-th id.
 AclGeneration AclRegistry::next(const AccessList& list, Direction direction, bool neighborDiscovery) const {
   const AclGeneration* const old = current({list.name, list.family, direction});
@@ -25,40 +31,32 @@ AclGeneration AclRegistry::next(const AccessList& list, Direction direction, boo
   made.acl = aggregate(list, neighborDiscovery);
   const bool unchanged = old != nullptr && sameRules(old->acl->source, list);
   made.generation = old == nullptr ? 1 : unchanged ? old->generation : old->generation + 1;
-  std::map<std::string, std::size_t> seen;
-  const auto idOf = [&](const std::string& text) {
-    const std::size_t occurrence = seen[text]++;
-    uint64_t id = 0;
-    if (old != nullptr) {
-      const auto ids = old->idsByText.find(text);
-      if (ids != old->idsByText.end() && occurrence < ids->second.size()) {
-        id = ids->second[occurrence];
-      }
-    }
-    if (id == 0) {
-      id = ++lastUniqueId_;
-    }
-    made.idsByText[text].push_back(id);
-    made.uniqueIds.push_back(id);
-  };
   if (unchanged) {
     // The same rows under the same key: whatever was counted stays with them, also where only the
     // spelling of an entry changed.
     made.uniqueIds = old->uniqueIds;
-    for (std::size_t i = 0; i < list.rules.size(); ++i) {
-      made.idsByText[list.rules[i].text].push_back(made.uniqueIds[i]);
-    }
-    for (const int32_t origin : {originSolicitation, originAdvertisement, originFinal}) {
-      made.idsByText[made.acl->textOf(origin)].push_back(
-          made.uniqueIds[list.rules.size() + static_cast<std::size_t>(-origin - 1)]);
-    }
     return made;
   }
-  for (const Rule& rule : list.rules) {
-    idOf(rule.text);
+  // The ids of each text, the next one to give last.
+  std::unordered_map<std::string_view, std::vector<uint64_t>> idsByText;
+  const std::size_t oldLines = old == nullptr ? 0 : old->acl->source.rules.size();
+  idsByText.reserve(oldLines);
+  for (std::size_t i = oldLines; i-- > 0;) {
+    idsByText[old->acl->source.rules[i].text].push_back(old->uniqueIds[i]);
   }
-  for (const int32_t origin : {originSolicitation, originAdvertisement, originFinal}) {
-    idOf(made.acl->textOf(origin));
+  made.uniqueIds.reserve(list.rules.size() + implicitRules);
+  for (const Rule& rule : list.rules) {
+    const auto held = idsByText.find(rule.text);
+    if (held == idsByText.end() || held->second.empty()) {
+      made.uniqueIds.push_back(++lastUniqueId_);
+    } else {
+      made.uniqueIds.push_back(held->second.back());
+      held->second.pop_back();
+    }
+  }
+  // What follows the lines is the same in every list of the family.
+  for (std::size_t i = 0; i < implicitRules; ++i) {
+    made.uniqueIds.push_back(old == nullptr ? ++lastUniqueId_ : old->uniqueIds[oldLines + i]);
   }
   return made;
 }

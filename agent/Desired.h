@@ -33,7 +33,6 @@ struct AclGeneration {
   uint32_t generation = 0;
   std::shared_ptr<AggregatedAcl> acl;
   UniqueIds uniqueIds;
-  std::map<std::string, std::vector<uint64_t>> idsByText; // ids of equal texts in list order
 };
 
 // All lists that are applied somewhere. Generations of a name only go up, also when the list went away and
