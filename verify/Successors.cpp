@@ -40,7 +40,7 @@ struct Successors::Follow {
 };
 
 Successors::Successors(PacketSpace& space, const agent::AccessList& list, const Tick& tick)
-    : list_(list), leaves_(&list), pairs_(1) {
+    : leaves_(&list), pairs_(1) {
   Diagrams& diagrams = space.diagrams();
   const uint32_t operation = diagrams.newOperation();
   const auto follow = [&](const Diagram& a, const Diagram& b) {

@@ -42,7 +42,6 @@ private:
   struct Follow;
   uint32_t numberOf(const Pair& pair);
 
-  const agent::AccessList& list_;
   ListLeaves leaves_;
   std::vector<Pair> pairs_; // by number; 0 is no pair
   std::map<Pair, uint32_t> numbers_;
