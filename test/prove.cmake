@@ -1,0 +1,2 @@
+# Changes proven write by write, and the certificates of such proofs.
+xpacl_test(update_proof_test randomLists toolCommands)
