@@ -41,7 +41,7 @@ constexpr unsigned fewer = 1;
 constexpr agent::Table tables[] = {agent::Table::ingressV4, agent::Table::ingressV6, agent::Table::egressV4,
                                    agent::Table::egressV6, agent::Table::ingressMac};
 
-// Three ports, of which the third makes a port-channel of its own, and two VLANs with interfaces.
+// Two ports, one of them in two VLANs, of which one has an interface.
 class RandomChange {
 public:
   RandomChange(Random& random, RandomLists& lists) : random_(random), lists_(lists) {
@@ -62,35 +62,33 @@ public:
 
 private:
   void addInterfaces(agent::Config& config) {
-    for (unsigned port = 1; port <= 3; ++port) {
+    for (unsigned port = 1; port <= 2; ++port) {
       agent::Interface intf;
       intf.name = intf.portName = "Ethernet" + std::to_string(port);
       if (port == 1) {
         intf.accessVlan = 1;
       } else {
         intf.trunk = true;
-        intf.allowedVlans.push_back({1, 3});
+        intf.allowedVlans.push_back({1, 2});
       }
       config.interfaces.push_back(intf);
     }
-    for (const uint16_t vlan : {1, 2}) {
-      agent::Interface intf;
-      intf.name = "Vlan" + std::to_string(vlan);
-      intf.kind = agent::InterfaceKind::vlan;
-      intf.vlan = vlan;
-      config.interfaces.push_back(intf);
-    }
+    agent::Interface intf;
+    intf.name = "Vlan1";
+    intf.kind = agent::InterfaceKind::vlan;
+    intf.vlan = 1;
+    config.interfaces.push_back(intf);
   }
 
   void bindLists(std::size_t at) {
     const bool vlan = old.interfaces[at].kind == agent::InterfaceKind::vlan;
     for (const Direction direction : {Direction::in, Direction::out}) {
       for (const Family family : {Family::ipv4, Family::ipv6, Family::mac}) {
-        if (random_.oneIn(3) || (family == Family::mac && (vlan || direction == Direction::out))) {
+        if (random_.oneIn(2) || (family == Family::mac && (vlan || direction == Direction::out))) {
           continue;
         }
-        const AccessList before = lists_.list(name(), family, 6);
-        const AccessList after = random_.oneIn(3) ? edited(before) : lists_.list(name(), family, 6);
+        const AccessList before = lists_.list(name(), family, 5);
+        const AccessList after = random_.oneIn(3) ? edited(before) : lists_.list(name(), family, 5);
         if (!random_.oneIn(4)) {
           bind(old, at, before, direction);
         }
@@ -163,6 +161,7 @@ public:
     startsRight_ = isRight(false);
     for (const tool::ChipWrite& write : change_.writes) {
       tool::applyWrite(*chips_, write);
+      ofState_.clear();
       verdicts.emplace_back();
       for (const tool::ProofPlace& place : places_) {
         verdicts.back().push_back(place.isLasting() ? judged(place) : PlaceVerdict::same);
@@ -176,16 +175,31 @@ public:
   bool endsRight() const { return endsRight_; }
 
 private:
+  // Lists do not change; what rows permit is found out again in every state, once an id and copy.
   verify::PacketSet chipSet(const tool::ProofPlace& place) {
     verify::PacketSpace& space = *spaces_.at(place.family);
     const tool::PlaceState state = tool::stateAt(*chips_, place);
-    return !state.enabled
-               ? space.all()
-               : tool::chipPermitted(space, *chips_->device(place.chip), tool::lookupAt(place, state.aclId));
+    if (!state.enabled) {
+      return space.all();
+    }
+    const auto key = std::tuple(place.chip, place.table(), state.aclId, place.role);
+    const auto found = ofState_.find(key);
+    return found != ofState_.end()
+               ? found->second
+               : ofState_
+                     .emplace(key, tool::chipPermitted(space, *chips_->device(place.chip),
+                                                       tool::lookupAt(place, state.aclId)))
+                     .first->second;
   }
   verify::PacketSet lines(const tool::ProofPlace& place, bool fresh) {
-    return verify::permitted(*spaces_.at(place.family),
-                             fresh ? listOf(fresh_, place, place.fresh) : listOf(old_, place, place.old));
+    const AccessList* const list =
+        fresh ? listOf(fresh_, place, place.fresh) : listOf(old_, place, place.old);
+    const auto found = lists_.find({place.family, list});
+    return found != lists_.end() ? found->second
+                                 : lists_
+                                       .emplace(std::pair(place.family, list),
+                                                verify::permitted(*spaces_.at(place.family), list))
+                                       .first->second;
   }
   PlaceVerdict judged(const tool::ProofPlace& place) {
     return tool::judgedAs(chipSet(place), lines(place, false), lines(place, true),
@@ -204,6 +218,8 @@ private:
   std::vector<tool::ProofPlace> places_;
   std::unique_ptr<sim::System> chips_;
   std::map<Family, std::unique_ptr<verify::PacketSpace>> spaces_;
+  std::map<std::tuple<uint8_t, XpXdk::xpIaclType_e, uint8_t, sim::Role>, verify::PacketSet> ofState_;
+  std::map<std::pair<Family, const AccessList*>, verify::PacketSet> lists_;
   bool startsRight_ = false;
   bool endsRight_ = false;
 };
@@ -233,7 +249,7 @@ std::string compared(const UpdateProof& proof, Anew& anew) {
 TEST(UpdateProof, RandomChangesAreProvenAndAgreeWithSetsMadeAnew) {
   Random random(Random::seed("prove"));
   RandomLists lists(random);
-  const unsigned changes = isLong() ? 600 : 40 / fewer;
+  const unsigned changes = isLong() ? 1000 : 24 / fewer;
   uint64_t writes = 0;
   uint64_t judged = 0;
   unsigned refused = 0;

@@ -22,5 +22,6 @@ void addRun(CLI::App& program, Run& run);
 void addVerify(CLI::App& program, Run& run);
 void addLint(CLI::App& program, Run& run);
 void addDiff(CLI::App& program, Run& run);
+void addCheckCertificate(CLI::App& program, Run& run);
 
 } // namespace tool

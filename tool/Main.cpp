@@ -30,6 +30,7 @@ int main(int argc, char** argv) {
   tool::addVerify(program, run);
   tool::addLint(program, run);
   tool::addDiff(program, run);
+  tool::addCheckCertificate(program, run);
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

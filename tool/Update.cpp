@@ -8,6 +8,7 @@
 #include "tool/Commands.h"
 #include "tool/Session.h"
 #include "tool/UpdateCheck.h"
+#include "tool/UpdateProofReport.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -185,7 +186,16 @@ private:
   Verdicts verdicts_;
 };
 
-int runUpdate(const UpdateOptions& options) {
+struct UpdateCommandOptions : UpdateOptions {
+  bool prove = false;
+  std::string certificate;
+  std::size_t memory = SetOptions().memory;
+};
+
+int runUpdate(const UpdateCommandOptions& options) {
+  if (!options.prove && options.pcap.empty()) {
+    throw Exit(exitBadInput, "give --pcap FILE with packets to send during the change, or --prove for all");
+  }
   const agent::Config from = loadConfig(options.from, options);
   const agent::Config to = loadConfig(options.to, options);
   const std::string tables = otherSizes(from, to);
@@ -195,8 +205,34 @@ int runUpdate(const UpdateOptions& options) {
                                  "); they are fixed when a chip starts: give --tcam, or the same hardware "
                                  "lines");
   }
+  if (options.prove) {
+    ProofOptions proof;
+    static_cast<CommonOptions&>(proof) = options;
+    proof.memory = options.memory;
+    proof.from = options.from;
+    proof.to = options.to;
+    proof.certificate = options.certificate;
+    return proveUpdate(from, to, proof);
+  }
   Session session(from, options, {&to});
   return update(session, to, options, true).findings == 0 ? exitDone : exitNo;
+}
+
+void addProofOptions(CLI::App& command, UpdateCommandOptions& options) {
+  CLI::Option* const prove = command.add_flag(
+      "--prove", options.prove, "Without packets: look at all of them after every write, as exact sets");
+  for (const char* const name : {"--pcap", "--in", "--out", "--vlan", "--every"}) {
+    prove->excludes(command.get_option(name));
+  }
+  command.get_option("--pcap")->required(false);
+  command
+      .add_option("--certificate", options.certificate,
+                  "Write what was proven to this file, for check-certificate")
+      ->needs(prove);
+  command.add_option("--memory", options.memory, "MiB that the sets of --prove may take")
+      ->check(CLI::Range(16, 1048576))
+      ->capture_default_str()
+      ->needs(prove);
 }
 
 } // namespace
@@ -228,16 +264,18 @@ UpdateResult update(Session& session, const agent::Config& config, const UpdateO
 }
 
 void addUpdate(CLI::App& program, Run& run) {
-  auto options = std::make_shared<UpdateOptions>();
-  CLI::App* command =
-      program.add_subcommand("update", "Change a configuration while packets flow, and watch them");
+  auto options = std::make_shared<UpdateCommandOptions>();
+  CLI::App* command = program.add_subcommand(
+      "update", "Change a configuration while packets flow, and watch them, or prove it for all packets");
   command->add_option("OLD", options->from, "The configuration in force")->required();
   command->add_option("NEW", options->to, "The configuration to change to")->required();
   addUpdateOptions(*command, *options);
+  addProofOptions(*command, *options);
   addCommonOptions(*command, *options);
   command->footer(
-      "Example:\n"
-      "  xpacl update old.conf new.conf --in Gi1/0/1 --pcap lan.pcap\n\n"
+      "Examples:\n"
+      "  xpacl update old.conf new.conf --in Gi1/0/1 --pcap lan.pcap\n"
+      "  xpacl update old.conf new.conf --prove --certificate change.json\n\n"
       "Exit status 1: some verdict was neither the old one, nor the new one, nor the drop of a blocked "
       "interface; or the change does not fit.");
   command->callback([options, &run] { run = [options] { return runUpdate(*options); }; });
