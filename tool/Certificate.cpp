@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <limits>
 #include <sstream>
 
 namespace tool {
@@ -121,6 +122,10 @@ ChipWrite writeFrom(const Json& json) {
   }
   write.index = numberOf<uint32_t>(json, "index");
   write.bytes = bytesOf(textOf(json, "bytes"));
+  if (write.bytes.size() != numBytes(write.op, write.table)) {
+    throw BadCertificate(std::string(sim::opName(write.op)) + " has " + std::to_string(write.bytes.size()) +
+                         " bytes instead of " + std::to_string(numBytes(write.op, write.table)));
+  }
   return write;
 }
 
@@ -315,6 +320,9 @@ std::string chained(const std::string& before, const Json& next) {
 }
 
 Json without(const Json& json, const char* name) {
+  if (!json.is_object()) {
+    throw BadCertificate("it is no object");
+  }
   Json rest = json;
   rest.erase(name);
   return rest;

@@ -63,28 +63,6 @@ void playRow(xpIaclMgr& manager, const ChipWrite& write) {
   }
 }
 
-// How many bytes a write of this kind has.
-std::size_t numBytes(const ChipWrite& write) {
-  switch (write.op) {
-  case Op::writeKeyMask:
-    return 2u * iaclKeyLayout(iaclTable(write.table)->keyType)->length;
-  case Op::writeData:
-    return 5;
-  case Op::setEntryValid:
-    return 1;
-  case Op::portConfigWrite:
-    return 3;
-  case Op::portVlanAdd:
-  case Op::portVlanWrite:
-    return 6;
-  case Op::egressAdd:
-  case Op::egressWrite:
-    return 10;
-  default:
-    return 0;
-  }
-}
-
 // What a row is made of, to see whether a write changed it.
 struct RowContent {
   sim::TcamRow row;
@@ -136,8 +114,13 @@ public:
     std::unique_ptr<sim::System> end;
     if (configs_ == nullptr) {
       end = chipsOf(change_.chips, change_.start);
-      for (const ChipWrite& write : change_.writes) {
-        applyWrite(*end, write);
+      for (std::size_t i = 0; i < change_.writes.size(); ++i) {
+        try {
+          applyWrite(*end, change_.writes[i]);
+        } catch (const BadWrite& error) {
+          throw BadCertificate("write " + std::to_string(i + 1) + " (" + writeText(change_.writes[i]) +
+                               "): " + error.what());
+        }
       }
     }
     for (const ProofPlace& place : places_) {
@@ -298,9 +281,9 @@ void checkImage(const sim::System& chips, const std::string& said, const char* w
 } // namespace
 
 void playWrite(sim::System& system, const ChipWrite& write) {
-  if (write.bytes.size() != numBytes(write)) {
+  if (write.bytes.size() != numBytes(write.op, write.table)) {
     throw BadWrite(std::string(sim::opName(write.op)) + " has " + std::to_string(write.bytes.size()) +
-                   " bytes instead of " + std::to_string(numBytes(write)));
+                   " bytes instead of " + std::to_string(numBytes(write.op, write.table)));
   }
   xpIfPl& ports = system.ifPl();
   std::vector<uint32_t> indexes;
@@ -498,7 +481,7 @@ int runCheck(const CheckOptions& options) {
     } catch (const BadCertificate& error) {
       refuted = error.what();
     } catch (const BadWrite& error) {
-      refuted = std::string("what the chips held at the start: ") + error.what();
+      refuted = std::string("what the chips held at the start cannot be: ") + error.what();
     }
   }
   printResult(options, certificate, checker, refuted);

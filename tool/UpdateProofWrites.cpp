@@ -240,6 +240,27 @@ BoundLists listsOf(const agent::Interface& intf, const agent::Config& config) {
 
 } // namespace
 
+std::size_t numBytes(Op op, xpIaclType_e table) {
+  switch (op) {
+  case Op::writeKeyMask:
+    return 2u * iaclKeyLayout(iaclTable(table)->keyType)->length;
+  case Op::writeData:
+    return sizeof(uint8_t) + sizeof(uint32_t);
+  case Op::setEntryValid:
+    return sizeof(uint8_t);
+  case Op::portConfigWrite:
+    return 3 * sizeof(uint8_t);
+  case Op::portVlanAdd:
+  case Op::portVlanWrite:
+    return 2 * sizeof(uint16_t) + 2 * sizeof(uint8_t);
+  case Op::egressAdd:
+  case Op::egressWrite:
+    return 2 * sizeof(uint16_t) + 6 * sizeof(uint8_t);
+  default:
+    return 0;
+  }
+}
+
 std::string writeText(const ChipWrite& write) {
   return std::string(sim::opName(write.op)) + " d" + std::to_string(write.chip) + " " +
          (isRowWrite(write.op) ? sim::tableText(write.table) + " " : "") + std::to_string(write.index) +

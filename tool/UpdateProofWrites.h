@@ -5,6 +5,7 @@
 #include "sim/System.h"
 #include "tool/Session.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -42,7 +43,10 @@ constexpr bool isRowWrite(sim::Op op) {
   return op == sim::Op::writeKeyMask || op == sim::Op::writeData || op == sim::Op::setEntryValid;
 }
 
-// "setEntryValid d0 TACL_V4_IACL 3 1", as in the log of calls.
+// How many bytes such a write has.
+std::size_t numBytes(sim::Op op, XpXdk::xpIaclType_e table);
+
+// "setEntryValid d0 TACL_V4_IACL 3 1", as in the log of calls. Requires as many bytes.
 std::string writeText(const ChipWrite& write);
 
 // A write that the chip cannot execute: no such chip, row, port or index, or bytes of another length.
