@@ -174,8 +174,7 @@ std::size_t idMove(const Json& json) {
 
 void moveFirst(Json& json) {
   Json& writes = json["writes"];
-  const Json moved = writes[idMove(json)];
-  writes.erase(idMove(json));
+  const Json moved = writes[idMove(json)]; // and again in its own time
   writes.insert(writes.begin(), moved);
 }
 
@@ -194,7 +193,7 @@ const Tampering tamperings[] = {
        bytes[2] = bytes[2] == '0' ? '4' : '0';
        json["writes"][rowWrite]["bytes"] = bytes;
      },
-     chain, "?"},
+     chain, endImage},
     {"bytes missing", [](Json& json) { json["writes"][rowWrite]["bytes"] = "00"; }, chain,
      "write 4: writeData has 1 bytes instead of 5"},
     {"a write dropped", [](Json& json) { json["writes"].erase(rowWrite); }, chain, endImage},
@@ -204,11 +203,12 @@ const Tampering tamperings[] = {
      "it names 14 places, but packets are judged at 6"},
     {"two writes exchanged that may be",
      [](Json& json) { std::swap(json["writes"][rowWrite], json["writes"][rowWrite + 1]); }, chain, ""},
-    {"the port moved before the rows are there", moveFirst,
+    {"the new id in force before its rows are there", moveFirst,
      "write 1: its hash does not follow from it and what stands before it; it was changed, moved, or one "
      "before it was left out",
-     "?"},
-    {"the port moved before the rows are there, and said so",
+     "write 1 (portConfigWrite d0 1 PAclId=2 aclEnBits=1 macAclEn=0): says 'Ethernet1 in ipv4 new, Ethernet1 "
+     "in ipv6 same, Ethernet1 in mac same', but is 'Ethernet1 in ipv4 neither'"},
+    {"the new id in force before its rows are there, and said so",
      [](Json& json) {
        moveFirst(json);
        Json& first = json["writes"][0];
@@ -217,7 +217,8 @@ const Tampering tamperings[] = {
      },
      "write 1: its hash does not follow from it and what stands before it; it was changed, moved, or one "
      "before it was left out",
-     "?"},
+     "write 1 (portConfigWrite d0 1 PAclId=2 aclEnBits=1 macAclEn=0): at Ethernet1 in ipv4 some packet meets "
+     "neither the old nor the new list"},
     {"a write repeated", [](Json& json) { json["writes"].push_back(json["writes"][rowWrite]); },
      "write 23: its hash does not follow from it and what stands before it; it was changed, moved, or one "
      "before it was left out",
@@ -245,12 +246,14 @@ const Tampering tamperings[] = {
      R"(place 0 is not what it says: it is {"place":0,"interface":"Ethernet1","direction":"in","family":"ipv4","role":"port","chip":0,"port":1,"old":{"list":"WEB"},"new":"no packets"})"},
     {"another row at the start", [](Json& json) { json["start"]["content"].erase(0); }, head,
      "the chips before the first write have the hash HASH, not HASH"},
-    {"smaller tables", [](Json& json) { json["chips"][0]["rows"]["TACL_V4_IACL"] = 5; }, head, "?"},
+    {"smaller tables", [](Json& json) { json["chips"][0]["rows"]["TACL_V4_IACL"] = 5; }, head,
+     "there is no row 4095 of TACL_V4_IACL"},
     {"another end", [](Json& json) { json["end"]["image"] = json["start"]["image"]; }, end, endImage},
     {"no end", [](Json& json) { json["end"] = 7; }, "it is no object", nullptr},
     {"a write of another kind", [](Json& json) { json["writes"][rowWrite]["op"] = "readEntry"; }, chain,
      "write 4: 'readEntry' is no write"},
-    {"a chip that there is not", [](Json& json) { json["writes"][rowWrite]["chip"] = 9; }, chain, "?"},
+    {"a chip that there is not", [](Json& json) { json["writes"][rowWrite]["chip"] = 9; }, chain,
+     "write 4 (writeData d9 TACL_V4_IACL 4 copy 0 log=0 count=1 result=1 cntr=9): there is no chip 9"},
 };
 
 TEST(Certificate, TamperingIsRefusedWithItsReason) {
