@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "sim/LookupWords.h"
+
+// Which bits of the key a node of the search tree reads.
+
+namespace sim {
+
+// Some bits of at most two words of the key. Read one behind the other they number the node's children.
+struct BitChoice {
+  uint64_t bitsA = 0;
+  uint64_t bitsB = 0;
+  uint8_t wordA = 0;
+  uint8_t wordB = 0;
+  uint8_t numBitsA = 0;
+  uint8_t numBits = 0; // of both; 0: no bits tell the rows apart well enough
+};
+
+struct BitLimits {
+  unsigned maxBits = 10;
+  // A row that ignores more chosen bits than this is none of the node's rows: it goes to another tree.
+  unsigned maxIgnored = 64;
+  // How many times as many rows the children may have together as the node.
+  double maxCopies = 2;
+  // Rows that a key meets on average: fewer are not worth another bit.
+  double enoughRows = 5;
+};
+
+// Rows that chooseBits() is given for all of a node's at most: more would hardly change what it chooses.
+constexpr std::size_t maxBitSample = 256;
+
+// Bits that spread rows well over the children, each bit that helps most next to those chosen before, for a
+// node of `numRows` rows of which `sample` (not empty) are some, or all. What a lookup costs is taken to be
+// the rows of the child that it comes to, and keys are taken to be distributed like the rows: half of what a
+// row ignores falls to either side.
+BitChoice chooseBits(std::span<const RowWords> sample, std::size_t numRows, const BitLimits& limits);
+
+// Up to 16 bits of at most two words by which the few rows of a leaf are told apart, and from other keys,
+// most cheaply. `used` bits are those that all keys which come to the leaf have been asked for already.
+BitChoice chooseSignature(std::span<const RowWords> rows, const KeyWords& used);
+constexpr unsigned signatureBits = 16;
+
+// The bits of `word` that `mask` selects, moved together to the low end.
+uint64_t extractBits(uint64_t word, uint64_t mask);
+
+} // namespace sim

@@ -1,0 +1,204 @@
+#include <algorithm>
+#include <array>
+#include <bit>
+
+#include "Vane/Assert.h"
+
+#include "sim/LookupTree.h"
+
+// Leaves of the search tree, and the memory that nodes, children and blocks stand in.
+
+namespace sim {
+
+using Ref = LookupTree::Ref;
+using Block = LookupTree::Block;
+
+namespace {
+void placeIsUnused(Block& block, unsigned at) {
+  block.value[at] = 0xFFFF;
+  block.care[at] = 0;
+  block.rows[at] = noTcamRow;
+}
+} // namespace
+
+uint16_t LookupTree::signatureOf(const Block& block, const KeyWords& words) {
+  return static_cast<uint16_t>(extractBits(words[block.wordA], block.bitsA) |
+                               extractBits(words[block.wordB], block.bitsB) << block.numBitsA);
+}
+
+std::size_t LookupTree::leafRows(Ref leaf) const {
+  std::size_t rows = blocks_[leaf & indexBits].length;
+  while ((leaf & moreBit) != 0) {
+    leaf = blocks_[leaf & indexBits].next;
+    rows += blocks_[leaf & indexBits].length;
+  }
+  return rows;
+}
+
+// Fills a block with rows, which ascend, under the signature that suits them.
+void LookupTree::signatureIs(Block& block, std::span<const uint32_t> rows, const Place& place) {
+  std::array<RowWords, blockRows> words;
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    words[i] = wordsOf(rows[i]);
+  }
+  const BitChoice choice = chooseSignature({words.data(), rows.size()}, place.used);
+  block.bitsA = choice.bitsA;
+  block.bitsB = choice.bitsB;
+  block.wordA = choice.wordA;
+  block.wordB = choice.wordB;
+  block.numBitsA = choice.numBitsA;
+  block.length = static_cast<uint8_t>(rows.size());
+  for (unsigned i = 0; i < blockRows; ++i) {
+    if (i < rows.size()) {
+      block.rows[i] = rows[i];
+      block.value[i] = signatureOf(block, words[i].value);
+      block.care[i] = signatureOf(block, words[i].care);
+    } else {
+      placeIsUnused(block, i);
+    }
+  }
+}
+
+// `block` has room.
+void LookupTree::rowEnters(Block& block, uint32_t row, const RowWords& words) {
+  unsigned at = block.length++;
+  for (; at > 0 && block.rows[at - 1] > row; --at) {
+    block.rows[at] = block.rows[at - 1];
+    block.value[at] = block.value[at - 1];
+    block.care[at] = block.care[at - 1];
+  }
+  block.rows[at] = row;
+  block.value[at] = signatureOf(block, words.value);
+  block.care[at] = signatureOf(block, words.care);
+}
+
+void LookupTree::rowLeaves(Block& block, unsigned at) {
+  const unsigned last = --block.length;
+  for (; at < last; ++at) {
+    block.rows[at] = block.rows[at + 1];
+    block.value[at] = block.value[at + 1];
+    block.care[at] = block.care[at + 1];
+  }
+  placeIsUnused(block, last);
+}
+
+Ref LookupTree::makeLeaf(const Numbers& rows, const Place& place) {
+  Ref first = emptyLeaf;
+  uint32_t before = 0;
+  for (std::size_t begin = 0; begin < rows.size(); begin += blockRows) {
+    const std::size_t count = std::min<std::size_t>(blockRows, rows.size() - begin);
+    const uint32_t block = takeBlock();
+    (begin == 0 ? first : blocks_[before].next) =
+        leafBit | block | (begin + count < rows.size() ? moreBit : 0);
+    signatureIs(blocks_[block], std::span(rows).subspan(begin, count), place);
+    before = block;
+  }
+  return first;
+}
+
+// Enters a row between its neighbours. A full block gives its upper half to a new one behind it.
+Ref LookupTree::enterLeaf(Ref leaf, uint32_t row, const RowWords& words, const Place& place) {
+  if (leaf == emptyLeaf) {
+    return makeLeaf({row}, place);
+  }
+  Ref* ref = &leaf;
+  while ((*ref & moreBit) != 0 && blocks_[blocks_[*ref & indexBits].next & indexBits].rows[0] < row) {
+    ref = &blocks_[*ref & indexBits].next;
+  }
+  const uint32_t index = *ref & indexBits;
+  if (blocks_[index].length == blockRows) {
+    const Ref more = *ref & moreBit;
+    *ref |= moreBit;
+    const uint32_t behind = takeBlock(); // moves the blocks
+    blocks_[behind].next = blocks_[index].next;
+    blocks_[index].next = leafBit | behind | more;
+    std::array<uint32_t, blockRows + 1> rows;
+    const auto at = std::upper_bound(blocks_[index].rows.begin(), blocks_[index].rows.end(), row);
+    auto out = std::copy(blocks_[index].rows.begin(), at, rows.begin());
+    *out++ = row;
+    std::copy(at, blocks_[index].rows.end(), out);
+    // Rows that are written in order fill their blocks.
+    const unsigned kept = rows.back() == row ? blockRows : (blockRows + 1) / 2;
+    signatureIs(blocks_[index], std::span(rows).first(kept), place);
+    signatureIs(blocks_[behind], std::span(rows).subspan(kept), place);
+    return leaf;
+  }
+  Block& block = blocks_[index];
+  rowEnters(block, row, words);
+  // A signature that suits few rows may not suit many.
+  if (std::has_single_bit(unsigned{block.length})) {
+    const std::array<uint32_t, blockRows> rows = block.rows;
+    signatureIs(block, std::span(rows).first(block.length), place);
+  }
+  return leaf;
+}
+
+// Takes a row out. A block that is empty then leaves the leaf.
+Ref LookupTree::leaveLeaf(Ref leaf, uint32_t row) {
+  Ref* before = nullptr;
+  Ref* ref = &leaf;
+  Block* block = &blocks_[*ref & indexBits];
+  while (block->rows[block->length - 1] < row) {
+    VANE_ASSERT((*ref & moreBit) != 0);
+    before = ref;
+    ref = &block->next;
+    block = &blocks_[*ref & indexBits];
+  }
+  const auto at = std::lower_bound(block->rows.begin(), block->rows.end(), row);
+  VANE_ASSERT(*at == row);
+  rowLeaves(*block, static_cast<unsigned>(at - block->rows.begin()));
+  if (block->length != 0) {
+    return leaf;
+  }
+  freeBlocks_.push_back(*ref & indexBits);
+  if ((*ref & moreBit) != 0) {
+    *ref = block->next;
+  } else if (before) {
+    *before &= ~moreBit;
+  } else {
+    leaf = emptyLeaf;
+  }
+  return leaf;
+}
+
+uint32_t LookupTree::takeBlock() {
+  uint32_t index;
+  if (!freeBlocks_.empty()) {
+    index = freeBlocks_.back();
+    freeBlocks_.pop_back();
+  } else {
+    index = static_cast<uint32_t>(blocks_.size());
+    VANE_ASSERT(index < indexBits);
+    blocks_.emplace_back();
+  }
+  Block& block = blocks_[index];
+  block = {};
+  block.next = emptyLeaf;
+  for (unsigned at = 0; at < blockRows; ++at) {
+    placeIsUnused(block, at);
+  }
+  return index;
+}
+
+uint32_t LookupTree::takeNode() {
+  if (freeNodes_.empty()) {
+    nodes_.emplace_back();
+    return static_cast<uint32_t>(nodes_.size() - 1);
+  }
+  const uint32_t node = freeNodes_.back();
+  freeNodes_.pop_back();
+  return node;
+}
+
+uint32_t LookupTree::takeRefs(unsigned numBits) {
+  std::vector<uint32_t>& free = freeRefs_[numBits];
+  if (free.empty()) {
+    refs_.resize(refs_.size() + (std::size_t{1} << numBits), emptyLeaf);
+    return static_cast<uint32_t>(refs_.size() - (std::size_t{1} << numBits));
+  }
+  const uint32_t first = free.back();
+  free.pop_back();
+  return first;
+}
+
+} // namespace sim

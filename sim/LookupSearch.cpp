@@ -1,0 +1,143 @@
+#include "sim/LookupTree.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
+#include "Vane/Assert.h"
+
+// The ways down the trees. One source, LookupKernel.inc, is compiled for each kind of processor; which of
+// them runs is decided when a tree is made.
+
+namespace sim {
+
+namespace {
+
+using Ref = LookupTree::Ref;
+using Node = LookupTree::Node;
+using Block = LookupTree::Block;
+using Record = LookupTree::Record;
+using View = LookupTree::View;
+
+constexpr unsigned searchBatch = 32;
+// Sixteen places are compared at once: those of the block and three that are not its own, but in it.
+constexpr unsigned placeBits = (1u << LookupTree::blockRows) - 1;
+
+namespace portable {
+#define TARGET
+inline uint64_t extract(uint64_t word, uint64_t mask) {
+  return extractBits(word, mask);
+}
+inline unsigned agreeing(const Block& block, uint16_t signature) {
+  unsigned agree = 0;
+  for (unsigned at = 0; at < LookupTree::blockRows; ++at) {
+    agree |= unsigned{(signature & block.care[at]) == block.value[at]} << at;
+  }
+  return agree;
+}
+#include "sim/LookupKernel.inc"
+#undef TARGET
+} // namespace portable
+
+#if defined(__x86_64__)
+namespace avx2 {
+#define TARGET [[gnu::target("avx2,bmi,bmi2")]]
+TARGET inline uint64_t extract(uint64_t word, uint64_t mask) {
+  return _pext_u64(word, mask);
+}
+TARGET inline __m256i load(const std::array<uint16_t, LookupTree::blockRows>& words) {
+  return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(words.data()));
+}
+TARGET inline unsigned agreeing(const Block& block, uint16_t signature) {
+  const __m256i key = _mm256_set1_epi16(static_cast<short>(signature));
+  const __m256i equal = _mm256_cmpeq_epi16(_mm256_and_si256(key, load(block.care)), load(block.value));
+  const __m128i bytes = _mm_packs_epi16(_mm256_castsi256_si128(equal), _mm256_extracti128_si256(equal, 1));
+  return static_cast<unsigned>(_mm_movemask_epi8(bytes)) & placeBits;
+}
+#include "sim/LookupKernel.inc"
+#undef TARGET
+} // namespace avx2
+
+namespace avx512 {
+#define TARGET [[gnu::target("avx512f,avx512bw,avx512vl,avx2,bmi,bmi2")]]
+TARGET inline uint64_t extract(uint64_t word, uint64_t mask) {
+  return _pext_u64(word, mask);
+}
+TARGET inline __m256i load(const std::array<uint16_t, LookupTree::blockRows>& words) {
+  return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(words.data()));
+}
+TARGET inline unsigned agreeing(const Block& block, uint16_t signature) {
+  const __m256i compared =
+      _mm256_and_si256(_mm256_set1_epi16(static_cast<short>(signature)), load(block.care));
+  return _mm256_cmpeq_epi16_mask(compared, load(block.value)) & placeBits;
+}
+#include "sim/LookupKernel.inc"
+#undef TARGET
+} // namespace avx512
+#endif
+
+LookupPath fastestPath() {
+#if defined(__x86_64__)
+  const bool bits =
+      __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2");
+  if (bits && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+      __builtin_cpu_supports("avx512vl")) {
+    return LookupPath::avx512;
+  }
+  if (bits) {
+    return LookupPath::avx2;
+  }
+#endif
+  return LookupPath::portable;
+}
+
+} // namespace
+
+LookupPath bestLookupPath() {
+  static const LookupPath best = [] {
+    const char* named = std::getenv("XPACL_LOOKUP");
+    const std::string_view name = named ? named : "";
+    const LookupPath asked = name == "portable" ? LookupPath::portable
+                             : name == "avx2"   ? LookupPath::avx2
+                                                : LookupPath::avx512;
+    return std::min(asked, fastestPath());
+  }();
+  return best;
+}
+
+uint32_t LookupTree::search(const TcamKeyBytes& key) const {
+  switch (path_) {
+#if defined(__x86_64__)
+  case LookupPath::avx512:
+    return avx512::searchOne(view(), key);
+  case LookupPath::avx2:
+    return avx2::searchOne(view(), key);
+#endif
+  default:
+    return portable::searchOne(view(), key);
+  }
+}
+
+void LookupTree::search(std::span<const TcamKeyBytes> keys, std::span<uint32_t> rows) const {
+  VANE_ASSERT(rows.size() >= keys.size());
+  switch (path_) {
+#if defined(__x86_64__)
+  case LookupPath::avx512:
+    avx512::searchAll(view(), keys.data(), rows.data(), keys.size());
+    break;
+  case LookupPath::avx2:
+    avx2::searchAll(view(), keys.data(), rows.data(), keys.size());
+    break;
+#endif
+  default:
+    portable::searchAll(view(), keys.data(), rows.data(), keys.size());
+  }
+}
+
+} // namespace sim

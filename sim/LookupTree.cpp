@@ -1,0 +1,403 @@
+#include "sim/LookupTree.h"
+
+#include <algorithm>
+#include <bit>
+
+namespace sim {
+
+namespace {
+using Ref = LookupTree::Ref;
+using Node = LookupTree::Node;
+
+// Longer leaves become nodes when there are bits that tell their rows apart.
+constexpr std::size_t maxLeaf = LookupTree::blockRows;
+// A node with no more rows becomes a leaf.
+constexpr uint32_t leastNode = 6;
+constexpr unsigned maxDepth = 12;
+// Bits of a root that a row may ignore before it goes to the next tree.
+constexpr unsigned maxIgnoredOfRoot = 3;
+constexpr unsigned unlimited = 64;
+
+Node nodeOf(const BitChoice& choice) {
+  Node node;
+  node.bitsA = choice.bitsA;
+  node.bitsB = choice.bitsB;
+  node.wordA = choice.wordA;
+  node.wordB = choice.wordB;
+  node.numBitsA = choice.numBitsA;
+  node.numBits = choice.numBits;
+  return node;
+}
+
+uint32_t childNumber(const Node& node, const KeyWords& words) {
+  return static_cast<uint32_t>(extractBits(words[node.wordA], node.bitsA) |
+                               extractBits(words[node.wordB], node.bitsB) << node.numBitsA);
+}
+
+// Calls visit(child) for every child number made of `fixed` and any subset of `ignored`.
+template <class Visit>
+void forEachChild(uint32_t fixed, uint32_t ignored, Visit visit) {
+  uint32_t subset = 0;
+  do {
+    visit(fixed | subset);
+    subset = (subset - ignored) & ignored;
+  } while (subset != 0);
+}
+
+// At most two children for each row.
+unsigned maxBitsFor(std::size_t rows, unsigned most) {
+  return std::min<unsigned>(most, static_cast<unsigned>(std::bit_width(rows)));
+}
+} // namespace
+
+LookupTree::LookupTree(unsigned keyLength) : layout_(keyLength) {
+  takeBlock();
+  roots_.fill(emptyLeaf);
+  lowest_.fill(noTcamRow);
+}
+
+LookupTree::Place LookupTree::Place::below(const Node& node, double copiesMade) const {
+  Place place = *this;
+  place.used[node.wordA] |= node.bitsA;
+  place.used[node.wordB] |= node.bitsB;
+  ++place.depth;
+  place.copies /= std::max(copiesMade, 1.0);
+  return place;
+}
+
+RowWords LookupTree::wordsOf(uint32_t row) const {
+  RowWords words;
+  for (unsigned pair = 0; pair < numPairs_; ++pair) {
+    const Record& record = records_[pair][row];
+    for (unsigned half = 0; half < 2; ++half) {
+      words.value[2 * pair + half] = record.value[half];
+      words.care[2 * pair + half] = record.care[half];
+    }
+  }
+  return words;
+}
+
+void LookupTree::recordIs(uint32_t row, const RowWords& words) {
+  for (unsigned pair = numPairs_; pair < maxLookupPairs; ++pair) {
+    if ((words.care[2 * pair] | words.care[2 * pair + 1]) != 0) {
+      numPairs_ = pair + 1;
+    }
+  }
+  if (row >= treeOf_.size()) {
+    treeOf_.resize(row + 1);
+  }
+  for (unsigned pair = 0; pair < numPairs_; ++pair) {
+    std::vector<Record>& records = records_[pair];
+    if (records.size() < treeOf_.size()) {
+      records.resize(treeOf_.size());
+    }
+    records[row] = {{words.value[2 * pair], words.value[2 * pair + 1]},
+                    {words.care[2 * pair], words.care[2 * pair + 1]}};
+  }
+}
+
+bool LookupTree::agrees(uint32_t row, const KeyWords& key) const {
+  uint64_t differing = 0;
+  for (unsigned pair = 0; pair < numPairs_; ++pair) {
+    const Record& record = records_[pair][row];
+    for (unsigned half = 0; half < 2; ++half) {
+      differing |= (key[2 * pair + half] & record.care[half]) ^ record.value[half];
+    }
+  }
+  return differing == 0;
+}
+
+// The node's bits that the row ignores, as bits of child numbers; `fixed` becomes those it compares.
+uint32_t LookupTree::ignoredBits(const Node& node, const RowWords& words, uint32_t& fixed) {
+  fixed = childNumber(node, words.value);
+  return ~childNumber(node, words.care) & ((1u << node.numBits) - 1);
+}
+
+bool LookupTree::fits(unsigned tree, const RowWords& words) const {
+  if (tree + 1 == maxTrees || (roots_[tree] & leafBit) != 0) {
+    return true;
+  }
+  uint32_t fixed;
+  const uint32_t ignored = ignoredBits(nodes_[roots_[tree]], words, fixed);
+  return static_cast<unsigned>(std::popcount(ignored)) <= maxIgnoredOfRoot;
+}
+
+void LookupTree::enter(uint32_t row, const RowWords& words) {
+  recordIs(row, words);
+  uint32_t total = 1;
+  for (const uint32_t n : numRows_) {
+    total += n;
+  }
+  if (total > 2 * rowsWhenMade_ && total > maxLeaf) {
+    remake(row);
+    return;
+  }
+  unsigned tree = 0;
+  while (!fits(tree, words)) {
+    ++tree;
+  }
+  treeOf_[row] = static_cast<uint8_t>(tree);
+  ++numRows_[tree];
+  lowest_[tree] = std::min(lowest_[tree], row);
+  roots_[tree] = enter(roots_[tree], row, words, Place{});
+}
+
+void LookupTree::leave(uint32_t row, const RowWords& words) {
+  const unsigned tree = treeOf_[row];
+  roots_[tree] = leave(roots_[tree], row, words, Place{});
+  if (--numRows_[tree] == 0) {
+    lowest_[tree] = noTcamRow;
+  }
+}
+
+Ref LookupTree::enter(Ref ref, uint32_t row, const RowWords& words, const Place& place) {
+  if ((ref & leafBit) != 0) {
+    return grown(enterLeaf(ref, row, words, place), place);
+  }
+  Node& node = nodes_[ref];
+  if (++node.rows > 2 * node.rowsWhenMade) {
+    Numbers rows = released(ref);
+    rows.insert(std::upper_bound(rows.begin(), rows.end(), row), row);
+    return make(rows, place);
+  }
+  uint32_t fixed;
+  const uint32_t ignored = ignoredBits(node, words, fixed);
+  const uint32_t children = node.children;
+  const Place below = place.below(node, node.copies);
+  forEachChild(fixed, ignored, [&](uint32_t child) {
+    const Ref entered = enter(refs_[children + child], row, words, below);
+    refs_[children + child] = entered;
+  });
+  return ref;
+}
+
+Ref LookupTree::leave(Ref ref, uint32_t row, const RowWords& words, const Place& place) {
+  if ((ref & leafBit) != 0) {
+    return leaveLeaf(ref, row);
+  }
+  Node& node = nodes_[ref];
+  --node.rows;
+  uint32_t fixed;
+  const uint32_t ignored = ignoredBits(node, words, fixed);
+  const uint32_t children = node.children;
+  const Place below = place.below(node, node.copies);
+  forEachChild(fixed, ignored, [&](uint32_t child) {
+    const Ref left = leave(refs_[children + child], row, words, below);
+    refs_[children + child] = left;
+  });
+  return nodes_[ref].rows > leastNode ? ref : makeLeaf(released(ref), place);
+}
+
+// What becomes of a leaf that has grown by a row: the leaf, or a node in its place. A long leaf, whose rows
+// could not be told apart before, is tried again each time it has doubled.
+Ref LookupTree::grown(Ref leaf, const Place& place) {
+  if ((leaf & moreBit) == 0) {
+    return leaf;
+  }
+  const std::size_t rows = leafRows(leaf);
+  if (rows <= maxLeaf || (rows - 1) % maxLeaf != 0 || !std::has_single_bit((rows - 1) / maxLeaf)) {
+    return leaf;
+  }
+  return make(released(leaf), place);
+}
+
+// Makes all trees anew from their rows and one more.
+void LookupTree::remake(uint32_t another) {
+  Numbers rows{another};
+  for (unsigned tree = 0; tree < maxTrees; ++tree) {
+    const Numbers left = released(roots_[tree]);
+    rows.insert(rows.end(), left.begin(), left.end());
+    roots_[tree] = emptyLeaf;
+    numRows_[tree] = 0;
+    lowest_[tree] = noTcamRow;
+  }
+  std::sort(rows.begin(), rows.end());
+  rowsWhenMade_ = static_cast<uint32_t>(rows.size());
+  for (unsigned tree = 0; tree < maxTrees && !rows.empty(); ++tree) {
+    Numbers rest;
+    const Ref root = makeRoot(std::move(rows), tree, rest);
+    roots_[tree] = root;
+    rows = std::move(rest);
+  }
+}
+
+BitChoice LookupTree::choose(const Numbers& rows, const BitLimits& limits) const {
+  const std::size_t count = std::min(rows.size(), maxBitSample);
+  std::vector<RowWords> sample;
+  sample.reserve(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    sample.push_back(wordsOf(rows[i * rows.size() / count]));
+  }
+  return chooseBits(sample, rows.size(), limits);
+}
+
+Ref LookupTree::makeRoot(Numbers rows, unsigned tree, Numbers& rest) {
+  BitChoice choice;
+  const bool last = tree + 1 == maxTrees;
+  if (rows.size() > maxLeaf) {
+    BitLimits limits;
+    limits.maxBits = maxBitsFor(rows.size(), 12);
+    limits.maxIgnored = last ? unlimited : maxIgnoredOfRoot;
+    limits.maxCopies = maxRowCopies;
+    choice = choose(rows, limits);
+  }
+  if (choice.numBits != 0 && !last) {
+    const Node node = nodeOf(choice);
+    const auto isRest = [&](uint32_t row) {
+      uint32_t fixed;
+      const uint32_t ignored = ignoredBits(node, wordsOf(row), fixed);
+      return static_cast<unsigned>(std::popcount(ignored)) > maxIgnoredOfRoot;
+    };
+    const auto kept =
+        std::stable_partition(rows.begin(), rows.end(), [&](uint32_t row) { return !isRest(row); });
+    rest.assign(kept, rows.end());
+    rows.erase(kept, rows.end());
+  }
+  for (const uint32_t row : rows) {
+    treeOf_[row] = static_cast<uint8_t>(tree);
+  }
+  lowest_[tree] = rows.empty() ? noTcamRow : rows.front();
+  numRows_[tree] = static_cast<uint32_t>(rows.size());
+  return choice.numBits == 0 ? makeLeaf(rows, Place{}) : makeNode(rows, choice, Place{});
+}
+
+Ref LookupTree::make(const Numbers& rows, const Place& place) {
+  if (rows.size() > maxLeaf && place.depth < maxDepth) {
+    BitLimits limits;
+    limits.maxBits = maxBitsFor(rows.size(), 9);
+    // However many copies there are, very long leaves are worse.
+    const double least = rows.size() > 4 * maxLeaf ? 1.5 : 1.1;
+    limits.maxCopies = std::clamp(place.copies, least, 2.5);
+    const BitChoice choice = choose(rows, limits);
+    if (choice.numBits != 0) {
+      return makeNode(rows, choice, place);
+    }
+  }
+  return makeLeaf(rows, place);
+}
+
+Ref LookupTree::makeNode(const Numbers& rows, const BitChoice& choice, const Place& place) {
+  Node node = nodeOf(choice);
+  node.rows = node.rowsWhenMade = static_cast<uint32_t>(rows.size());
+  const uint32_t numChildren = 1u << node.numBits;
+  std::vector<uint32_t> begins(numChildren + 1);
+  std::vector<std::array<uint32_t, 2>> children(rows.size()); // what forEachChild() takes
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    auto& [fixed, ignored] = children[i];
+    ignored = ignoredBits(node, wordsOf(rows[i]), fixed);
+    forEachChild(fixed, ignored, [&](uint32_t child) { ++begins[child + 1]; });
+  }
+  for (uint32_t child = 0; child < numChildren; ++child) {
+    begins[child + 1] += begins[child];
+  }
+  std::vector<uint32_t> ends(begins.begin(), begins.end() - 1);
+  Numbers parts(begins.back());
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    forEachChild(children[i][0], children[i][1], [&](uint32_t child) { parts[ends[child]++] = rows[i]; });
+  }
+  node.copies = static_cast<float>(parts.size()) / static_cast<float>(std::max<std::size_t>(rows.size(), 1));
+  node.children = takeRefs(node.numBits);
+  const Place below = place.below(node, node.copies);
+  for (uint32_t child = 0; child < numChildren; ++child) {
+    const Ref made = make(Numbers(parts.begin() + begins[child], parts.begin() + ends[child]), below);
+    refs_[node.children + child] = made;
+  }
+  const uint32_t index = takeNode();
+  nodes_[index] = node;
+  return index;
+}
+
+// Appends the numbers of the rows below `ref`, each as often as it stands there.
+void LookupTree::gather(Ref ref, Numbers& rows) const {
+  if ((ref & leafBit) == 0) {
+    const Node& node = nodes_[ref];
+    for (uint32_t child = 0; child < 1u << node.numBits; ++child) {
+      gather(refs_[node.children + child], rows);
+    }
+    return;
+  }
+  for (;; ref = blocks_[ref & indexBits].next) {
+    const Block& block = blocks_[ref & indexBits];
+    rows.insert(rows.end(), block.rows.begin(), block.rows.begin() + block.length);
+    if ((ref & moreBit) == 0) {
+      return;
+    }
+  }
+}
+
+// Gives back what stands below `ref`, all but its rows.
+LookupTree::Numbers LookupTree::released(Ref ref) {
+  Numbers rows;
+  gather(ref, rows);
+  std::sort(rows.begin(), rows.end());
+  rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
+  release(ref);
+  return rows;
+}
+
+void LookupTree::release(Ref ref) {
+  if ((ref & leafBit) == 0) {
+    const Node node = nodes_[ref];
+    for (uint32_t child = 0; child < 1u << node.numBits; ++child) {
+      release(refs_[node.children + child]);
+    }
+    freeRefs_[node.numBits].push_back(node.children);
+    freeNodes_.push_back(ref);
+    return;
+  }
+  while (ref != emptyLeaf) {
+    freeBlocks_.push_back(ref & indexBits);
+    if ((ref & moreBit) == 0) {
+      return;
+    }
+    ref = blocks_[ref & indexBits].next;
+  }
+}
+
+uint32_t LookupTree::searchFrom(const TcamKeyBytes& key, uint32_t from) const {
+  const KeyWords words = layout_.key(key);
+  uint32_t best = noTcamRow;
+  for (Ref ref : roots_) {
+    while ((ref & leafBit) == 0) {
+      ref = refs_[nodes_[ref].children + childNumber(nodes_[ref], words)];
+    }
+    for (bool more = true; more; ref = blocks_[ref & indexBits].next) {
+      more = (ref & moreBit) != 0;
+      for (const uint32_t row : blocks_[ref & indexBits].rows) {
+        if (row >= best) {
+          more = more && row == noTcamRow;
+          break;
+        }
+        if (row >= from && agrees(row, words)) {
+          best = row;
+          more = false;
+          break;
+        }
+      }
+    }
+  }
+  return best;
+}
+
+LookupTree::View LookupTree::view() const {
+  View view{};
+  view.nodes = nodes_.data();
+  view.refs = refs_.data();
+  view.blocks = blocks_.data();
+  for (unsigned pair = 0; pair < maxLookupPairs; ++pair) {
+    view.records[pair] = records_[pair].data();
+  }
+  view.numPairs = numPairs_;
+  for (unsigned tree = 0; tree < maxTrees; ++tree) {
+    if (numRows_[tree] != 0) {
+      view.roots[view.numTrees] = roots_[tree];
+      view.lowest[view.numTrees++] = lowest_[tree];
+    }
+  }
+  for (unsigned word = 0; word < maxLookupWords; ++word) {
+    view.offsets[word] = layout_.offset(word);
+  }
+  return view;
+}
+
+} // namespace sim
