@@ -4,11 +4,17 @@
 #include <array>
 #include <bit>
 #include <cmath>
+#include <functional>
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
 
 namespace sim {
 
 namespace {
 
+// What a row says about a bit.
 enum Trit : uint8_t { zero = 0, one = 1, ignored = 2 };
 
 // A bit of the key that some sampled rows want to be 0 and others 1.
@@ -17,6 +23,7 @@ struct Candidate {
   uint8_t bit;
   bool chosen = false;
   std::vector<uint8_t> trits; // of each sampled row
+  double score = 0;           // when last tried
 };
 
 class Chooser {
@@ -39,12 +46,14 @@ private:
   Score score(const Candidate& candidate) const;
   void take(Candidate& candidate);
   void add(BitChoice& choice, const Candidate& candidate) const;
+  void forgetPoor();
 
   const BitLimits& limits_;
   double scale_ = 1; // rows for each sampled one
   std::size_t numSampled_ = 0;
   std::vector<Candidate> candidates_;
   std::vector<uint8_t> numIgnored_; // chosen bits that each sampled row ignores
+  std::vector<uint8_t> full_;       // 1: as many as it may
   std::vector<Part> parts_;
   std::vector<uint32_t> ends_; // where the cells' parts end
 };
@@ -62,17 +71,22 @@ Chooser::Chooser(std::span<const RowWords> sample, std::size_t numRows, const Bi
     }
     for (uint64_t both = zeros & ones; both != 0; both &= both - 1) {
       Candidate candidate{
-          static_cast<uint8_t>(word), static_cast<uint8_t>(std::countr_zero(both)), false, {}};
+          static_cast<uint8_t>(word), static_cast<uint8_t>(std::countr_zero(both)), false, {}, 0};
       candidate.trits.resize(count);
       for (std::size_t i = 0; i < count; ++i) {
         const uint64_t care = sample[i].care[word] >> candidate.bit & 1;
         const uint64_t value = sample[i].value[word] >> candidate.bit & 1;
         candidate.trits[i] = care ? (value ? one : zero) : ignored;
       }
-      candidates_.push_back(std::move(candidate));
+      // Bits often say the same of all rows; one of them is enough.
+      const auto same = [&](const Candidate& other) { return other.trits == candidate.trits; };
+      if (std::none_of(candidates_.begin(), candidates_.end(), same)) {
+        candidates_.push_back(std::move(candidate));
+      }
     }
   }
   numIgnored_.resize(count);
+  full_.assign(count, limits.maxIgnored == 0);
   for (std::size_t i = 0; i < count; ++i) {
     parts_.push_back({static_cast<uint16_t>(i), 1});
   }
@@ -87,39 +101,35 @@ bool Chooser::allowed(const Candidate& candidate, const BitChoice& choice) const
   return !twoWords || candidate.word == choice.wordA || candidate.word == choice.wordB;
 }
 
+// Without branches on what rows say, as nothing in the order of rows would foretell it.
 Chooser::Score Chooser::score(const Candidate& candidate) const {
+  // The fourth is a row that ignores one bit too many, and so leaves the node.
+  static constexpr uint32_t counted[] = {1, 1 << 16, 1 << 16 | 1, 0}; // sides, 16 bits each
+  static constexpr float sharedByZero[] = {1, 0, 0.5F, 0};
+  static constexpr float sharedByOne[] = {0, 1, 0.5F, 0};
   Score result;
-  double work = 0;
-  double share = 0;
+  float work = 0;
+  float share = 0;
   uint32_t at = 0;
   for (const uint32_t end : ends_) {
-    unsigned counts[2] = {};
-    float shares[2] = {};
+    uint32_t counts = 0;
+    float zeros = 0;
+    float ones = 0;
     for (; at < end; ++at) {
       const Part& part = parts_[at];
-      switch (candidate.trits[part.row]) {
-      case zero:
-        ++counts[0];
-        shares[0] += part.share;
-        break;
-      case one:
-        ++counts[1];
-        shares[1] += part.share;
-        break;
-      default:
-        if (numIgnored_[part.row] < limits_.maxIgnored) {
-          ++counts[0];
-          ++counts[1];
-          shares[0] += part.share / 2;
-          shares[1] += part.share / 2;
-        }
-      }
+      const uint8_t said = candidate.trits[part.row];
+      const unsigned trit = said + (said >> 1 & full_[part.row]);
+      counts += counted[trit];
+      zeros += part.share * sharedByZero[trit];
+      ones += part.share * sharedByOne[trit];
     }
-    work += static_cast<double>(counts[0] * shares[0] + counts[1] * shares[1]);
-    share += static_cast<double>(shares[0] + shares[1]);
-    result.size += counts[0] + counts[1];
+    const uint32_t numZeros = counts & 0xFFFF;
+    const uint32_t numOnes = counts >> 16;
+    work += static_cast<float>(numZeros) * zeros + static_cast<float>(numOnes) * ones;
+    share += zeros + ones;
+    result.size += numZeros + numOnes;
   }
-  result.work = share > 0 ? work / share : 1e9;
+  result.work = share > 0 ? static_cast<double>(work / share) : 1e9;
   return result;
 }
 
@@ -148,6 +158,7 @@ void Chooser::take(Candidate& candidate) {
   }
   for (std::size_t i = 0; i < numSampled_; ++i) {
     numIgnored_[i] = static_cast<uint8_t>(numIgnored_[i] + (candidate.trits[i] == ignored));
+    full_[i] = numIgnored_[i] >= limits_.maxIgnored;
   }
   parts_ = std::move(parts);
   ends_ = std::move(ends);
@@ -166,8 +177,19 @@ void Chooser::add(BitChoice& choice, const Candidate& candidate) const {
   ++choice.numBits;
 }
 
+// Bits that would have been poor first ones seldom become good ones.
+void Chooser::forgetPoor() {
+  constexpr std::size_t kept = 24;
+  if (candidates_.size() > kept) {
+    std::nth_element(candidates_.begin(), candidates_.begin() + kept, candidates_.end(),
+                     [](const Candidate& a, const Candidate& b) { return a.score < b.score; });
+    candidates_.erase(candidates_.begin() + kept, candidates_.end());
+  }
+}
+
 BitChoice Chooser::choose() {
   constexpr double leastGain = 0.93;
+  constexpr double priceOfCopies = 0.8;
   BitChoice choice;
   double work = static_cast<double>(numSampled_);
   const double maxSize = static_cast<double>(numSampled_) * limits_.maxCopies + 1;
@@ -183,7 +205,9 @@ BitChoice Chooser::choose() {
       const Score s = this->score(candidate);
       const auto size = static_cast<double>(s.size);
       // Copies cost memory and time to write.
-      const double score = s.work * std::sqrt(std::max(size / static_cast<double>(parts_.size()), 1.0));
+      const double growth = size / static_cast<double>(parts_.size());
+      const double score = s.work * std::pow(std::max(growth, 1.0), priceOfCopies);
+      candidate.score = score;
       if (score < bestScore && size <= maxSize && size >= minKept) {
         best = &candidate;
         bestWork = s.work;
@@ -196,6 +220,7 @@ BitChoice Chooser::choose() {
     take(*best);
     add(choice, *best);
     work = bestWork;
+    forgetPoor();
   }
   return choice;
 }
@@ -206,55 +231,173 @@ BitChoice chooseBits(std::span<const RowWords> sample, std::size_t numRows, cons
   return Chooser(sample, numRows, limits).choose();
 }
 
-BitChoice chooseSignature(std::span<const RowWords> rows, const KeyWords& used) {
-  // A bit that many rows compare keeps other keys off; one that they want to be different tells them apart.
-  struct Weighed {
-    unsigned weight;
-    uint8_t word;
-    uint8_t bit;
+namespace {
+
+// A square of 8 by 8 bits, a byte for each line, with lines and columns exchanged (H. S. Warren: Hacker's
+// Delight, 2nd edition, section 7-3).
+uint64_t transposed(uint64_t x) {
+  uint64_t t = (x ^ (x >> 7)) & 0x00AA00AA00AA00AA;
+  x ^= t ^ (t << 7);
+  t = (x ^ (x >> 14)) & 0x0000CCCC0000CCCC;
+  x ^= t ^ (t << 14);
+  t = (x ^ (x >> 28)) & 0x00000000F0F0F0F0;
+  return x ^ t ^ (t << 28);
+}
+
+// What up to 16 rows say about each of the eight bits of a byte.
+std::array<uint16_t, 8> columnsOf(std::span<const RowWords> rows, KeyWords RowWords::*part, unsigned word,
+                                  unsigned byte) {
+  std::array<uint64_t, 2> lines{};
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    lines[i / 8] |= ((rows[i].*part)[word] >> (8 * byte) & 0xFF) << (8 * (i % 8));
+  }
+  const uint64_t low = transposed(lines[0]);
+  const uint64_t high = rows.size() > 8 ? transposed(lines[1]) : 0;
+  std::array<uint16_t, 8> columns;
+  for (unsigned bit = 0; bit < 8; ++bit) {
+    columns[bit] = static_cast<uint16_t>((low >> (8 * bit) & 0xFF) | (high >> (8 * bit) & 0xFF) << 8);
+  }
+  return columns;
+}
+
+// The bits that could stand in a signature, with what they are worth there.
+class Columns {
+public:
+  Columns(std::span<const RowWords> rows, const KeyWords& used);
+  // The best first, as many as could be needed.
+  std::span<const uint32_t> best();
+  static unsigned weight(uint32_t column) { return column >> 16; }
+  static unsigned word(uint32_t column) { return column >> 8 & 0xFF; }
+  static unsigned bit(uint32_t column) { return column & 0xFF; }
+
+private:
+  unsigned weigh(uint16_t zeros, uint16_t ones);
+
+  std::array<uint32_t, 64 * maxLookupWords> columns_; // weight, word, bit
+  std::size_t numColumns_ = 0;
+  // What the columns so far say, each different thing once, in a hash table.
+  struct Saying {
+    uint32_t rows; // that want the bit to be 0, and 1, 16 bits each; 0: a free place
+    uint16_t weight;
+    uint16_t times;
   };
-  std::array<Weighed, 64 * maxLookupWords> bits;
-  std::size_t numBits = 0;
-  std::array<unsigned, maxLookupWords> ofWord{};
-  for (uint8_t word = 0; word < maxLookupWords; ++word) {
-    std::array<uint8_t, 64> cares{};
-    std::array<uint8_t, 64> ones{};
+  static constexpr unsigned sayingPlaces = 128;
+  std::array<Saying, sayingPlaces> sayings_{};
+  unsigned numSayings_ = 0;
+};
+
+Columns::Columns(std::span<const RowWords> rows, const KeyWords& used) {
+  for (unsigned word = 0; word < maxLookupWords; ++word) {
     uint64_t any = 0;
     for (const RowWords& row : rows) {
-      const uint64_t care = row.care[word] & ~used[word];
-      any |= care;
-      for (uint64_t left = care; left != 0; left &= left - 1) {
-        const int bit = std::countr_zero(left);
-        ++cares[bit];
-        ones[bit] = static_cast<uint8_t>(ones[bit] + (row.value[word] >> bit & 1));
+      any |= row.care[word];
+    }
+    any &= ~used[word];
+    for (unsigned byte = 0; byte < 8; ++byte) {
+      unsigned bits = any >> (8 * byte) & 0xFF;
+      if (bits == 0) {
+        continue;
+      }
+      const std::array<uint16_t, 8> cares = columnsOf(rows, &RowWords::care, word, byte);
+      const std::array<uint16_t, 8> ones = columnsOf(rows, &RowWords::value, word, byte);
+      for (; bits != 0; bits &= bits - 1) {
+        const auto bit = static_cast<unsigned>(std::countr_zero(bits));
+        const unsigned weight = weigh(static_cast<uint16_t>(cares[bit] & ~ones[bit]), ones[bit]);
+        columns_[numColumns_++] = weight << 16 | word << 8 | (8 * byte + bit);
       }
     }
-    for (; any != 0; any &= any - 1) {
-      const auto bit = static_cast<uint8_t>(std::countr_zero(any));
-      const unsigned one = ones[bit];
-      const unsigned weight = cares[bit] + 3 * std::min<unsigned>(one, cares[bit] - one);
-      bits[numBits++] = {weight, word, bit};
+  }
+}
+
+// A bit that many rows compare keeps other keys off, one that they want to be different tells them apart.
+// Bits of one field often say the same, as those of two addresses do wherever they differ; each further one
+// is worth less than the first.
+unsigned Columns::weigh(uint16_t zeros, uint16_t ones) {
+  // Whatever the sense, it tells the same rows apart.
+  const uint32_t rows = uint32_t{std::min(zeros, ones)} << 16 | std::max(zeros, ones);
+  unsigned at = rows * 0x9E3779B1u >> 25;
+  static_assert(sayingPlaces == 128);
+  while (sayings_[at].rows != 0 && sayings_[at].rows != rows) {
+    at = (at + 1) % sayingPlaces;
+  }
+  Saying& saying = sayings_[at];
+  if (saying.rows == 0) {
+    const int numZeros = std::popcount(zeros);
+    const int numOnes = std::popcount(ones);
+    const auto weight = static_cast<uint16_t>(16 * (numZeros + numOnes + 3 * std::min(numZeros, numOnes)));
+    if (numSayings_ == sayingPlaces - 1) {
+      return weight; // so that a place stays free
+    }
+    ++numSayings_;
+    saying = {rows, weight, 0};
+  }
+  return saying.weight / ++saying.times;
+}
+
+std::span<const uint32_t> Columns::best() {
+  const std::size_t count = std::min<std::size_t>(numColumns_, 2 * signatureBits);
+  std::nth_element(columns_.begin(), columns_.begin() + count, columns_.begin() + numColumns_,
+                   std::greater<>());
+  std::sort(columns_.begin(), columns_.begin() + count, std::greater<>());
+  return {columns_.data(), count};
+}
+
+// A row by itself needs no telling apart: some bits that it compares, of the words with most of them.
+BitChoice signatureOfOne(const RowWords& row, const KeyWords& used) {
+  BitChoice choice;
+  int most = -1;
+  int second = -1;
+  for (uint8_t word = 0; word < maxLookupWords; ++word) {
+    const int cares = std::popcount(row.care[word] & ~used[word]);
+    if (cares > most) {
+      second = most;
+      choice.wordB = choice.wordA;
+      most = cares;
+      choice.wordA = word;
+    } else if (cares > second) {
+      second = cares;
+      choice.wordB = word;
     }
   }
-  const auto byWeight = [](const Weighed& a, const Weighed& b) { return a.weight > b.weight; };
-  const std::size_t best = std::min<std::size_t>(numBits, 2 * signatureBits);
-  std::partial_sort(bits.begin(), bits.begin() + best, bits.begin() + numBits, byWeight);
-  for (std::size_t i = 0; i < best; ++i) {
-    ofWord[bits[i].word] += bits[i].weight;
+  uint64_t left = row.care[choice.wordA] & ~used[choice.wordA];
+  const auto enough = static_cast<unsigned>(std::max<int>(signatureBits / 2, signatureBits - second));
+  for (; left != 0 && choice.numBits < enough; left &= left - 1, ++choice.numBits) {
+    choice.bitsA |= left & -left;
+  }
+  choice.numBitsA = choice.numBits;
+  left = row.care[choice.wordB] & ~used[choice.wordB];
+  for (; left != 0 && choice.numBits < signatureBits; left &= left - 1, ++choice.numBits) {
+    choice.bitsB |= left & -left;
+  }
+  return choice;
+}
+
+} // namespace
+
+BitChoice chooseSignature(std::span<const RowWords> rows, const KeyWords& used) {
+  if (rows.size() == 1) {
+    return signatureOfOne(rows.front(), used);
+  }
+  Columns columns(rows, used);
+  const std::span<const uint32_t> best = columns.best();
+  std::array<unsigned, maxLookupWords> sums{};
+  for (const uint32_t column : best) {
+    sums[Columns::word(column)] += Columns::weight(column);
   }
   BitChoice choice;
-  const auto first = std::max_element(ofWord.begin(), ofWord.end()) - ofWord.begin();
-  ofWord[first] = 0;
-  const auto second = std::max_element(ofWord.begin(), ofWord.end()) - ofWord.begin();
-  choice.wordA = static_cast<uint8_t>(first);
-  choice.wordB = static_cast<uint8_t>(second);
-  for (std::size_t i = 0; i < best && choice.numBits < signatureBits; ++i) {
-    const uint64_t bit = uint64_t{1} << bits[i].bit;
-    if (bits[i].word == choice.wordA) {
+  choice.wordA = static_cast<uint8_t>(std::max_element(sums.begin(), sums.end()) - sums.begin());
+  sums[choice.wordA] = 0;
+  choice.wordB = static_cast<uint8_t>(std::max_element(sums.begin(), sums.end()) - sums.begin());
+  for (const uint32_t column : best) {
+    const uint64_t bit = uint64_t{1} << Columns::bit(column);
+    if (choice.numBits == signatureBits) {
+      break;
+    }
+    if (Columns::word(column) == choice.wordA) {
       choice.bitsA |= bit;
       ++choice.numBitsA;
       ++choice.numBits;
-    } else if (bits[i].word == choice.wordB) {
+    } else if (Columns::word(column) == choice.wordB) {
       choice.bitsB |= bit;
       ++choice.numBits;
     }
@@ -262,7 +405,27 @@ BitChoice chooseSignature(std::span<const RowWords> rows, const KeyWords& used) 
   return choice;
 }
 
+namespace {
+
+#if defined(__x86_64__)
+[[gnu::target("bmi2")]] uint64_t extractAtOnce(uint64_t word, uint64_t mask) {
+  return _pext_u64(word, mask);
+}
+const bool canExtractAtOnce = __builtin_cpu_supports("bmi2");
+#endif
+
+} // namespace
+
 uint64_t extractBits(uint64_t word, uint64_t mask) {
+#if defined(__x86_64__)
+  if (canExtractAtOnce) {
+    return extractAtOnce(word, mask);
+  }
+#endif
+  return extractBitByBit(word, mask);
+}
+
+uint64_t extractBitByBit(uint64_t word, uint64_t mask) {
   uint64_t result = 0;
   for (unsigned at = 0; mask != 0; mask &= mask - 1, ++at) {
     result |= (word >> std::countr_zero(mask) & 1) << at;

@@ -31,7 +31,7 @@ struct BitLimits {
 };
 
 // Rows that chooseBits() is given for all of a node's at most: more would hardly change what it chooses.
-constexpr std::size_t maxBitSample = 256;
+constexpr std::size_t maxBitSample = 128;
 
 // Bits that spread rows well over the children, each bit that helps most next to those chosen before, for a
 // node of `numRows` rows of which `sample` (not empty) are some, or all. What a lookup costs is taken to be
@@ -39,12 +39,15 @@ constexpr std::size_t maxBitSample = 256;
 // row ignores falls to either side.
 BitChoice chooseBits(std::span<const RowWords> sample, std::size_t numRows, const BitLimits& limits);
 
-// Up to 16 bits of at most two words by which the few rows of a leaf are told apart, and from other keys,
-// most cheaply. `used` bits are those that all keys which come to the leaf have been asked for already.
+// Up to 16 bits of at most two words by which the few rows of a leaf (at most 15) are told apart, and from
+// other keys, most cheaply. `used` bits are those that all keys which come to the leaf have been asked for
+// already.
 BitChoice chooseSignature(std::span<const RowWords> rows, const KeyWords& used);
 constexpr unsigned signatureBits = 16;
 
 // The bits of `word` that `mask` selects, moved together to the low end.
 uint64_t extractBits(uint64_t word, uint64_t mask);
+// The same for every processor.
+uint64_t extractBitByBit(uint64_t word, uint64_t mask);
 
 } // namespace sim

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <array>
-#include <bit>
 
 #include "Vane/Assert.h"
 
@@ -47,7 +46,7 @@ void LookupTree::signatureIs(Block& block, std::span<const uint32_t> rows, const
   block.wordA = choice.wordA;
   block.wordB = choice.wordB;
   block.numBitsA = choice.numBitsA;
-  block.length = static_cast<uint8_t>(rows.size());
+  block.length = block.lengthSigned = rows.size() & 15;
   for (unsigned i = 0; i < blockRows; ++i) {
     if (i < rows.size()) {
       block.rows[i] = rows[i];
@@ -126,7 +125,7 @@ Ref LookupTree::enterLeaf(Ref leaf, uint32_t row, const RowWords& words, const P
   Block& block = blocks_[index];
   rowEnters(block, row, words);
   // A signature that suits few rows may not suit many.
-  if (std::has_single_bit(unsigned{block.length})) {
+  if (block.length > 2 * block.lengthSigned) {
     const std::array<uint32_t, blockRows> rows = block.rows;
     signatureIs(block, std::span(rows).first(block.length), place);
   }

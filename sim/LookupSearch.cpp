@@ -32,7 +32,7 @@ constexpr unsigned placeBits = (1u << LookupTree::blockRows) - 1;
 namespace portable {
 #define TARGET
 inline uint64_t extract(uint64_t word, uint64_t mask) {
-  return extractBits(word, mask);
+  return extractBitByBit(word, mask);
 }
 inline unsigned agreeing(const Block& block, uint16_t signature) {
   unsigned agree = 0;

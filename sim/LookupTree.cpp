@@ -13,6 +13,10 @@ using Node = LookupTree::Node;
 constexpr std::size_t maxLeaf = LookupTree::blockRows;
 // A node with no more rows becomes a leaf.
 constexpr uint32_t leastNode = 6;
+// A node is made anew when its rows are so many times as many as when it was made, all trees together when
+// theirs are.
+constexpr uint32_t nodeGrowth = 6;
+constexpr uint32_t treeGrowth = 4;
 constexpr unsigned maxDepth = 12;
 // Bits of a root that a row may ignore before it goes to the next tree.
 constexpr unsigned maxIgnoredOfRoot = 3;
@@ -51,8 +55,22 @@ unsigned maxBitsFor(std::size_t rows, unsigned most) {
 } // namespace
 
 LookupTree::LookupTree(unsigned keyLength) : layout_(keyLength) {
+  clear();
+}
+
+// Leaves nothing but the block of all empty leaves, and the records of rows.
+void LookupTree::clear() {
+  nodes_.clear();
+  refs_.clear();
+  blocks_.clear();
+  freeNodes_.clear();
+  freeBlocks_.clear();
+  for (std::vector<uint32_t>& free : freeRefs_) {
+    free.clear();
+  }
   takeBlock();
   roots_.fill(emptyLeaf);
+  numRows_.fill(0);
   lowest_.fill(noTcamRow);
 }
 
@@ -128,7 +146,7 @@ void LookupTree::enter(uint32_t row, const RowWords& words) {
   for (const uint32_t n : numRows_) {
     total += n;
   }
-  if (total > 2 * rowsWhenMade_ && total > maxLeaf) {
+  if (total > treeGrowth * rowsWhenMade_ && total > maxLeaf) {
     remake(row);
     return;
   }
@@ -155,7 +173,7 @@ Ref LookupTree::enter(Ref ref, uint32_t row, const RowWords& words, const Place&
     return grown(enterLeaf(ref, row, words, place), place);
   }
   Node& node = nodes_[ref];
-  if (++node.rows > 2 * node.rowsWhenMade) {
+  if (++node.rows > nodeGrowth * node.rowsWhenMade) {
     Numbers rows = released(ref);
     rows.insert(std::upper_bound(rows.begin(), rows.end(), row), row);
     return make(rows, place);
@@ -188,30 +206,29 @@ Ref LookupTree::leave(Ref ref, uint32_t row, const RowWords& words, const Place&
   return nodes_[ref].rows > leastNode ? ref : makeLeaf(released(ref), place);
 }
 
-// What becomes of a leaf that has grown by a row: the leaf, or a node in its place. A long leaf, whose rows
-// could not be told apart before, is tried again each time it has doubled.
+// What becomes of a leaf that has grown by a row: the leaf, or a node in its place. It may be twice as long
+// as one that is made, so that bits are chosen for enough rows. A leaf whose rows could not be told apart is
+// tried again each time it has doubled.
 Ref LookupTree::grown(Ref leaf, const Place& place) {
   if ((leaf & moreBit) == 0) {
     return leaf;
   }
-  const std::size_t rows = leafRows(leaf);
-  if (rows <= maxLeaf || (rows - 1) % maxLeaf != 0 || !std::has_single_bit((rows - 1) / maxLeaf)) {
+  const std::size_t rows = leafRows(leaf) - 1;
+  if (rows < 2 * maxLeaf || rows % maxLeaf != 0 || !std::has_single_bit(rows / maxLeaf)) {
     return leaf;
   }
   return make(released(leaf), place);
 }
 
-// Makes all trees anew from their rows and one more.
+// Makes all trees anew from their rows and one more, side by side in memory that nothing else stands in.
 void LookupTree::remake(uint32_t another) {
   Numbers rows{another};
-  for (unsigned tree = 0; tree < maxTrees; ++tree) {
-    const Numbers left = released(roots_[tree]);
-    rows.insert(rows.end(), left.begin(), left.end());
-    roots_[tree] = emptyLeaf;
-    numRows_[tree] = 0;
-    lowest_[tree] = noTcamRow;
+  for (const Ref root : roots_) {
+    gather(root, rows);
   }
+  clear();
   std::sort(rows.begin(), rows.end());
+  rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
   rowsWhenMade_ = static_cast<uint32_t>(rows.size());
   for (unsigned tree = 0; tree < maxTrees && !rows.empty(); ++tree) {
     Numbers rest;

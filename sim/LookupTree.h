@@ -112,8 +112,9 @@ public:
     uint8_t wordA;
     uint8_t wordB;
     uint8_t numBitsA;
-    uint8_t length; // rows in use
-    Ref next;       // the leaf's next block, when moreBit says that there is one
+    uint8_t length : 4;       // rows in use
+    uint8_t lengthSigned : 4; // the same when the signature was chosen
+    Ref next;                 // the leaf's next block, when moreBit says that there is one
   };
   static_assert(sizeof(Block) == 128);
   // What a row compares in a pair of words.
@@ -178,6 +179,7 @@ private:
   bool agrees(uint32_t row, const KeyWords& key) const;
 
   // Memory.
+  void clear();
   uint32_t takeBlock();
   uint32_t takeNode();
   uint32_t takeRefs(unsigned numBits);
