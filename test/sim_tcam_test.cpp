@@ -1,5 +1,9 @@
 #include "sim/TcamTable.h"
 
+#include <algorithm>
+#include <cstdlib>
+#include <numeric>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -111,70 +115,352 @@ TEST(TcamTable, CopiesAreIndependent) {
   EXPECT_EQ(hits(copy, {1}), "[]");
 }
 
-// Rows come and go at random; after every step the bitmaps and the row by row search agree.
-class TcamDifferential : public testing::TestWithParam<uint32_t> {};
-
-TEST_P(TcamDifferential, AgreesWithLinearLookup) {
-  const uint32_t numRows = GetParam();
-  constexpr unsigned keyLength = 5;
-  const uint64_t seed = test::Random::seed("AgreesWithLinearLookup");
-  test::Random random(seed + numRows);
-  TcamTable table(numRows, keyLength, 1);
-  // Few byte values, so that rows overlap and keys hit.
-  const auto value = [&] { return static_cast<uint8_t>(random.oneIn(8) ? random.byte() : random.below(3)); };
-  const auto mask = [&] {
-    const uint8_t masks[] = {0x00, 0xFF, 0xFF, 0x0F, 0x01, 0xFE, 0x80};
-    return random.oneIn(6) ? random.byte() : masks[random.below(7)];
-  };
-  std::vector<TcamKeyBytes> keys(8);
-  std::vector<uint32_t> rows(keys.size());
-  for (int step = 0; step < 4000; ++step) {
-    const uint32_t row = random.oneIn(2) ? random.below(numRows) : random.below(std::min(numRows, 20u));
-    TcamKeyBytes v{};
-    TcamKeyBytes m{};
-    switch (random.below(5)) {
-    case 0:
-    case 1:
-      for (unsigned i = 0; i < keyLength; ++i) {
-        v[i] = value();
-        m[i] = mask();
-      }
-      table.keyMaskIs(row, v, m);
-      break;
-    case 2:
-    case 3:
-      table.validIs(row, true);
-      break;
-    default:
-      table.validIs(row, false);
-    }
-    for (TcamKeyBytes& key : keys) {
-      for (unsigned i = 0; i < keyLength; ++i) {
-        key[i] = value();
-      }
-    }
-    table.lookup(keys, rows);
-    for (std::size_t i = 0; i < keys.size(); ++i) {
-      const uint32_t expected = table.linearLookup(keys[i]);
-      ASSERT_EQ(rows[i], expected) << "seed " << seed << " step " << step;
-      const uint32_t from = random.below(numRows);
-      const uint32_t behind = table.lookupFrom(keys[i], from);
-      ASSERT_TRUE(expected == TcamTable::noRow ? behind == TcamTable::noRow
-                                               : from > expected || behind == expected)
-          << "seed " << seed << " step " << step;
-    }
-    if (step % 500 == 0) {
-      ASSERT_EQ(table.audit(), nullptr) << "seed " << seed << " step " << step;
+// Every way to compare keys that this processor has.
+std::vector<sim::LookupPath> paths() {
+  std::vector<sim::LookupPath> result{sim::LookupPath::portable};
+  for (const sim::LookupPath path : {sim::LookupPath::avx2, sim::LookupPath::avx512}) {
+    if (path <= sim::bestLookupPath()) {
+      result.push_back(path);
     }
   }
-  // When every row has gone, nothing is left in the bitmaps.
-  for (uint32_t row = 0; row < numRows; ++row) {
-    table.validIs(row, false);
-  }
-  EXPECT_EQ(table.numValid(), 0u);
-  EXPECT_EQ(table.audit(), nullptr);
+  return result;
 }
 
-INSTANTIATE_TEST_SUITE_P(Sizes, TcamDifferential, testing::Values(1, 7, 64, 65, 500, 4096, 5000));
+std::string rowText(uint32_t row) {
+  return row == TcamTable::noRow ? " -" : " " + std::to_string(row);
+}
+
+// The first row at or behind `from` that agrees with the key, by looking at all of them.
+uint32_t linearFrom(const TcamTable& table, const TcamKeyBytes& key, uint32_t from) {
+  for (uint32_t number = table.nextValid(from); number != TcamTable::noRow;
+       number = number + 1 < table.numRows() ? table.nextValid(number + 1) : TcamTable::noRow) {
+    const sim::TcamRow row = table.row(number);
+    unsigned differing = 0;
+    for (unsigned byte = 0; byte < table.keyLength(); ++byte) {
+      differing |= (key[byte] ^ row.value[byte]) & ~row.mask[byte] & 0xFF;
+    }
+    if (differing == 0) {
+      return number;
+    }
+  }
+  return TcamTable::noRow;
+}
+
+// How the rows of a random table look.
+enum class Look : uint8_t {
+  anyBits,  // each bit compared or not, most keys hit nothing
+  fewBytes, // few values, so that rows overlap and keys hit
+  prefixes, // fields of four bytes with prefixes of any length
+  alike,    // a handful of different rows, each many times
+  wild      // most rows compare next to nothing
+};
+
+struct Shape {
+  const char* name;
+  Look look;
+  unsigned keyLength;
+  uint32_t numRows;
+};
+
+std::ostream& operator<<(std::ostream& out, const Shape& shape) {
+  return out << shape.name << " of " << shape.keyLength << " bytes in " << shape.numRows << " rows";
+}
+
+// A table that random rows come to, move in and go from.
+class RandomTable {
+public:
+  RandomTable(const Shape& shape, uint64_t seed)
+      : shape_(shape), random_(seed), table_(shape.numRows, shape.keyLength, 1) {}
+
+  const TcamTable& table() const { return table_; }
+  test::Random& random() { return random_; }
+
+  TcamKeyBytes key();
+  void rowIs(uint32_t row);
+  void fill(unsigned percent);
+  void write();
+  // What the keys hit, found one by one and all together in every way, and from a row on.
+  std::string answers(const std::vector<TcamKeyBytes>& keys, uint32_t from, sim::LookupPath path);
+  std::string linearAnswers(const std::vector<TcamKeyBytes>& keys, uint32_t from) const;
+
+private:
+  uint8_t value(unsigned at);
+  uint8_t ignored(unsigned at);
+  uint32_t anyRow() { return random_.below(shape_.numRows); }
+
+  const Shape& shape_;
+  test::Random random_;
+  TcamTable table_;
+  unsigned prefix_ = 0; // of the field that ignored() is in
+};
+
+uint8_t RandomTable::value(unsigned at) {
+  switch (shape_.look) {
+  case Look::anyBits:
+    return random_.byte();
+  case Look::alike:
+    return static_cast<uint8_t>(at * 7 + random_.below(2));
+  case Look::prefixes:
+    return static_cast<uint8_t>(at % 4 < 2 ? random_.below(4) : random_.byte());
+  default:
+    return static_cast<uint8_t>(random_.oneIn(8) ? random_.byte() : random_.below(3));
+  }
+}
+
+uint8_t RandomTable::ignored(unsigned at) {
+  static constexpr uint8_t masks[] = {0x00, 0xFF, 0xFF, 0x0F, 0x01, 0xFE, 0x80};
+  switch (shape_.look) {
+  case Look::anyBits:
+    return random_.byte() & random_.byte();
+  case Look::alike:
+    return at < 2 ? 0 : 0xFF;
+  case Look::prefixes: {
+    prefix_ = at % 4 != 0 ? prefix_ : random_.oneIn(3) ? 0 : random_.below(33);
+    const unsigned before = 8 * (at % 4);
+    return static_cast<uint8_t>(prefix_ <= before ? 0xFF : 0xFF >> std::min(prefix_ - before, 8u));
+  }
+  case Look::wild:
+    return random_.oneIn(2 * shape_.keyLength) ? masks[random_.below(7)] : 0xFF;
+  default:
+    return random_.oneIn(6) ? random_.byte() : masks[random_.below(7)];
+  }
+}
+
+// Random, or what a row wants with a few bits changed at most.
+TcamKeyBytes RandomTable::key() {
+  TcamKeyBytes key;
+  for (unsigned i = 0; i < key.size(); ++i) {
+    key[i] = i < shape_.keyLength ? value(i) : random_.byte();
+  }
+  if (random_.oneIn(3)) {
+    return key;
+  }
+  const sim::TcamRow row = table_.row(anyRow());
+  for (unsigned i = 0; i < shape_.keyLength; ++i) {
+    key[i] = static_cast<uint8_t>((row.value[i] & ~row.mask[i]) | (key[i] & row.mask[i]));
+  }
+  if (random_.oneIn(3)) {
+    key[random_.below(shape_.keyLength)] ^= static_cast<uint8_t>(1 << random_.below(8));
+  }
+  return key;
+}
+
+void RandomTable::rowIs(uint32_t row) {
+  TcamKeyBytes value;
+  TcamKeyBytes mask;
+  for (unsigned i = 0; i < value.size(); ++i) {
+    value[i] = i < shape_.keyLength ? this->value(i) : random_.byte();
+    mask[i] = i < shape_.keyLength ? ignored(i) : random_.byte();
+  }
+  table_.keyMaskIs(row, value, mask);
+}
+
+void RandomTable::fill(unsigned percent) {
+  for (uint32_t row = 0; row < shape_.numRows; ++row) {
+    if (random_.below(100) < percent) {
+      rowIs(row);
+      table_.validIs(row, true);
+    }
+  }
+}
+
+// A row is rewritten, goes, comes, or moves.
+void RandomTable::write() {
+  const uint32_t row = random_.oneIn(2) ? anyRow() : random_.below(std::min(shape_.numRows, 20u));
+  switch (random_.below(5)) {
+  case 0:
+    rowIs(row);
+    break;
+  case 1:
+    table_.validIs(row, false);
+    break;
+  case 2:
+    rowIs(row);
+    table_.validIs(row, true);
+    break;
+  case 3:
+    table_.validIs(row, true);
+    break;
+  default: {
+    const uint32_t to = anyRow();
+    const sim::TcamRow moved = table_.row(row);
+    table_.keyMaskIs(to, moved.value, moved.mask);
+    table_.validIs(to, moved.valid);
+    table_.validIs(row, row == to && moved.valid);
+  }
+  }
+}
+
+std::string RandomTable::answers(const std::vector<TcamKeyBytes>& keys, uint32_t from, sim::LookupPath path) {
+  table_.lookupPathIs(path);
+  std::vector<uint32_t> rows(keys.size());
+  table_.lookup(keys, rows);
+  std::string text;
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    text += rowText(rows[i]);
+    text += rowText(table_.lookup(keys[i]));
+    text += rowText(table_.lookupFrom(keys[i], from));
+  }
+  return text;
+}
+
+std::string RandomTable::linearAnswers(const std::vector<TcamKeyBytes>& keys, uint32_t from) const {
+  std::string text;
+  for (const TcamKeyBytes& key : keys) {
+    const std::string first = rowText(table_.linearLookup(key));
+    text += first + first + rowText(linearFrom(table_, key, from));
+  }
+  return text;
+}
+
+class TcamDifferential : public testing::TestWithParam<Shape> {
+protected:
+  // Looks up `count` keys in every way.
+  static void compare(RandomTable& table, std::size_t count, const std::string& where) {
+    std::vector<TcamKeyBytes> keys(count);
+    for (TcamKeyBytes& key : keys) {
+      key = table.key();
+    }
+    const uint32_t from = table.random().below(table.table().numRows());
+    const std::string expected = table.linearAnswers(keys, from);
+    for (const sim::LookupPath path : paths()) {
+      ASSERT_EQ(table.answers(keys, from, path), expected)
+          << where << ", from row " << from << ", path " << static_cast<unsigned>(path);
+    }
+  }
+};
+
+// Rows come and go at random; after every few of them all searches agree with that of row by row.
+TEST_P(TcamDifferential, AgreesWithLinearLookup) {
+  const uint64_t seed = test::Random::seed("AgreesWithLinearLookup");
+  const Shape& shape = GetParam();
+  const int steps = std::getenv("XPACL_LONG") ? 20000 : 400;
+  RandomTable table(shape, seed + shape.numRows + shape.keyLength);
+  table.fill(table.random().below(100));
+  for (int step = 0; step < steps; ++step) {
+    const std::string where = "seed " + std::to_string(seed) + ", step " + std::to_string(step);
+    for (uint32_t i = table.random().below(8); i > 0; --i) {
+      table.write();
+    }
+    ASSERT_NO_FATAL_FAILURE(compare(table, step % 50 == 0 ? table.random().below(75) : 3, where));
+    if (step % (steps / 8) == 0) {
+      ASSERT_STREQ(table.table().audit(), nullptr) << where;
+    }
+  }
+}
+
+// A table that fills and empties in an order of its own stays exact, and gives its structure back.
+TEST_P(TcamDifferential, StaysExactWhileItFillsAndEmpties) {
+  const uint64_t seed = test::Random::seed("StaysExactWhileItFillsAndEmpties");
+  const Shape& shape = GetParam();
+  RandomTable rows(shape, seed + shape.numRows);
+  rows.fill(100);
+  // What the rows are, in another table, one by one.
+  TcamTable table(shape.numRows, shape.keyLength, 1);
+  std::vector<uint32_t> order(shape.numRows);
+  std::iota(order.begin(), order.end(), 0u);
+  for (const bool comes : {true, false}) {
+    for (uint32_t i = shape.numRows; i > 1; --i) {
+      std::swap(order[i - 1], order[rows.random().below(i)]);
+    }
+    for (uint32_t i = 0; i < shape.numRows; ++i) {
+      const uint32_t number = order[i];
+      if (comes) {
+        const sim::TcamRow row = rows.table().row(number);
+        table.keyMaskIs(number, row.value, row.mask);
+      }
+      table.validIs(number, comes);
+      if (i % (shape.numRows / 40 + 1) == 0) {
+        const TcamKeyBytes key = rows.key();
+        ASSERT_EQ(rowText(table.lookup(key)), rowText(table.linearLookup(key))) << "seed " << seed;
+      }
+    }
+    ASSERT_STREQ(table.audit(), nullptr) << "seed " << seed;
+  }
+  const sim::LookupTree::Figures figures = table.lookupFigures();
+  EXPECT_EQ(std::to_string(figures.trees) + " trees, " + std::to_string(figures.rows) + " rows, " +
+                std::to_string(table.numValid()) + " valid",
+            "0 trees, 0 rows, 0 valid");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Shapes, TcamDifferential,
+    testing::Values(Shape{"any bits", Look::anyBits, 17, 500}, Shape{"any bits", Look::anyBits, 1, 64},
+                    Shape{"any bits", Look::anyBits, 48, 300}, Shape{"few bytes", Look::fewBytes, 1, 1},
+                    Shape{"few bytes", Look::fewBytes, 5, 7}, Shape{"few bytes", Look::fewBytes, 5, 4096},
+                    Shape{"few bytes", Look::fewBytes, 7, 64}, Shape{"few bytes", Look::fewBytes, 8, 65},
+                    Shape{"few bytes", Look::fewBytes, 9, 500}, Shape{"few bytes", Look::fewBytes, 16, 1000},
+                    Shape{"few bytes", Look::fewBytes, 24, 1000}, Shape{"prefixes", Look::prefixes, 17, 3000},
+                    Shape{"prefixes", Look::prefixes, 22, 1000}, Shape{"prefixes", Look::prefixes, 41, 2000},
+                    Shape{"prefixes", Look::prefixes, 33, 300}, Shape{"alike", Look::alike, 20, 2000},
+                    Shape{"alike", Look::alike, 41, 300}, Shape{"wild", Look::wild, 20, 1500},
+                    Shape{"wild", Look::wild, 41, 400}));
+
+// Batches of every size give what single keys give, wherever the last one of them ends.
+TEST(TcamTable, BatchesOfEverySize) {
+  const uint64_t seed = test::Random::seed("BatchesOfEverySize");
+  const Shape shape{"few bytes", Look::fewBytes, 20, 700};
+  RandomTable table(shape, seed);
+  table.fill(90);
+  for (std::size_t count = 0; count < 100; ++count) {
+    std::vector<TcamKeyBytes> keys(count);
+    for (TcamKeyBytes& key : keys) {
+      key = table.key();
+    }
+    const std::string expected = table.linearAnswers(keys, 0);
+    for (const sim::LookupPath path : paths()) {
+      ASSERT_EQ(table.answers(keys, 0, path), expected) << "seed " << seed;
+    }
+  }
+}
+
+// Copies go ways of their own, as both are written.
+TEST(TcamTable, CopiesStayIndependent) {
+  const uint64_t seed = test::Random::seed("CopiesStayIndependent");
+  const Shape shape{"prefixes", Look::prefixes, 17, 600};
+  RandomTable table(shape, seed);
+  table.fill(60);
+  RandomTable copy = table;
+  copy.random() = test::Random(seed + 1);
+  for (int step = 0; step < 300; ++step) {
+    (step % 3 == 0 ? copy : table).write();
+    for (RandomTable* each : {&table, &copy}) {
+      const std::vector<TcamKeyBytes> keys{each->key(), each->key()};
+      ASSERT_EQ(each->answers(keys, 0, sim::bestLookupPath()), each->linearAnswers(keys, 0))
+          << "seed " << seed;
+    }
+  }
+  EXPECT_STREQ(table.table().audit(), nullptr);
+  EXPECT_STREQ(copy.table().audit(), nullptr);
+}
+
+// Rows that compare next to nothing stand where they are not copied into every corner, whatever was there
+// before them.
+TEST(TcamTable, MemoryIsBounded) {
+  const uint64_t seed = test::Random::seed("MemoryIsBounded");
+  TcamTable table(20000, 20, 1);
+  EXPECT_LE(table.lookupFigures().bytes, 4096u) << "a table without rows";
+  const Shape exact{"prefixes", Look::prefixes, 20, 4000};
+  const Shape wild{"wild", Look::wild, 20, 8000};
+  RandomTable first(exact, seed);
+  RandomTable second(wild, seed);
+  first.fill(100);
+  second.fill(100);
+  for (const bool wildFirst : {false, true}) {
+    for (uint32_t i = 0; i < exact.numRows + wild.numRows; ++i) {
+      const bool isWild = wildFirst ? i < wild.numRows : i >= exact.numRows;
+      const uint32_t at = wildFirst == isWild ? i : i - (isWild ? exact.numRows : wild.numRows);
+      const sim::TcamRow row = (isWild ? second : first).table().row(at);
+      table.keyMaskIs(i, row.value, row.mask);
+      table.validIs(i, true);
+    }
+    const sim::LookupTree::Figures figures = table.lookupFigures();
+    EXPECT_LE(figures.bytes / figures.rows, 400u) << "seed " << seed << ", copies " << figures.copies;
+    EXPECT_STREQ(table.audit(), nullptr);
+    for (uint32_t i = 0; i < table.numRows(); ++i) {
+      table.validIs(i, false);
+    }
+  }
+}
 
 } // namespace
