@@ -122,14 +122,15 @@ TEST_F(SetsTool, LintNamesLinesAndWhy) {
       "ports 99\n"
       "\n"
       "4 findings in 1 list; 1 MiB of memory\n");
-  EXPECT_EQ(run("lint --json " + conf).out,
-            R"({"unreachable":[{"acl":"A","line":3,"hiddenBy":[2],"sameAction":false}],)"
-            R"("removable":[{"acl":"A","line":3,"reached":false},{"acl":"A","line":7,"reached":true}],)"
-            R"("contradictions":[{"acl":"A","line":4,"with":5,)"
-            R"("witness":"tcp 10.1.0.1:40000 > 10.2.0.1:25 syn ttl 64"}],)"
-            R"("ranges":[{"acl":"A","line":6,"side":"destination","ports":"0-98,100-65535","rows":16,)"
-            R"("cheaper":"any","inFront":"99","cheaperRows":2}]})"
-            "\n");
+  EXPECT_EQ(
+      run("lint --json " + conf).out,
+      R"({"schema":"xpacl/lint/1","unreachable":[{"acl":"A","line":3,"hiddenBy":[2],"sameAction":false}],)"
+      R"("removable":[{"acl":"A","line":3,"reached":false},{"acl":"A","line":7,"reached":true}],)"
+      R"("contradictions":[{"acl":"A","line":4,"with":5,)"
+      R"("witness":"tcp 10.1.0.1:40000 > 10.2.0.1:25 syn ttl 64"}],)"
+      R"("ranges":[{"acl":"A","line":6,"side":"destination","ports":"0-98,100-65535","rows":16,)"
+      R"("cheaper":"any","inFront":"99","cheaperRows":2}]})"
+      "\n");
 }
 
 TEST_F(SetsTool, LintFindsNothingWhereNothingIs) {
@@ -139,7 +140,7 @@ TEST_F(SetsTool, LintFindsNothingWhereNothingIs) {
   EXPECT_EQ(lint.status, 0);
   EXPECT_EQ(lint.out, "nothing odd in 1 list; 1 MiB of memory\n");
   EXPECT_EQ(run("lint --json " + conf).out,
-            R"({"unreachable":[],"removable":[],"contradictions":[],"ranges":[]})"
+            R"({"schema":"xpacl/lint/1","unreachable":[],"removable":[],"contradictions":[],"ranges":[]})"
             "\n");
 }
 

@@ -23,5 +23,6 @@ void addVerify(CLI::App& program, Run& run);
 void addLint(CLI::App& program, Run& run);
 void addDiff(CLI::App& program, Run& run);
 void addCheckCertificate(CLI::App& program, Run& run);
+void addReport(CLI::App& program, Run& run);
 
 } // namespace tool

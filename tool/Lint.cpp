@@ -4,6 +4,8 @@
 
 #include "tool/Commands.h"
 #include "tool/Common.h"
+#include "tool/JsonDocument.h"
+#include "tool/LintReport.h"
 #include "tool/SetCommands.h"
 
 #include <CLI/CLI.hpp>
@@ -22,79 +24,8 @@ struct LintOptions : SetOptions {
   std::string config;
 };
 
-std::string portsText(const agent::PortSet& ports) {
-  if (agent::isAnyPort(ports)) {
-    return "any";
-  }
-  std::string text;
-  for (const agent::PortRange& range : ports) {
-    text += (text.empty() ? "" : ",") + std::to_string(range.low) +
-            (range.low == range.high ? "" : "-" + std::to_string(range.high));
-  }
-  return text;
-}
-
 const char* verdictName(bool permit) {
   return permit ? "permit" : "deny";
-}
-
-// One list and what was found in it.
-struct ListReport {
-  const agent::AccessList* list = nullptr;
-  verify::ListFindings findings;
-
-  const agent::Rule& rule(std::size_t line) const { return list->rules[line]; }
-  unsigned lineNumber(std::size_t line) const { return rule(line).loc.line; }
-  std::string place(std::size_t line) const {
-    return rule(line).loc.file + ":" + std::to_string(lineNumber(line));
-  }
-  std::size_t total() const {
-    return findings.unreachable.size() + reachedRemovable() + findings.contradictions.size() +
-           findings.ranges.size();
-  }
-  // Unreachable lines can go too, but have been told already.
-  std::size_t reachedRemovable() const {
-    return static_cast<std::size_t>(
-        std::count_if(findings.removable.begin(), findings.removable.end(),
-                      [](const verify::Removable& line) { return line.reached; }));
-  }
-};
-
-// --------------------------------------------------------------------------------------------- JSON
-
-void addJson(const ListReport& report, Json& json) {
-  const std::string& acl = report.list->name;
-  for (const verify::Unreachable& line : report.findings.unreachable) {
-    Json hiddenBy = Json::array();
-    for (const std::size_t other : line.hiddenBy) {
-      hiddenBy.push_back(report.lineNumber(other));
-    }
-    json["unreachable"].push_back({{"acl", acl},
-                                   {"line", report.lineNumber(line.line)},
-                                   {"hiddenBy", hiddenBy},
-                                   {"sameAction", line.sameAction}});
-  }
-  for (const verify::Removable& line : report.findings.removable) {
-    json["removable"].push_back(
-        {{"acl", acl}, {"line", report.lineNumber(line.line)}, {"reached", line.reached}});
-  }
-  for (const verify::Contradiction& pair : report.findings.contradictions) {
-    json["contradictions"].push_back({{"acl", acl},
-                                      {"line", report.lineNumber(pair.first)},
-                                      {"with", report.lineNumber(pair.second)},
-                                      {"witness", packet::toText(pair.witness)}});
-  }
-  for (const verify::CostlyRange& range : report.findings.ranges) {
-    json["ranges"].push_back(
-        {{"acl", acl},
-         {"line", report.lineNumber(range.line)},
-         {"side", range.source ? "source" : "destination"},
-         {"ports", portsText(range.ports)},
-         {"rows", range.rows},
-         {"cheaper", portsText(range.cheaper)},
-         {"inFront", range.excluded.empty() ? Json(nullptr) : Json(portsText(range.excluded))},
-         {"cheaperRows", range.cheaperRows}});
-  }
 }
 
 // --------------------------------------------------------------------------------------------- text
@@ -216,82 +147,37 @@ private:
   const ListReport& report_;
 };
 
-class Linter {
-public:
-  Linter(const agent::Config& config, const LintOptions& options)
-      : config_(config), options_(options), progress_("lines taken in and looked at:", steps(config)) {}
-
-  int run() {
-    for (const agent::AccessList& list : config_.lists) {
-      // What could not be read says nothing about packets; its errors have been told.
-      if (!list.hasErrors) {
-        look(list);
-      }
+void printText(const LintReports& reports) {
+  for (const ListReport& report : reports.lists) {
+    if (report.total() != 0) {
+      ReportPrinter(report).print();
     }
-    if (options_.json) {
-      printJson();
-    } else {
-      printText();
-    }
-    return found_ == 0 ? exitDone : exitNo;
   }
-
-private:
-  // Lines are taken in, and then looked at.
-  static uint64_t steps(const agent::Config& config) {
-    uint64_t lines = 0;
-    for (const agent::AccessList& list : config.lists) {
-      lines += list.hasErrors ? 0 : list.rules.size();
-    }
-    return 2 * lines;
+  const std::size_t count = reports.lists.size();
+  const std::string lists = std::to_string(count) + (count == 1 ? " list" : " lists");
+  if (reports.found == 0) {
+    std::cout << green("nothing odd in " + lists);
+  } else {
+    std::cout << red(std::to_string(reports.found) + (reports.found == 1 ? " finding in " : " findings in ") +
+                     lists);
   }
-
-  // Each list has a space of its own, so that nothing is left of the one before.
-  void look(const agent::AccessList& list) {
-    verify::PacketSpace space(list.family, verify::trafficOf(&list), options_.memoryBytes());
-    reports_.push_back({&list, verify::lint(space, list, [this] { progress_.at(++done_); })});
-    found_ += reports_.back().total();
-    memory_ = std::max(memory_, space.diagrams().peakMemory());
-  }
-
-  void printJson() const {
-    Json json{{"unreachable", Json::array()},
-              {"removable", Json::array()},
-              {"contradictions", Json::array()},
-              {"ranges", Json::array()}};
-    for (const ListReport& report : reports_) {
-      addJson(report, json);
-    }
-    std::cout << dump(json) << "\n";
-  }
-
-  void printText() const {
-    for (const ListReport& report : reports_) {
-      if (report.total() != 0) {
-        ReportPrinter(report).print();
-      }
-    }
-    const std::string lists = std::to_string(reports_.size()) + (reports_.size() == 1 ? " list" : " lists");
-    if (found_ == 0) {
-      std::cout << green("nothing odd in " + lists);
-    } else {
-      std::cout << red(std::to_string(found_) + (found_ == 1 ? " finding in " : " findings in ") + lists);
-    }
-    std::cout << "; " << memoryText(memory_) << " of memory\n";
-  }
-
-  const agent::Config& config_;
-  const LintOptions& options_;
-  Progress progress_;
-  uint64_t done_ = 0;
-  std::vector<ListReport> reports_;
-  std::size_t found_ = 0;
-  std::size_t memory_ = 0;
-};
+  std::cout << "; " << memoryText(reports.memory) << " of memory\n";
+}
 
 int runLint(const LintOptions& options) {
   const agent::Config config = loadConfig(options.config, options);
-  return Linter(config, options).run();
+  LintReports reports;
+  {
+    Progress progress("lines taken in and looked at:", lintSteps(config));
+    uint64_t done = 0;
+    reports = lintLists(config, options.memoryBytes(), [&] { progress.at(++done); });
+  }
+  if (options.json) {
+    printJson("lint", reports.toJson());
+  } else {
+    printText(reports);
+  }
+  return reports.found == 0 ? exitDone : exitNo;
 }
 
 } // namespace
