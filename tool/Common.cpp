@@ -13,8 +13,10 @@
 namespace tool {
 
 void addCommonOptions(CLI::App& command, CommonOptions& options, bool withJson) {
-  command.add_option("--format", options.format, "What the configuration is: auto, cli or classbench")
-      ->check(CLI::IsMember({"auto", "cli", "classbench"}))
+  command
+      .add_option("--format", options.format,
+                  "What the configuration is: auto, cli, classbench or openconfig")
+      ->check(CLI::IsMember({"auto", "cli", "classbench", "openconfig"}))
       ->capture_default_str();
   command.add_flag("--strict", options.strict, "Warnings are errors");
   command.add_flag("--keep-going", options.keepGoing,

@@ -2,6 +2,7 @@
 
 #include "agent/config/ClassBenchReader.h"
 #include "agent/config/CliReader.h"
+#include "agent/config/OpenConfigReader.h"
 
 #include <array>
 #include <cerrno>
@@ -14,7 +15,7 @@ namespace agent {
 
 namespace {
 
-constexpr std::array<const char*, 3> formatNames = {"auto", "cli", "classbench"};
+constexpr std::array<const char*, 4> formatNames = {"auto", "cli", "classbench", "openconfig"};
 
 // The whole file, or why it cannot be had.
 struct FileText {
@@ -60,6 +61,12 @@ bool checkText(std::string_view text, Diagnostics& diagnostics) {
       "'\\x00': this octet does not stand in text; the file is binary or in UTF-16, save it as text in "
       "UTF-8");
   return false;
+}
+
+InputFormat formatOf(std::string_view text) {
+  if (looksLikeOpenConfig(text))
+    return InputFormat::openconfig;
+  return looksLikeClassBench(text) ? InputFormat::classbench : InputFormat::cli;
 }
 
 void applyOverrides(const std::vector<std::string>& overrides, Diagnostics& diagnostics, Config& config) {
@@ -109,15 +116,18 @@ Config readConfigText(std::string_view text, const std::string& fileName, const 
   Diagnostics diagnostics(fileName, options.strict);
   if (text.starts_with("\xEF\xBB\xBF")) // a byte order mark, which editors leave
     text.remove_prefix(3);
-  const bool classBench = options.format == InputFormat::classbench ||
-                          (options.format == InputFormat::automatic && looksLikeClassBench(text));
   config.readable = checkText(text, diagnostics);
-  if (config.readable && classBench)
-    readClassBench(text, diagnostics, config);
-  else if (config.readable && text.empty())
-    diagnostics.warn(1, 1, "the file is empty, nothing is configured");
-  else if (config.readable)
-    CliReader(text, options, diagnostics).read(config);
+  if (config.readable) {
+    const InputFormat format = options.format == InputFormat::automatic ? formatOf(text) : options.format;
+    if (format == InputFormat::classbench)
+      readClassBench(text, diagnostics, config);
+    else if (format == InputFormat::openconfig)
+      readOpenConfig(text, options, diagnostics, config);
+    else if (text.empty())
+      diagnostics.warn(1, 1, "the file is empty, nothing is configured");
+    else
+      CliReader(text, options, diagnostics).read(config);
+  }
   applyOverrides(options.tcam, diagnostics, config);
   config.diagnostics = diagnostics.takeAll();
   return config;

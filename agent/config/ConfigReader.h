@@ -21,11 +21,12 @@
 namespace agent {
 
 enum class InputFormat : uint8_t {
-  automatic, // by the first lines of the text
-  cli,       // router and switch configuration text
-  classbench // filter sets: "@src/len dst/len lo : hi lo : hi proto/mask flags/mask"
+  automatic,  // by the first lines of the text
+  cli,        // router and switch configuration text
+  classbench, // filter sets: "@src/len dst/len lo : hi lo : hi proto/mask flags/mask"
+  openconfig  // documents of the OpenConfig models in JSON
 };
-// "auto", "cli", "classbench".
+// "auto", "cli", "classbench", "openconfig".
 const char* inputFormatName(InputFormat format);
 std::optional<InputFormat> inputFormatFromName(std::string_view name);
 

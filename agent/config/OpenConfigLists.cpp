@@ -1,0 +1,224 @@
+#include "agent/config/OpenConfigLists.h"
+
+#include "agent/config/OpenConfigEntry.h"
+
+#include <algorithm>
+
+namespace agent::openconfig {
+
+namespace {
+
+// A default key of the agent has this name; a list of this name could not be told from no list.
+constexpr std::string_view reservedName = "aclGroupDefault";
+
+constexpr const char* setsPath = "acl/acl-sets";
+
+} // namespace
+
+std::vector<Family> familiesOf(SetType type) {
+  switch (type) {
+  case SetType::ipv4:
+    return {Family::ipv4};
+  case SetType::ipv6:
+    return {Family::ipv6};
+  case SetType::l2:
+    return {Family::mac};
+  default:
+    return {Family::ipv4, Family::ipv6};
+  }
+}
+
+void SetTable::offerNames(SetType type, NearestWord& nearest) const {
+  // Only so many: a suggestion is not worth quadratic time in a file of nothing but mistakes.
+  constexpr size_t mostOffered = 256;
+  size_t offered = 0;
+  for (const auto& [key, position] : index_)
+    if (key.first == type && offered++ < mostOffered)
+      nearest.offer(key.second);
+}
+
+void SetTable::read(const JsonValue& set) {
+  Problems problems(lines_);
+  Draft draft;
+  const Place above(setsPath);
+  const Place unnamed(above, "acl-set");
+  std::string name;
+  std::optional<SetType> type;
+  {
+    // The place is known only behind the keys, which are read again below with everything else.
+    Problems ignored(lines_);
+    Container keys(set, unnamed, ignored);
+    const Member* const nameLeaf = keys.take("name");
+    const Member* const typeLeaf = keys.take("type");
+    if (nameLeaf != nullptr && nameLeaf->value->is(JsonKind::string))
+      name = nameLeaf->value->text;
+    if (name.empty())
+      problems.refuse(nameLeaf == nullptr ? set : *nameLeaf->value, unnamed,
+                      "the set has no name, so that no interface can have it; write \"name\"");
+    if (typeLeaf != nullptr)
+      type = setTypeFromName(typeLeaf->value->text);
+    if (!type)
+      problems.refuse(typeLeaf == nullptr ? set : *typeLeaf->value, unnamed,
+                      (typeLeaf == nullptr ? "the set has no type"
+                                           : describe(*typeLeaf->value) + " is no type of a set") +
+                          std::string("; write \"type\": ACL_IPV4, ACL_IPV6, ACL_L2 or ACL_MIXED"));
+  }
+  if (problems.errors() != 0) {
+    diagnostics_.addAll(problems.takeAll());
+    return;
+  }
+  draft.key = {*type, name};
+  draft.value = &set;
+  draft.place = std::make_unique<Place>(
+      std::string(setsPath) + "/" + listSegment("acl-set", {{"name", name}, {"type", setTypeName(*type)}}));
+  draft.container = std::make_unique<Container>(set, *draft.place, problems);
+  draft.container->pass({"name", "type", "description"});
+  draft.container->take("acl-entries");
+  draft.container->refuseRest("this is not known here, and without it the set may mean something else; leave "
+                              "it out");
+  if (name == reservedName)
+    problems.refuse(set, *draft.place, "this name means no list at all; give the set another name");
+  checkFamilies(draft, problems);
+  draft.findings = problems.takeAll();
+  const auto [at, isNew] = index_.try_emplace(draft.key, drafts_.size());
+  if (!isNew) {
+    bool hasErrors = false;
+    report(draft, true, true, std::move(draft.findings), hasErrors);
+    // Which of the two is meant, nobody can tell.
+    drafts_[at->second].findings.push_back(
+        {Severity::error, lines_.line(drafts_[at->second].value->offset),
+         lines_.column(drafts_[at->second].value->offset),
+         drafts_[at->second].place->path() + ": another set of this name and type stands further down; keep "
+                                             "one of the two"});
+    return;
+  }
+  drafts_.push_back(std::move(draft));
+}
+
+// A set and a mixed one of its name would become two lists of the same name and family.
+void SetTable::checkFamilies(const Draft& draft, Problems& problems) const {
+  for (const SetType other : {SetType::ipv4, SetType::ipv6, SetType::l2, SetType::mixed}) {
+    const auto at = index_.find({other, draft.key.second});
+    if (other == draft.key.first || at == index_.end())
+      continue;
+    for (const Family family : familiesOf(draft.key.first))
+      for (const Family otherFamily : familiesOf(other))
+        if (family == otherFamily)
+          problems.refuse(*draft.value, *draft.place,
+                          "line " + std::to_string(lines_.line(drafts_[at->second].value->offset)) +
+                              " has a set of this name for the same packets already; rename one of them, or "
+                              "write their entries into one set");
+  }
+}
+
+SetTable::Entries SetTable::entriesOf(const Draft& draft, const Place& above, Problems& problems) {
+  Entries entries;
+  for (const JsonValue* const value :
+       listEntries(draft.container->take("acl-entries"), "acl-entry", problems)) {
+    Problems ignored(lines_);
+    const Place unnamed(above, "acl-entry");
+    Container keys(*value, unnamed, value->is(JsonKind::object) ? ignored : problems);
+    if (!value->is(JsonKind::object))
+      continue;
+    const Member* const leaf = keys.take("sequence-id");
+    const auto sequence = leaf == nullptr ? std::nullopt : plainNumber(*leaf->value, UINT32_MAX);
+    if (!sequence || *sequence == 0) {
+      problems.refuse(leaf == nullptr ? *value : *leaf->value, unnamed,
+                      (leaf == nullptr
+                           ? "the entry has no sequence-id, so that its place in the set is unknown"
+                           : describe(*leaf->value) + " is no sequence-id") +
+                          std::string("; write a number from 1 to 4294967295"));
+      continue;
+    }
+    Entry entry{value, Place(above, listSegment("acl-entry", {{"sequence-id", std::to_string(*sequence)}}))};
+    const auto [at, isNew] = entries.try_emplace(*sequence, std::move(entry));
+    if (!isNew)
+      problems.refuse(*leaf->value, at->second.place,
+                      "line " + std::to_string(lines_.line(at->second.value->offset)) +
+                          " has an entry of this sequence-id already; number one of them anew");
+  }
+  return entries;
+}
+
+// The two lists that a mixed set becomes say what it says only when both have entries.
+void SetTable::checkMixed(const Draft& draft, const Entries& entries, Problems& problems) {
+  bool v4 = entries.empty();
+  bool v6 = entries.empty();
+  for (const auto& [sequence, entry] : entries) {
+    const EntryFamilies families = openconfig::familiesOf(*entry.value);
+    v4 = v4 || families.v4;
+    v6 = v6 || families.v6;
+  }
+  problems.warn(
+      *draft.value, *draft.place,
+      "a mixed set is read as an IPv4 list and an IPv6 list of this name, so that frames that carry "
+      "neither pass; write a set of type ACL_L2 for those");
+  if (!v4 || !v6)
+    problems.refuse(*draft.value, *draft.place,
+                    std::string("the set has no entry that could match ") + (v4 ? "IPv6" : "IPv4") +
+                        " packets, so that it would drop them all, but a list without entries drops nothing; "
+                        "write an entry for them, or make the type " +
+                        (v4 ? "ACL_IPV4" : "ACL_IPV6"));
+}
+
+void SetTable::report(const Draft& draft, bool applied, bool structural, std::vector<Finding> findings,
+                      bool& hasErrors) {
+  for (Finding& finding : findings) {
+    if (finding.severity == Severity::error && !applied && !structural && !diagnostics_.strict()) {
+      finding.severity = Severity::warning;
+      finding.message += " (no error, because the set is applied nowhere)";
+      hasErrors = true;
+    }
+    hasErrors = hasErrors || finding.severity == Severity::error || diagnostics_.strict();
+    diagnostics_.add(std::move(finding), draft.key.second);
+  }
+}
+
+std::vector<Rule> SetTable::rulesOf(const Draft& draft, Family family, const Entries& entries,
+                                    DefinedSets& definedSets, Problems& problems) {
+  std::vector<Rule> rules;
+  const EntryContext context{draft.key.first, family, definedSets, budget_};
+  for (const auto& [sequence, entry] : entries) {
+    if (draft.key.first == SetType::mixed) {
+      // An entry of both is looked at once, where it is refused.
+      const EntryFamilies families = openconfig::familiesOf(*entry.value);
+      if (family == Family::ipv4 ? !families.v4 : !families.v6)
+        continue;
+    }
+    Rule rule;
+    rule.loc = {diagnostics_.file(), lines_.line(entry.value->offset), lines_.column(entry.value->offset)};
+    rule.sequence = sequence;
+    const size_t errors = problems.errors();
+    parseEntry(*entry.value, entry.place, context, problems, rule);
+    if (problems.errors() == errors)
+      rules.push_back(std::move(rule));
+  }
+  return rules;
+}
+
+void SetTable::build(const std::set<SetKey>& applied, DefinedSets& definedSets,
+                     std::vector<AccessList>& lists) {
+  for (Draft& draft : drafts_) {
+    const bool isApplied = applied.contains(draft.key);
+    const Place above(*draft.place, "acl-entries");
+    bool hasErrors = false;
+    report(draft, isApplied, true, std::move(draft.findings), hasErrors);
+    Problems problems(lines_);
+    const Entries entries = entriesOf(draft, above, problems);
+    if (draft.key.first == SetType::mixed)
+      checkMixed(draft, entries, problems);
+    const size_t first = lists.size();
+    for (const Family family : familiesOf(draft.key.first)) {
+      AccessList& list = lists.emplace_back();
+      list.name = draft.key.second;
+      list.family = family;
+      list.loc = {diagnostics_.file(), lines_.line(draft.value->offset), lines_.column(draft.value->offset)};
+      list.rules = rulesOf(draft, family, entries, definedSets, problems);
+    }
+    report(draft, isApplied, false, problems.takeAll(), hasErrors);
+    for (size_t i = first; i < lists.size(); ++i)
+      lists[i].hasErrors = hasErrors;
+  }
+}
+
+} // namespace agent::openconfig
