@@ -1,3 +1,5 @@
+include(GNUInstallDirs)
+
 # One interface target carries the warnings and sanitizers that every room is built with.
 add_library(xpacl_flags INTERFACE)
 target_compile_options(xpacl_flags INTERFACE -Wall -Wextra -Werror
@@ -42,8 +44,9 @@ function(xpacl_room name)
   endforeach()
   if(sources)
     add_library(${name} STATIC ${sources})
-    target_link_libraries(${name} PUBLIC ${ROOM_DEPENDS} PRIVATE xpacl_flags)
-    target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
+    target_link_libraries(${name} PUBLIC ${ROOM_DEPENDS} PRIVATE $<BUILD_INTERFACE:xpacl_flags>)
+    target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+                                              $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/xpacl>)
   else()
     add_library(${name} INTERFACE)
     target_link_libraries(${name} INTERFACE ${ROOM_DEPENDS})

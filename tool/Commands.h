@@ -24,5 +24,6 @@ void addLint(CLI::App& program, Run& run);
 void addDiff(CLI::App& program, Run& run);
 void addCheckCertificate(CLI::App& program, Run& run);
 void addReport(CLI::App& program, Run& run);
+void addReference(CLI::App& program, Run& run);
 
 } // namespace tool

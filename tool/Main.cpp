@@ -32,6 +32,7 @@ int main(int argc, char** argv) {
   tool::addDiff(program, run);
   tool::addCheckCertificate(program, run);
   tool::addReport(program, run);
+  tool::addReference(program, run);
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
