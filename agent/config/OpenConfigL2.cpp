@@ -42,11 +42,16 @@ void takeMac(Container& container, const std::string& side, Problems& problems, 
 
 void takeEtherType(const Member& member, Problems& problems, Criteria& criteria) {
   const JsonValue& value = *member.value;
-  const bool scalar = value.is(JsonKind::string) || value.is(JsonKind::number);
-  const auto plain = scalar ? number(value.text, 0xFFFF) : std::nullopt;
   const auto identity = value.is(JsonKind::string) ? etherTypeFromIdentity(value.text) : std::nullopt;
-  if (identity || (plain && *plain >= lowestEtherType)) {
-    criteria.etherType = identity ? *identity : static_cast<uint16_t>(*plain);
+  if (identity) {
+    criteria.etherType = *identity;
+    return;
+  }
+  std::optional<uint32_t> plain;
+  if (value.is(JsonKind::string) || value.is(JsonKind::number))
+    plain = number(value.text, 0xFFFF);
+  if (plain && *plain >= lowestEtherType) {
+    criteria.etherType = static_cast<uint16_t>(*plain);
     return;
   }
   if (plain) {
