@@ -2,6 +2,7 @@
 
 #include "tool/ReportSources.h"
 
+#include <stdexcept>
 #include <string_view>
 
 namespace tool {
@@ -11,6 +12,9 @@ namespace {
 // The part of `page` in front of `mark`; takes both away.
 std::string_view upTo(std::string_view& page, std::string_view mark) {
   const std::size_t at = page.find(mark);
+  if (at == std::string_view::npos) {
+    throw std::logic_error("the page has no place for " + std::string(mark));
+  }
   const std::string_view before = page.substr(0, at);
   page.remove_prefix(at + mark.size());
   return before;
