@@ -23,6 +23,7 @@ void addVerify(CLI::App& program, Run& run);
 void addLint(CLI::App& program, Run& run);
 void addDiff(CLI::App& program, Run& run);
 void addCheckCertificate(CLI::App& program, Run& run);
+void addConvert(CLI::App& program, Run& run);
 void addReport(CLI::App& program, Run& run);
 void addReference(CLI::App& program, Run& run);
 

@@ -31,6 +31,7 @@ int main(int argc, char** argv) {
   tool::addLint(program, run);
   tool::addDiff(program, run);
   tool::addCheckCertificate(program, run);
+  tool::addConvert(program, run);
   tool::addReport(program, run);
   tool::addReference(program, run);
   try {

@@ -152,12 +152,15 @@ void show(Session& session, const ShowOptions& options) {
   }
   const bool sends =
       !options.pcap.empty() || !options.in.empty() || !options.out.empty() || options.vlan != 0;
-  if (options.what != "counters" && (sends || options.byHits)) {
-    throw Exit(exitBadInput, "--pcap, --in, --out, --vlan and --by-hits belong to show counters");
+  if (options.what != "counters" && options.byHits) {
+    throw Exit(exitBadInput, "--by-hits belongs to show counters");
+  }
+  if (options.what != "counters" && options.what != "openconfig" && sends) {
+    throw Exit(exitBadInput, "--pcap, --in, --out and --vlan belong to show counters and show openconfig");
   }
   if (options.pcap.empty() && sends) {
-    throw Exit(exitBadInput,
-               "show counters: --in, --out and --vlan say where packets go; give them with --pcap");
+    throw Exit(exitBadInput, "show " + options.what +
+                                 ": --in, --out and --vlan say where packets go; give them with --pcap");
   }
   if (options.what == "tcam") {
     showTcam(options, session);
@@ -167,6 +170,8 @@ void show(Session& session, const ShowOptions& options) {
     showState(session, options);
   } else if (options.what == "counters") {
     showCounters(session, options);
+  } else if (options.what == "openconfig") {
+    showOpenConfig(session, options);
   } else if (options.what == "trace") {
     showTrace(options);
   } else {
@@ -179,17 +184,17 @@ void addShowOptions(CLI::App& command, ShowOptions& options) {
       .add_option(
           "WHAT", options.what,
           "tcam [ipv4|ipv6|mac] [in|out]: the TCAM rows; ports, vlans, egress: the port tables; ids: who "
-          "uses which hardware ACL id; counters: hits of every line; state: the driver's books; trace: what "
-          "the driver did")
+          "uses which hardware ACL id; counters: hits of every line; openconfig: the running state in the "
+          "OpenConfig models; state: the driver's books; trace: what the driver did")
       ->required()
-      ->check(CLI::IsMember({"tcam", "ports", "vlans", "egress", "ids", "counters", "state", "trace"}));
+      ->check(CLI::IsMember(
+          {"tcam", "ports", "vlans", "egress", "ids", "counters", "openconfig", "state", "trace"}));
   command.add_option("ARGS", options.arguments, "What of it");
   command.add_option("--chip", options.chip, "The chip, from 0")->check(CLI::Range(0, 63));
-  command.add_option("--pcap", options.pcap, "counters: judge the packets of this capture first");
-  command.add_option("--in", options.in, "counters: the port that they enter");
-  command.add_option("--out", options.out, "counters: the port that they leave by");
-  command.add_option("--vlan", options.vlan, "counters: the VLAN of frames without a tag")
-      ->check(CLI::Range(1, 4094));
+  command.add_option("--pcap", options.pcap, "counters, openconfig: judge the packets of this capture first");
+  command.add_option("--in", options.in, "The port that they enter");
+  command.add_option("--out", options.out, "The port that they leave by");
+  command.add_option("--vlan", options.vlan, "The VLAN of frames without a tag")->check(CLI::Range(1, 4094));
   command.add_flag("--by-hits", options.byHits, "counters: the lines with most hits first");
   command.add_option("--last", options.last, "trace: only the last statements")->check(CLI::PositiveNumber);
 }
@@ -204,6 +209,7 @@ void addShow(CLI::App& program, Run& run) {
                   "  xpacl show campus.conf tcam ipv4 in\n"
                   "  xpacl show campus.conf ids\n"
                   "  xpacl show campus.conf counters --pcap lan.pcap --in Gi1/0/1 --by-hits\n"
+                  "  xpacl show campus.conf openconfig --pcap lan.pcap --in Gi1/0/1\n"
                   "  xpacl show campus.conf trace --last 20");
   command->callback([options, &run] {
     run = [options] {

@@ -15,7 +15,7 @@ struct ShowOptions : CommonOptions {
   std::string what;
   std::vector<std::string> arguments;
   unsigned chip = 0;
-  // show counters: packets to send first
+  // show counters, show openconfig: packets to send first
   std::string pcap;
   std::string in;
   std::string out;
@@ -29,6 +29,12 @@ struct ShowOptions : CommonOptions {
 void addShowOptions(CLI::App& command, ShowOptions& options);
 // Prints to standard output. Ends the command with status 2 for arguments that do not fit.
 void show(Session& session, const ShowOptions& options);
+
+// Judges the packets of the capture that the options name.
+void sendCapture(Session& session, const ShowOptions& options);
+
+// The running state as a document of the OpenConfig models, with the packets that each entry matched.
+void showOpenConfig(Session& session, const ShowOptions& options);
 
 // Hits of every line, read from the chips' counters.
 void showCounters(Session& session, const ShowOptions& options);

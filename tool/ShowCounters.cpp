@@ -9,8 +9,6 @@
 
 namespace tool {
 
-namespace {
-
 void sendCapture(Session& session, const ShowOptions& options) {
   const PortRef in = options.in.empty() ? session.onlyIngressPort() : session.port(options.in, "--in");
   std::optional<PortRef> out;
@@ -29,6 +27,8 @@ void sendCapture(Session& session, const ShowOptions& options) {
     progress.at(packets);
   }
 }
+
+namespace {
 
 std::string lineNumber(const agent::ListCounters& list, const agent::LineCounter& line) {
   return line.origin < 0

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <bitset>
 #include <map>
+#include <vector>
 
 namespace agent {
 
@@ -49,6 +50,7 @@ private:
   SetTable sets_;
   DefinedSets definedSets_;
   InterfaceReader interfaces_;
+  std::vector<const JsonValue*> aclInterfaces_; // read behind the ports, whose order gives them numbers
   std::bitset<4096> vlans_;
   std::map<Table, uint32_t> tcamRows_;
   unsigned numChips_ = 1;
@@ -64,6 +66,8 @@ void DocumentReader::read(const JsonValue& root, Config& config) {
     problems_.refuse(root, Place(""),
                      describe(root) + " is no configuration; the document is an object, or a list "
                                       "of acl-sets");
+  for (const JsonValue* const value : aclInterfaces_)
+    interfaces_.readAcl(*value);
   diagnostics_.addAll(problems_.takeAll());
   const bool nothing = sets_.isEmpty() && interfaces_.isEmpty() && vlans_.none();
   sets_.build(interfaces_.applied(), definedSets_, config.lists);
@@ -147,7 +151,7 @@ void DocumentReader::readInterfaces(const Member& interfaces, bool ofAcl) {
     for (const JsonValue& child : value->children)
       hasId = hasId || withoutModule(child.name) == "id" || withoutModule(child.name) == "interface-ref";
     if (ofAcl || hasId)
-      interfaces_.readAcl(*value);
+      aclInterfaces_.push_back(value);
     else
       interfaces_.readPort(*value);
   }
