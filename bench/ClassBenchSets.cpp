@@ -174,6 +174,37 @@ void put32(sim::TcamKeyBytes& key, IaclIpField field, uint32_t value) {
   }
 }
 
+using Address6 = std::array<uint8_t, 16>; // as on the wire
+
+Address6 address6(uint32_t address) {
+  Address6 result{0x20};
+  const uint64_t interface = mixed(address);
+  for (unsigned i = 0; i < 4; ++i) {
+    result[1 + i] = static_cast<uint8_t>(address >> (24 - 8 * i));
+  }
+  for (unsigned i = 0; i < 8; ++i) {
+    result[8 + i] = static_cast<uint8_t>(interface >> (8 * i));
+  }
+  return result;
+}
+
+Address6 ignored6(unsigned length) {
+  Address6 result{};
+  if (length < 32) {
+    result.fill(0xFF);
+    for (unsigned bit = 0; bit < 8 + length; ++bit) {
+      result[bit / 8] = static_cast<uint8_t>(result[bit / 8] & ~(0x80 >> bit % 8));
+    }
+  }
+  return result;
+}
+
+// The key has the least significant octet first.
+void putAddress6(sim::TcamKeyBytes& key, IaclIpField field, const Address6& address) {
+  std::copy(address.rbegin(), address.rend(),
+            key.begin() + iaclKeyLayout(IACL_V6_KEY_TYPE)->fields[field].offset);
+}
+
 constexpr uint8_t hasL4 = 4;
 
 sim::TcamRow makeRow(const Filter& filter, const PortPrefix& src, const PortPrefix& dst) {
@@ -315,6 +346,31 @@ std::vector<sim::TcamRow> makeRows(const Filters& filters) {
     }
   }
   return rows;
+}
+
+std::vector<sim::TcamRow> makeRows6(const Filters& filters) {
+  std::vector<sim::TcamRow> rows = makeRows(filters);
+  std::size_t at = 0;
+  for (const Filter& f : filters) {
+    const std::size_t end =
+        at + portPrefixes(f.srcLow, f.srcHigh).size() * portPrefixes(f.dstLow, f.dstHigh).size();
+    for (; at < end; ++at) {
+      putAddress6(rows[at].value, IACL_IP_SRC_ADDR, address6(f.src));
+      putAddress6(rows[at].mask, IACL_IP_SRC_ADDR, ignored6(f.srcLength));
+      putAddress6(rows[at].value, IACL_IP_DST_ADDR, address6(f.dst));
+      putAddress6(rows[at].mask, IACL_IP_DST_ADDR, ignored6(f.dstLength));
+    }
+  }
+  return rows;
+}
+
+std::vector<sim::TcamKeyBytes> makeKeys6(const Headers& headers) {
+  std::vector<sim::TcamKeyBytes> keys = makeKeys(headers);
+  for (std::size_t i = 0; i < headers.size(); ++i) {
+    putAddress6(keys[i], IACL_IP_SRC_ADDR, address6(headers[i].src));
+    putAddress6(keys[i], IACL_IP_DST_ADDR, address6(headers[i].dst));
+  }
+  return keys;
 }
 
 std::vector<sim::TcamKeyBytes> makeKeys(const Headers& headers) {

@@ -55,5 +55,9 @@ Headers shuffled(const Headers& headers, uint64_t seed);
 // The rows of one access list (ACL id 1, port role): each range as prefixes, each pair of them a row.
 std::vector<sim::TcamRow> makeRows(const Filters& filters);
 std::vector<sim::TcamKeyBytes> makeKeys(const Headers& headers);
+// The same in the IPv6 table: an address stands in the second to fifth octet behind 20, and hosts have
+// interface identifiers of their own, so that prefixes become those of 8 to 39 bits, or of 128.
+std::vector<sim::TcamRow> makeRows6(const Filters& filters);
+std::vector<sim::TcamKeyBytes> makeKeys6(const Headers& headers);
 
 } // namespace bench
