@@ -40,7 +40,7 @@ const letters = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
 const letterOf = (list) => (list < 26 ? "" : letters[Math.floor(list / 26 - 1) % 26]) + letters[list % 26];
 const implicitText = {"-1": "neighbour solicitation", "-2": "neighbour advertisement", "-3": "implicit deny"};
 const listTitle = (list) => list.acl + " (" + list.family + (list.direction ? ", " + list.direction : "") + ")";
-const place = (entry) => entry.line === 0 ? entry.file : entry.file + ":" + entry.line;
+const place = (entry) => entry.file.split("/").pop() + (entry.line === 0 ? "" : ":" + entry.line);
 const tableOf = (list) => list.family === "mac" ? "ingressMac" :
   (list.direction === "out" ? "egress" : "ingress") + (list.family === "ipv6" ? "V6" : "V4");
 const tableTitle = (one) => (data.chips.length > 1 ? "chip " + one.chip + " " : "") + one.table;
@@ -175,7 +175,7 @@ function drawTables() {
     [bar(one.used, one.rows - 1)], percent(one.used, one.rows - 1),
     one.lack ? h("span", {class: "bad"}, "✗ " + counted(one.lack, "row") + " lack") : replaceText(one)]);
   body("tables").append(table("Rows that lists can take; one more row of each table holds the default entry",
-    [["Table"], ["Rows", "num"], ["Used", "num"], ["Free", "num"], ["Used"], ["", "num"], ["Lists that can be replaced"]], rows));
+    [["Table"], ["Rows", "num"], ["Used", "num"], ["Free", "num"], [""], ["Share", "num"], ["Lists that can be replaced"]], rows));
 }
 
 // --------------------------------------------------------------------------------------------- maps
@@ -204,14 +204,15 @@ const fieldTitles = {aclId: "ACL id", flags: "flags", dstL4: "dst port", srcL4: 
   dst: "destination", src: "source", vlan: "VLAN", etherType: "EtherType"};
 
 class RowMap {
-  constructor(one) {
+  // `panel` tells about the cell that is pointed at or has the focus; all maps share it.
+  constructor(one, panel) {
     this.one = one;
     this.family = one.table.endsWith("V4") ? "ipv4" : one.table.endsWith("V6") ? "ipv6" : "mac";
     this.cells = new Map(one.cells.map((cell) => [cell[ROW], cell]));
     this.cursor = one.cells.length ? one.cells[0][ROW] : 0;
     this.hottest = one.cells.reduce((most, cell) => Math.max(most, cell[HITS]), 1);
     this.patterns = this.versionPatterns();
-    this.build();
+    this.build(panel);
   }
 
   // The n-th version of a list in this table has pattern n.
@@ -228,7 +229,7 @@ class RowMap {
     return patterns;
   }
 
-  build() {
+  build(panel) {
     const title = tableTitle(this.one);
     this.canvas = h("canvas", {"aria-hidden": "true"});
     // Two cells take turns, so that each step moves the focus and is announced.
@@ -237,11 +238,10 @@ class RowMap {
     this.line = h("div", {role: "row"}, this.ends);
     this.grid = h("div", {class: "grid", role: "grid", "aria-label": "Rows of " + title, "aria-rowcount": "1", "aria-colcount": String(this.one.rows),
       "aria-description": "Arrow keys move from row to row"}, this.canvas, this.line);
-    this.panel = h("div", {class: "panel"});
+    this.panel = panel;
     const legend = h("ul", {class: "legend"}, this.legend());
-    this.element = h("div", {class: "mapbox", "data-table": title},
-      h("div", {}, h("div", {class: "maphead"}, h("h3", {}, title),
-        h("span", {class: "soft"}, number(this.one.used) + " of " + counted(Math.max(0, this.one.rows - 1), "row") + " used")), this.grid, legend), this.panel);
+    this.element = h("div", {class: "onemap", "data-table": title}, h("div", {class: "maphead"}, h("h3", {}, title),
+      h("span", {class: "soft"}, number(this.one.used) + " of " + counted(Math.max(0, this.one.rows - 1), "row") + " used")), this.grid, legend);
     this.grid.addEventListener("keydown", (event) => this.key(event));
     this.grid.addEventListener("focusin", () => this.tell(this.cursor));
     this.canvas.addEventListener("pointermove", (event) => this.point(event));
@@ -285,7 +285,7 @@ class RowMap {
       const to = Math.min(this.one.rows, (gap ? end : line + 1) * this.columns) - 1;
       const height = gap ? 26 : this.size;
       this.stretches.push({from, to, gap, y, height});
-      y += height + (gap ? 0 : 0);
+      y += height;
       if (gap) line = end - 1;
     }
     this.height = y;
@@ -444,10 +444,10 @@ class RowMap {
     const stretch = this.stretchOf(row);
     const cell = stretch.gap ? null : this.cells.get(row);
     if (!cell) {
-      this.panel.replaceChildren(h("h3", {}, stretch.gap ? "Rows " + number(stretch.from) + " to " + number(stretch.to) : "Row " + number(row)), h("p", {class: "soft"}, "free"));
+      this.panel.replaceChildren(h("h3", {}, tableTitle(this.one) + (stretch.gap ? ", rows " + number(stretch.from) + " to " + number(stretch.to) : ", row " + number(row))), h("p", {class: "soft"}, "free"));
       return;
     }
-    this.panel.replaceChildren(h("h3", {}, "Row " + number(row)), ...this.lineOf(cell), this.actionOf(cell), this.keyOf(cell));
+    this.panel.replaceChildren(h("h3", {}, tableTitle(this.one) + ", row " + number(row)), ...this.lineOf(cell), this.actionOf(cell), this.keyOf(cell));
   }
 
   lineOf(cell) {
@@ -478,7 +478,7 @@ class RowMap {
       const [shown, ignored] = fieldText(name, value, mask, this.family);
       return h("tr", {}, h("th", {scope: "row"}, fieldTitles[name] || name), h("td", {class: "mono"}, shown), h("td", {class: "mono"}, ignored));
     });
-    return h("table", {}, h("thead", {}, h("tr", {}, h("th", {scope: "col"}, "Compared"), h("th", {scope: "col"}, "Value"), h("th", {scope: "col"}, "Ignored bits"))), h("tbody", {}, fields));
+    return h("table", {}, h("thead", {}, h("tr", {}, h("th", {scope: "col"}, "Field"), h("th", {scope: "col"}, "Value"), h("th", {scope: "col"}, "Ignored bits"))), h("tbody", {}, fields));
   }
 }
 
@@ -490,9 +490,13 @@ function drawMaps() {
       onchange: () => { mode = value; repaintAll(); }}), " " + text);
     body("map").append(h("fieldset", {class: "modes"}, h("legend", {}, "Colour by"), choice("list", "list and action"), choice("hits", "hits (a hole: never hit)")));
   }
-  const maps = shown.map((one) => new RowMap(one));
-  maps.forEach((map) => body("map").append(map.element));
-  maps.forEach((map) => { map.paint(); map.tell(map.cursor); });
+  const panel = h("div", {class: "panel", role: "region", "aria-label": "The row that is pointed at"});
+  const maps = shown.map((one) => new RowMap(one, panel));
+  if (maps.length) {
+    body("map").append(h("div", {class: "mapbox"}, h("div", {}, maps.map((map) => map.element)), panel));
+    maps.forEach((map) => map.paint());
+    maps[0].tell(maps[0].cursor);
+  }
   if (empty.length) {
     body("map").append(h("p", {class: "soft"}, data.fits ? "Without lists: " + empty.map(tableTitle).join(", ") + "." :
       "The configuration does not fit, so no rows were placed."));
