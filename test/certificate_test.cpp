@@ -1,4 +1,5 @@
 #include "agent/config/ConfigReader.h"
+#include "sim/ChipFile.h"
 #include "test/Random.h"
 #include "test/ToolUnderTest.h"
 #include "tool/Certificate.h"
@@ -7,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <functional>
 #include <regex>
@@ -282,18 +284,18 @@ TEST_F(CertificateTool, ProvesAndChecksAsPeopleDo) {
   EXPECT_EQ(proof.err, "");
   std::string said = proof.out.substr(proof.out.find('\n') + 1);
   said = std::regex_replace(said, std::regex("\\d+ nodes, \\d+ MiB, [\\d.]+ s\n.*\n"), "...");
-  EXPECT_EQ(
-      said,
-      "  22 writes to 1 chip; 14 places where packets can be judged\n\n"
-      "  PLACE              ENTRY          OLD  NEW\n"
-      "  Ethernet1 in ipv4  chip 0 port 1  WEB  WEB\n"
-      "  Ethernet2 in ipv4  chip 0 port 2  WEB  WEB\n"
-      "  and 12 places without a list, where the chip looks up at some time\n\n"
-      "  14 writes change nothing that is in force\n"
-      "  after each of the other 8 the places that it concerns were judged: 8 same, 2 new, 10 blocked\n\n"
-      "proven for all packets: every verdict is the old one, the new one, or the drop of a blocked "
-      "interface\n"
-      "9 different rows and lines, 10 sequences of them combined, ...");
+  EXPECT_EQ(said,
+            "  22 writes to 1 chip; 14 places where packets can be judged\n\n"
+            "  PLACE              ENTRY          OLD  NEW\n"
+            "  Ethernet1 in ipv4  chip 0 port 1  WEB  WEB\n"
+            "  Ethernet2 in ipv4  chip 0 port 2  WEB  WEB\n"
+            "  and 12 places without a list, where the chip looks up at some time\n\n"
+            "  14 writes change nothing that is in force\n"
+            "  after each of the other 8 the places that it concerns were judged: 8 same, 2 new, 10 blocked\n"
+            "  at no time one place is ahead of its old list while another is behind its new one\n\n"
+            "proven for all packets: every verdict is the old one, the new one, or the drop of a blocked "
+            "interface\n"
+            "9 different rows and lines, 10 sequences of them combined, ...");
 
   const test::Outcome check = run("check-certificate " + certificate + " " + old + " " + fresh);
   EXPECT_EQ(check.status, 0);
@@ -332,6 +334,79 @@ TEST_F(CertificateTool, WithoutPacketsOrProofThereIsNothingToDo) {
   EXPECT_EQ(run("update " + old + " " + fresh).err,
             "xpacl: give --pcap FILE with packets to send during the change, or --prove for all\n");
   EXPECT_EQ(run("update " + old + " " + fresh + " --certificate x.json").status, 2);
+}
+
+// One port opens what another still denies, then that one denies less and more; nothing is blocked meanwhile.
+constexpr const char* mixedOld = R"(ip access-list extended A
+ 10 deny udp any any eq 53
+ 20 permit ip any any
+ip access-list extended B
+ 10 deny udp any any eq 53
+ 20 permit ip any any
+interface Ethernet1
+ switchport access vlan 1
+ ip access-group A in
+interface Ethernet2
+ switchport access vlan 1
+ ip access-group B out
+)";
+constexpr const char* mixedNew = R"(ip access-list extended A
+ 10 permit ip any any
+ip access-list extended B
+ 10 deny udp any any eq 53
+ 20 deny tcp any any eq 80
+ 30 permit ip any any
+interface Ethernet1
+ switchport access vlan 1
+ ip access-group A in
+interface Ethernet2
+ switchport access vlan 1
+ ip access-group B out
+)";
+
+bool isBlock(const tool::ChipWrite& write) {
+  if (write.op == sim::Op::portConfigWrite) {
+    const XpXdk::xpPortConfigEntry entry = tool::portConfigOf(write);
+    return entry.portAclId == 0 && entry.aclEnBits != 0;
+  }
+  return write.op == sim::Op::egressWrite && tool::egressOf(write).ePaclId == 0;
+}
+
+// Every place goes from its old list to its new one; the packets that meet several are judged on their ways.
+TEST(Certificate, WaysThroughSeveralPlacesAreFoundAgain) {
+  const agent::Config old = agent::readConfigText(mixedOld, "old.conf");
+  const agent::Config fresh = agent::readConfigText(mixedNew, "new.conf");
+  tool::Session session(old, tool::CommonOptions(), {&fresh});
+  agent::ApplyResult result;
+  tool::Change change = tool::recordChange(session, fresh, result);
+  change.writes.erase(std::remove_if(change.writes.begin(), change.writes.end(), isBlock),
+                      change.writes.end());
+  tool::UpdateProof proof(change, old, fresh);
+  ASSERT_TRUE(result.ok && proof.run());
+  EXPECT_GT(proof.numMixed(), 0u);
+  Json json = Json::parse(tool::certificateOf(change, proof, {"old.conf", tool::sha256(mixedOld)},
+                                              {"new.conf", tool::sha256(mixedNew)})
+                              .text());
+  EXPECT_EQ(refutation(json), "");
+
+  // The old B lets DNS through: it passes the new A and the old B, and neither configuration permits it.
+  for (Json& write : json["start"]["content"]) {
+    if (write["op"] == "writeData" && write["table"] == "TACL_V4_EACL" && write["index"] == 0) {
+      std::string bytes = write["bytes"];
+      ASSERT_EQ(bytes.substr(2, 2), "12");
+      write["bytes"] = bytes.replace(2, 2, "16"); // the result, permit
+    }
+  }
+  for (tool::ChipWrite& write : change.start) {
+    if (write.op == sim::Op::writeData && write.table == XpXdk::TACL_V4_EACL && write.index == 0) {
+      write.bytes[1] = 0x16;
+    }
+  }
+  json["start"]["image"] = tool::sha256(sim::chipImage(*tool::chipsOf(change.chips, change.start)));
+  EXPECT_EQ(refutation(hashedAnew(json)),
+            "write 20 (portConfigWrite d0 1 PAclId=2 aclEnBits=1 macAclEn=0): a packet passes that neither "
+            "configuration permits: udp 10.1.0.1:40000 > 10.2.0.1:53 ttl 64, from Ethernet1 in VLAN 1 to "
+            "Ethernet2");
 }
 
 } // namespace

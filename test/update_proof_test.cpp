@@ -3,6 +3,7 @@
 #include "sim/Key.h"
 #include "test/Random.h"
 #include "test/RandomLists.h"
+#include "tool/CertificateWays.h"
 #include "tool/UpdateCheck.h"
 #include "tool/UpdateProof.h"
 #include "verify/LineEvaluator.h"
@@ -166,6 +167,7 @@ public:
       for (const tool::ProofPlace& place : places_) {
         verdicts.back().push_back(place.isLasting() ? judged(place) : PlaceVerdict::same);
       }
+      strays_.push_back(isStrayOnSomeWay());
     }
     endsRight_ = isRight(true);
     return verdicts;
@@ -173,8 +175,40 @@ public:
 
   bool startsRight() const { return startsRight_; }
   bool endsRight() const { return endsRight_; }
+  // After each write: a packet passes all places of a way though each configuration denies it somewhere.
+  const std::vector<bool>& strays() const { return strays_; }
 
 private:
+  bool isStrayOnSomeWay() {
+    for (const tool::CertificateWays::Way& way : ways_.ways()) {
+      const auto all = [&](Family family) {
+        const verify::PacketSet set = spaces_.at(family)->all();
+        return tool::WaySets{set, set, set};
+      };
+      tool::WaySets packets = all(way.family);
+      tool::WaySets frames = all(Family::mac);
+      verify::PacketSpace& space = *spaces_.at(Family::mac);
+      using verify::Condition;
+      std::vector<Condition> carried{
+          Condition::equals(verify::Field::etherType, way.family == Family::ipv4 ? 0x0800 : 0x86dd, 16)};
+      if (way.macVlan != 0) {
+        carried.push_back(Condition::equals(verify::Field::vlan, way.macVlan, 12));
+      }
+      frames.now = space.fromRow(carried);
+      for (const uint32_t i : way.places) {
+        const tool::ProofPlace& place = places_[i];
+        tool::WaySets& sets = place.family == Family::mac ? frames : packets;
+        sets.now = sets.now & chipSet(place);
+        sets.old = sets.old & lines(place, false);
+        sets.fresh = sets.fresh & lines(place, true);
+      }
+      if (!tool::strayText(packets, frames).empty()) {
+        return true;
+      }
+    }
+    return false;
+  }
+
   // Lists do not change; what rows permit is found out again in every state, once an id and copy.
   verify::PacketSet chipSet(const tool::ProofPlace& place) {
     verify::PacketSpace& space = *spaces_.at(place.family);
@@ -220,6 +254,8 @@ private:
   std::map<Family, std::unique_ptr<verify::PacketSpace>> spaces_;
   std::map<std::tuple<uint8_t, XpXdk::xpIaclType_e, uint8_t, sim::Role>, verify::PacketSet> ofState_;
   std::map<std::pair<Family, const AccessList*>, verify::PacketSet> lists_;
+  tool::CertificateWays ways_{change_, places_};
+  std::vector<bool> strays_;
   bool startsRight_ = false;
   bool endsRight_ = false;
 };
@@ -241,6 +277,11 @@ std::string compared(const UpdateProof& proof, Anew& anew) {
     }
     if (i > 0 && known != verdicts[i] && !proof.finding()) {
       text += "write " + std::to_string(i + 1) + ": a place that was not looked at changed\n";
+    }
+    const bool last = i + 1 == looked && proof.finding();
+    const bool isBetween = !last || proof.finding()->isWay();
+    if (isBetween && anew.strays()[i] != last) {
+      text += "write " + std::to_string(i + 1) + ": ways are judged otherwise\n";
     }
   }
   return text;
@@ -278,41 +319,66 @@ std::string confirmed(const UpdateProof& proof, const tool::Change& change, cons
                       const agent::Config& fresh) {
   using When = tool::ProofFinding::When;
   const tool::ProofFinding& finding = *proof.finding();
-  const tool::ProofPlace& place = proof.places()[finding.place];
   const std::unique_ptr<sim::System> chips = tool::chipsOf(change.chips, change.start);
   for (uint64_t i = 0; i < finding.write; ++i) {
     tool::applyWrite(*chips, change.writes[i]);
   }
-  const uint16_t vlan = tool::vlanAt(finding.witness, place);
-  const tool::PlaceState state = tool::stateAt(*chips, place);
-  const bool now = !state.enabled || chips->device(place.chip)
-                                         ->lookup(place.table(), finding.witness, state.aclId, place.role,
-                                                  vlan, place.port, false)
-                                         .forward;
-  const auto says = [&](const AccessList* list) {
-    return list == nullptr || verify::evaluate(*list, finding.witness, vlan).permit;
-  };
-  const bool before = says(listOf(old, place, place.old));
-  const bool after = says(listOf(fresh, place, place.fresh));
-  if (now != finding.now || before != finding.old || after != finding.fresh) {
-    return "the chip or the lines judge otherwise\n";
+  bool staysHere = true;
+  for (const tool::ProofStep& step : finding.steps) {
+    const tool::ProofPlace& place = proof.places()[step.place];
+    staysHere = staysHere && place.isLasting();
+    const tool::PlaceState state = tool::stateAt(*chips, place);
+    const bool now = !state.enabled || chips->device(place.chip)
+                                           ->lookup(place.table(), finding.witness, state.aclId, place.role,
+                                                    finding.vlan, place.port, false)
+                                           .forward;
+    const auto says = [&](const AccessList* list) {
+      return list == nullptr || verify::evaluate(*list, finding.witness, finding.vlan).permit;
+    };
+    if (now != step.now || says(listOf(old, place, place.old)) != step.old ||
+        says(listOf(fresh, place, place.fresh)) != step.fresh) {
+      return "the chip or the lines judge otherwise\n";
+    }
+    if (step.blocked != state.blocked()) {
+      return "the block is not as it says\n";
+    }
   }
+  const bool now = finding.now();
   switch (finding.when) {
   case When::before:
-    return now == before ? "the chip is as the old list\n" : "";
+    return now == finding.old() ? "the chip is as the old list\n" : "";
   case When::during:
-    return now == before || now == after        ? "some list says so\n"
-           : finding.blocked && !now            ? "a blocked interface may drop\n"
-           : finding.blocked != state.blocked() ? "the block is not as it says\n"
-           : !place.isLasting()                 ? "packets do not stay here\n"
-                                                : "";
+    return now == finding.old() || now == finding.fresh() ? "some list says so\n"
+           : finding.steps[0].blocked && !now             ? "a blocked interface may drop\n"
+           : !staysHere                                   ? "packets do not stay here\n"
+                                                          : "";
   case When::after:
-    return now == after ? "the chip is as the new list\n" : "";
+    return now == finding.fresh() ? "the chip is as the new list\n" : "";
   }
   return "";
 }
 
-// Sequences that no library would write: a write is left out, moved or repeated, or a row's result turned.
+// A write that makes an interface drop everything while its lists change.
+bool isBlock(const tool::ChipWrite& write) {
+  switch (write.op) {
+  case sim::Op::portConfigWrite: {
+    const XpXdk::xpPortConfigEntry entry = tool::portConfigOf(write);
+    return entry.portAclId == 0 && (entry.aclEnBits != 0 || entry.macAclEn != 0);
+  }
+  case sim::Op::egressWrite: {
+    const XpXdk::xpEgressBdEvifEntry entry = tool::egressOf(write);
+    return (entry.ePaclId == 0 && entry.ePaclIpV4En != 0) || (entry.eRaclId == 0 && entry.eRaclIpV4En != 0);
+  }
+  case sim::Op::portVlanWrite: {
+    const XpXdk::xpPortVlanIvifEntry entry = tool::portVlanOf(write);
+    return entry.routeAclId == 0 && entry.routeAclEn != 0;
+  }
+  default:
+    return false;
+  }
+}
+
+// Sequences that no library would write: a write is left out or moved, or a row turned, also one in force.
 TEST(UpdateProof, WhateverIsDoneToTheWritesIsFoundOrIsNoHarm) {
   Random random(Random::seed("broken"));
   RandomLists lists(random);
@@ -327,24 +393,40 @@ TEST(UpdateProof, WhateverIsDoneToTheWritesIsFoundOrIsNoHarm) {
     for (unsigned trial = 0; trial < 4; ++trial) {
       tool::Change broken = made.change;
       std::vector<tool::ChipWrite>& writes = broken.writes;
-      const auto any = [&] { return random.below(static_cast<uint32_t>(writes.size())); };
-      const auto at = writes.begin() + any();
-      switch (random.below(3)) {
+      const auto below = [&](std::size_t bound) { return random.below(static_cast<uint32_t>(bound)); };
+      const auto turn = [](tool::ChipWrite& write) {
+        if (write.op == sim::Op::writeData) {
+          write.bytes[1] = static_cast<char>(write.bytes[1] ^ 4); // the result, permit or drop
+        } else if (write.op == sim::Op::setEntryValid) {
+          write.bytes[0] = static_cast<char>(write.bytes[0] ^ 1);
+        }
+      };
+      const auto at = writes.begin() + below(writes.size());
+      switch (random.below(5)) {
       case 0:
         writes.erase(at);
         break;
       case 1: {
         const tool::ChipWrite moved = *at;
         writes.erase(at);
-        writes.insert(writes.begin() + random.below(static_cast<uint32_t>(writes.size() + 1)), moved);
+        writes.insert(writes.begin() + below(writes.size() + 1), moved);
         break;
       }
-      default:
-        if (at->op == sim::Op::writeData) {
-          at->bytes[1] = static_cast<char>(at->bytes[1] ^ 4); // the result, permit or drop
-        } else if (at->op == sim::Op::setEntryValid) {
-          at->bytes[0] = static_cast<char>(at->bytes[0] ^ 1);
+      case 2:
+        turn(*at);
+        break;
+      case 3:
+        // Without blocks: places change one after the other while packets pass.
+        writes.erase(std::remove_if(writes.begin(), writes.end(), isBlock), writes.end());
+        break;
+      default: {
+        // A row that is in force, and may be put right at once.
+        const tool::ChipWrite before = broken.start[below(broken.start.size())];
+        if (tool::isRowWrite(before.op)) {
+          const auto next = writes.insert(at, before);
+          turn(*writes.insert(next, before));
         }
+      }
       }
       try {
         UpdateProof proof(broken, configs.old, configs.fresh);
@@ -356,7 +438,9 @@ TEST(UpdateProof, WhateverIsDoneToTheWritesIsFoundOrIsNoHarm) {
           ++seen["no harm"];
         } else {
           ASSERT_EQ(confirmed(proof, broken, configs.old, configs.fresh), "") << proof.findingText();
-          ++seen[proof.finding()->when == tool::ProofFinding::When::during ? "during" : "after"];
+          ++seen[proof.finding()->isWay()                                    ? "on a way"
+                 : proof.finding()->when == tool::ProofFinding::When::during ? "during"
+                                                                             : "after"];
         }
       } catch (const tool::BadWrite&) {
         ++seen["not possible"];
@@ -368,6 +452,7 @@ TEST(UpdateProof, WhateverIsDoneToTheWritesIsFoundOrIsNoHarm) {
   }
   if (isLong()) {
     EXPECT_GT(seen["during"], 0u);
+    EXPECT_GT(seen["on a way"], 0u);
     EXPECT_GT(seen["after"], 0u);
   }
 }
@@ -496,6 +581,114 @@ TEST(UpdateProof, StagingAndRetiringConcernNobody) {
       "portConfigWrite, Ethernet1 in ipv4 new, Ethernet1 in ipv6 same, Ethernet1 in mac same\n"
       "egressRemove, Ethernet1 out ipv4 same, Ethernet1 out ipv6 same\n"
       "setEntryValid\nsetEntryValid\nsetEntryValid\n");
+}
+
+// What one place permits newly and another still permits: neither configuration lets the packet through.
+constexpr const char* webAtTheEntrance = R"(ip access-list extended A
+ 10 deny tcp any any eq 80
+ 20 permit ip any any
+ip access-list extended B
+ 10 permit ip any any
+)";
+constexpr const char* webAtTheExit = R"(ip access-list extended A
+ 10 permit ip any any
+ip access-list extended B
+ 10 deny tcp any any eq 80
+ 20 permit ip any any
+)";
+constexpr const char* entranceAndExit = R"(interface Ethernet1
+ switchport access vlan 1
+ ip access-group A in
+interface Ethernet2
+ switchport access vlan 1
+ ip access-group B out
+)";
+
+TEST(UpdateProof, APacketThatMeetsANewListHereAndAnOldOneThereIsFound) {
+  const agent::Config old =
+      agent::readConfigText(std::string(webAtTheEntrance) + entranceAndExit, "old.conf");
+  const agent::Config fresh = agent::readConfigText(std::string(webAtTheExit) + entranceAndExit, "new.conf");
+  tool::Change change = recorded(old, fresh).change;
+  {
+    UpdateProof proof(change, old, fresh);
+    ASSERT_TRUE(proof.run());
+    EXPECT_EQ(proof.numMixed(), 0u);
+  }
+  change.writes.erase(std::remove_if(change.writes.begin(), change.writes.end(), isBlock),
+                      change.writes.end());
+  UpdateProof proof(change, old, fresh);
+  ASSERT_FALSE(proof.run());
+  EXPECT_EQ(proof.findingText(),
+            "after write 17 of 25 (portConfigWrite d0 1 PAclId=2 aclEnBits=1 macAclEn=0)\n"
+            "  a packet that enters at Ethernet1 in VLAN 1 and leaves at Ethernet2\n"
+            "  tcp 10.1.0.1:40000 > 10.2.0.1:80 syn ttl 64\n"
+            "  now permit; old deny; new deny\n"
+            "  Ethernet1 in ipv4 (chip 0 port 1): now permit, row 3; old deny, A; new permit, A\n"
+            "  Ethernet2 out ipv4 (chip 0 VIF 2 VLAN 1): now permit, row 0; old permit, B; new deny, B");
+  EXPECT_EQ(confirmed(proof, change, old, fresh), "");
+  EXPECT_EQ(proof.numMixed(), 1u);
+}
+
+// A MAC list and an IP list ask different fields of the same frame.
+TEST(UpdateProof, AMacListAndAnIpListOnOneWayAreJudgedTogether) {
+  const std::string ports = R"(interface Ethernet1
+ switchport access vlan 1
+ mac access-group M in
+interface Ethernet2
+ switchport access vlan 1
+ ip access-group B out
+)";
+  const std::string macDenies = R"(mac access-list extended M
+ 10 deny host 0200.0000.0001 any
+ 20 permit any any
+)";
+  const std::string macPermits = "mac access-list extended M\n 10 permit any any\n";
+  const std::string ipPermits = "ip access-list extended B\n 10 permit ip any any\n";
+  const std::string ipDenies =
+      "ip access-list extended B\n 10 deny ip host 10.0.0.1 any\n 20 permit ip any any\n";
+  const agent::Config old = agent::readConfigText(macDenies + ipPermits + ports, "old.conf");
+  const agent::Config fresh = agent::readConfigText(macPermits + ipDenies + ports, "new.conf");
+  tool::Change change = recorded(old, fresh).change;
+  change.writes.erase(std::remove_if(change.writes.begin(), change.writes.end(), isBlock),
+                      change.writes.end());
+  UpdateProof proof(change, old, fresh);
+  ASSERT_FALSE(proof.run());
+  EXPECT_EQ(
+      proof.findingText(),
+      "after write 17 of 25 (portConfigWrite d0 1 PAclId=2 aclEnBits=0 macAclEn=1)\n"
+      "  a packet that enters at Ethernet1 in VLAN 1 and leaves at Ethernet2\n"
+      "  tcp 10.0.0.1:40000 > 10.2.0.1:80 syn ttl 64 src-mac 02:00:00:00:00:01 dst-mac 02:00:00:00:00:02\n"
+      "  now permit; old deny; new deny\n"
+      "  Ethernet1 in mac (chip 0 port 1): now permit, row 4; old deny, M; new permit, M\n"
+      "  Ethernet2 out ipv4 (chip 0 VIF 2 VLAN 1): now permit, row 0; old permit, B; new deny, B");
+  EXPECT_EQ(confirmed(proof, change, old, fresh), "");
+}
+
+// The same without anything that both lists of a place deny: the packets that pass are the old ones.
+TEST(UpdateProof, PlacesThatAreMixedMayStillLetNothingThrough) {
+  const std::string entranceDenies = R"(ip access-list extended A
+ 10 deny udp any any eq 53
+ 20 permit ip any any
+)";
+  const std::string open = "ip access-list extended A\n 10 permit ip any any\n";
+  const std::string exitPermits = R"(ip access-list extended B
+ 10 deny udp any any eq 53
+ 20 permit ip any any
+)";
+  const std::string exitDenies = R"(ip access-list extended B
+ 10 deny udp any any eq 53
+ 20 deny tcp any any eq 80
+ 30 permit ip any any
+)";
+  const agent::Config old = agent::readConfigText(entranceDenies + exitPermits + entranceAndExit, "old.conf");
+  const agent::Config fresh = agent::readConfigText(open + exitDenies + entranceAndExit, "new.conf");
+  tool::Change change = recorded(old, fresh).change;
+  change.writes.erase(std::remove_if(change.writes.begin(), change.writes.end(), isBlock),
+                      change.writes.end());
+  UpdateProof proof(change, old, fresh);
+  ASSERT_TRUE(proof.run()) << proof.findingText();
+  EXPECT_EQ(proof.numMixed(), 2u);
+  EXPECT_GT(proof.numWays(), 0u);
 }
 
 // The sets of a sequence, and those of the same sequence with one line more, less or turned.

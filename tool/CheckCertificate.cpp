@@ -2,6 +2,7 @@
 
 #include "sim/ChipFile.h"
 
+#include "tool/CertificateWays.h"
 #include "tool/Commands.h"
 #include "tool/SetCommands.h"
 
@@ -172,6 +173,33 @@ public:
     return judged;
   }
 
+  // A packet that passes several places by an old list here and a new one there, as text; empty: none does.
+  std::string strayOnAWay() {
+    if (!isMixed()) {
+      return {};
+    }
+    if (!ways_) {
+      ways_ = std::make_unique<CertificateWays>(change_, places_);
+    }
+    for (const CertificateWays::Way& way : ways_->ways()) {
+      verify::PacketSpace& frameSpace = *spaces_[static_cast<std::size_t>(agent::Family::mac)];
+      WaySets packets = everything(*spaces_[static_cast<std::size_t>(way.family)]);
+      WaySets frames = everything(frameSpace);
+      frames.now = framesWith(frameSpace, way);
+      for (const uint32_t place : way.places) {
+        WaySets& sets = places_[place].family == agent::Family::mac ? frames : packets;
+        sets.now = sets.now & setAt(place);
+        sets.old = sets.old & old_[place];
+        sets.fresh = sets.fresh & fresh_[place];
+      }
+      const std::string stray = strayText(packets, frames);
+      if (!stray.empty()) {
+        return stray + ", " + way.text;
+      }
+    }
+    return {};
+  }
+
   std::size_t peakMemory() const {
     std::size_t sum = 0;
     for (const auto& space : spaces_) {
@@ -225,6 +253,33 @@ private:
     }
   }
 
+  static WaySets everything(verify::PacketSpace& space) { return {space.all(), space.all(), space.all()}; }
+
+  // The frames that carry a packet of the way's family, in its VLAN where that is asked.
+  static PacketSet framesWith(verify::PacketSpace& space, const CertificateWays::Way& way) {
+    const uint16_t carried =
+        way.family == agent::Family::ipv4 ? packet::etherTypeIpv4 : packet::etherTypeIpv6;
+    const PacketSet frames =
+        space.fromRow({verify::Condition::equals(verify::Field::etherType, carried, 16)});
+    return way.macVlan == 0
+               ? frames
+               : frames & space.fromRow({verify::Condition::equals(verify::Field::vlan, way.macVlan, 12)});
+  }
+
+  // Some place permits what its old list denies, and some place what its new one denies.
+  bool isMixed() {
+    bool ahead = false;
+    bool behind = false;
+    for (uint32_t i = 0; i < places_.size() && !(ahead && behind); ++i) {
+      if (places_[i].isLasting()) {
+        const PacketSet now = setAt(i);
+        ahead = ahead || !(now - old_[i]).isEmpty();
+        behind = behind || !(now - fresh_[i]).isEmpty();
+      }
+    }
+    return ahead && behind;
+  }
+
   PlaceVerdict judge(uint32_t place) {
     const ProofPlace& at = places_[place];
     return judgedAs(setAt(place), old_[place], fresh_[place], states_[place].blocked(),
@@ -243,6 +298,7 @@ private:
   Views views_; // of the state that the chips are in
   Views started_;
   Views ended_;
+  std::unique_ptr<CertificateWays> ways_; // when they are needed
 };
 
 std::string judgedText(const Judged& judged, const std::vector<ProofPlace>& places) {
@@ -372,6 +428,10 @@ void CertificateChecker::run() {
         throw BadCertificate(name + "at " + playback.places()[number].text() +
                              " some packet meets neither the old nor the new list");
       }
+    }
+    const std::string stray = judged.empty() ? std::string() : playback.strayOnAWay();
+    if (!stray.empty()) {
+      throw BadCertificate(name + "a packet passes that neither configuration permits: " + stray);
     }
     if (tick_) {
       tick_();

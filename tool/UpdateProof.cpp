@@ -95,7 +95,14 @@ uint16_t vlanAt(const packet::Packet& packet, const ProofPlace& place) {
 UpdateProof::UpdateProof(const Change& change, const agent::Config& old, const agent::Config& fresh,
                          std::size_t memoryLimit)
     : change_(change), old_(old), fresh_(fresh), memoryLimit_(memoryLimit), places_(proofPlaces(change)),
-      chips_(chipsOf(change.chips, change.start)), states_(places_.size()) {
+      chips_(chipsOf(change.chips, change.start)), states_(places_.size()),
+      ways_(
+          change, places_,
+          [this](uint32_t place) {
+            return PlaceSets{&chipSet(place), &listSet(places_[place], false),
+                             &listSet(places_[place], true)};
+          },
+          [this](agent::Family of) -> verify::PacketSpace& { return family(of).space; }) {
   listEntries();
 }
 
@@ -164,6 +171,11 @@ bool UpdateProof::run() {
   if (!judgeEnds(ProofFinding::When::before)) {
     return false;
   }
+  for (uint32_t i = 0; i < places_.size(); ++i) {
+    if (places_[i].isLasting()) {
+      ways_.placeMoves(i);
+    }
+  }
   for (const ChipWrite& write : change_.writes) {
     Judged judged;
     bool good = true;
@@ -171,6 +183,7 @@ bool UpdateProof::run() {
       good = good && judge(place, judged);
     }
     unaffected_ += judged.empty() ? 1 : 0;
+    good = good && judgeWays(judged);
     judged_.push_back(std::move(judged));
     if (!good) {
       return false;
@@ -226,6 +239,35 @@ bool UpdateProof::judge(uint32_t place, Judged& judged) {
     return false;
   }
   return true;
+}
+
+// Requires that each place by itself is between its lists.
+bool UpdateProof::judgeWays(const Judged& judged) {
+  if (judged.empty()) {
+    return true;
+  }
+  for (const auto& [place, verdict] : judged) {
+    ways_.placeMoves(place);
+  }
+  const std::optional<WayProof::Finding> found = ways_.check();
+  if (!found) {
+    return true;
+  }
+  ProofFinding finding;
+  finding.write = judged_.size() + 1;
+  finding.witness = found->witness;
+  finding.vlan = found->vlan;
+  finding.from = found->way.in->name;
+  finding.to = found->way.out == nullptr ? std::string() : found->way.out->name;
+  for (const uint32_t place : found->way.places()) {
+    const ProofPlace& at = places_[place];
+    // The others let everything through at any time.
+    if (states_[place].enabled || !at.old.list.empty() || !at.fresh.list.empty()) {
+      finding.steps.push_back(stepAt(place, finding.witness, finding.vlan));
+    }
+  }
+  finding_ = finding;
+  return false;
 }
 
 std::set<uint32_t> UpdateProof::execute(const ChipWrite& write) {
@@ -308,60 +350,87 @@ std::set<uint32_t> UpdateProof::executeEntry(const ChipWrite& write) {
   return places;
 }
 
-void UpdateProof::find(ProofFinding::When when, uint32_t place, const PacketSet& wrong) {
+ProofStep UpdateProof::stepAt(uint32_t place, const packet::Packet& packet, uint16_t vlan) {
   const ProofPlace& at = places_[place];
+  ProofStep step;
+  step.place = place;
+  step.blocked = states_[place].blocked();
+  step.lookup = states_[place].enabled;
+  step.now = chipSet(place).contains(packet, vlan);
+  step.old = listSet(at, false).contains(packet, vlan);
+  step.fresh = listSet(at, true).contains(packet, vlan);
+  if (step.lookup) {
+    const uint32_t row = chips_->device(at.chip)
+                             ->tcam(at.table())
+                             ->lookup(sim::buildKey(at.table(), packet, states_[place].aclId, at.role, vlan));
+    if (row != sim::TcamTable::noRow) {
+      step.row = row;
+    }
+  }
+  return step;
+}
+
+void UpdateProof::find(ProofFinding::When when, uint32_t place, const PacketSet& wrong) {
   ProofFinding finding;
   finding.when = when;
   finding.write = judged_.size() + (when == ProofFinding::When::during ? 1 : 0);
-  finding.place = place;
-  finding.witness = witnessAt(wrong, at);
-  finding.blocked = states_[place].blocked();
-  finding.lookup = states_[place].enabled;
-  const uint16_t vlan = vlanAt(finding.witness, at);
-  finding.now = chipSet(place).contains(finding.witness, vlan);
-  finding.old = listSet(at, false).contains(finding.witness, vlan);
-  finding.fresh = listSet(at, true).contains(finding.witness, vlan);
-  if (finding.lookup) {
-    const uint32_t row =
-        chips_->device(at.chip)
-            ->tcam(at.table())
-            ->lookup(sim::buildKey(at.table(), finding.witness, states_[place].aclId, at.role, vlan));
-    if (row != sim::TcamTable::noRow) {
-      finding.row = row;
-    }
-  }
+  finding.witness = witnessAt(wrong, places_[place]);
+  finding.vlan = vlanAt(finding.witness, places_[place]);
+  finding.steps.push_back(stepAt(place, finding.witness, finding.vlan));
   finding_ = finding;
 }
 
+bool ProofFinding::now() const {
+  return std::all_of(steps.begin(), steps.end(), [](const ProofStep& step) { return step.now; });
+}
+
+bool ProofFinding::old() const {
+  return std::all_of(steps.begin(), steps.end(), [](const ProofStep& step) { return step.old; });
+}
+
+bool ProofFinding::fresh() const {
+  return std::all_of(steps.begin(), steps.end(), [](const ProofStep& step) { return step.fresh; });
+}
+
 std::string UpdateProof::findingText() const {
+  using When = ProofFinding::When;
   const ProofFinding& finding = *finding_;
-  const ProofPlace& place = places_[finding.place];
   std::string text;
   switch (finding.when) {
-  case ProofFinding::When::before:
+  case When::before:
     text = "before the first write the chips do not do what the old configuration says\n";
     break;
-  case ProofFinding::When::during:
+  case When::during:
     text = "after write " + std::to_string(finding.write) + " of " + std::to_string(change_.writes.size()) +
            " (" + writeText(change_.writes[finding.write - 1]) + ")\n";
     break;
-  case ProofFinding::When::after:
+  case When::after:
     text = "after the last write the chips do not do what the new configuration says\n";
     break;
   }
-  text += "  " + place.text() + " (" + place.entryText() + ")\n  " + packet::toText(finding.witness) + "\n" +
-          "  now " + word(finding.now) + ", " +
-          (!finding.lookup ? "the chip makes no lookup"
-           : finding.row   ? "row " + std::to_string(*finding.row)
-                           : "no row hits") +
-          (finding.blocked ? ", the interface is blocked" : "");
-  if (finding.when != ProofFinding::When::after) {
-    text += "; old " + std::string(word(finding.old)) + ", " +
-            (place.old.list.empty() ? "no list" : place.old.list);
+  if (finding.isWay()) {
+    text += "  a packet that enters at " + finding.from + " in VLAN " + std::to_string(finding.vlan) +
+            (finding.to.empty() ? "" : " and leaves at " + finding.to) + "\n  " +
+            packet::toText(finding.witness) + "\n  now " + word(finding.now()) + "; old " +
+            word(finding.old()) + "; new " + word(finding.fresh());
   }
-  if (finding.when != ProofFinding::When::before) {
-    text += "; new " + std::string(word(finding.fresh)) + ", " +
-            (place.fresh.list.empty() ? "no list" : place.fresh.list);
+  for (const ProofStep& step : finding.steps) {
+    const ProofPlace& place = places_[step.place];
+    text += std::string(finding.isWay() ? "\n" : "") + "  " + place.text() + " (" + place.entryText() + ")" +
+            (finding.isWay() ? ": " : "\n  " + packet::toText(finding.witness) + "\n  ") + "now " +
+            word(step.now) + ", " +
+            (!step.lookup ? "the chip makes no lookup"
+             : step.row   ? "row " + std::to_string(*step.row)
+                          : "no row hits") +
+            (step.blocked ? ", the interface is blocked" : "");
+    if (finding.when != When::after) {
+      text += "; old " + std::string(word(step.old)) + ", " +
+              (place.old.list.empty() ? "no list" : place.old.list);
+    }
+    if (finding.when != When::before) {
+      text += "; new " + std::string(word(step.fresh)) + ", " +
+              (place.fresh.list.empty() ? "no list" : place.fresh.list);
+    }
   }
   return text;
 }

@@ -4,6 +4,7 @@
 #include "packet/Packet.h"
 #include "tool/UpdateProofPlaces.h"
 #include "tool/UpdateProofSets.h"
+#include "tool/UpdateProofWays.h"
 #include "tool/UpdateProofWrites.h"
 
 #include <array>
@@ -26,7 +27,8 @@
 //   between two writes  Old and New  <=  P  <=  Old or New;  at a blocked interface only P <= Old or New
 //   before the first    P = Old
 //   after the last      P = New
-// Each lookup is judged by itself: lists of two interfaces that one packet meets change one after the other.
+// and for each way of a packet through several places, whose lists change one after the other: what all of
+// them permit, all Old permit or all New.
 //
 // A write costs what it changes. Rows under an id that no entry names concern nobody; a row in force concerns
 // the places that look up with its id; an entry concerns its own places.
@@ -59,18 +61,32 @@ verify::PacketSet enteringAt(verify::PacketSpace& space, const ProofPlace& place
 packet::Packet witnessAt(const verify::PacketSet& set, const ProofPlace& place);
 uint16_t vlanAt(const packet::Packet& packet, const ProofPlace& place);
 
+// What the chip and the lists do with a packet at one place; true is permit.
+struct ProofStep {
+  uint32_t place = 0;
+  bool blocked = false;
+  bool lookup = false;         // else the chip makes none
+  std::optional<uint32_t> row; // that hits
+  bool now = false;
+  bool old = false;
+  bool fresh = false;
+};
+
 struct ProofFinding {
   enum class When : uint8_t { before, during, after };
   When when = When::during;
   uint64_t write = 0; // during: the one that was done last, from 1
-  uint32_t place = 0;
   packet::Packet witness;
-  bool blocked = false;
-  bool lookup = false;         // else the chip makes none
-  std::optional<uint32_t> row; // that hits
-  bool now = false;            // true is permit
-  bool old = false;
-  bool fresh = false;
+  uint16_t vlan = 0;            // that it is in at the first place
+  std::vector<ProofStep> steps; // one, or those of a way that is judged as a whole
+  std::string from;             // of a way: the port where it enters
+  std::string to;               // and leaves; empty: not told
+
+  bool isWay() const { return !from.empty(); }
+  // Of the whole way.
+  bool now() const;
+  bool old() const;
+  bool fresh() const;
 };
 
 class UpdateProof {
@@ -95,6 +111,10 @@ public:
   uint64_t numJudged() const;
   uint64_t numJudged(PlaceVerdict verdict) const { return counts_[static_cast<std::size_t>(verdict)]; }
   uint64_t numUnaffected() const { return unaffected_; }
+  // Writes after which one place was ahead of its old list while another was behind its new one, and the ways
+  // that were looked at then. None: no packet can meet a new list here and an old one there.
+  uint64_t numMixed() const { return ways_.numMixed(); }
+  uint64_t numWays() const { return ways_.numWays(); }
   std::size_t numItems() const;    // different rows and lines
   std::size_t numCombined() const; // sequences of them that were combined
   std::size_t nodes() const;       // of the diagrams
@@ -122,6 +142,7 @@ private:
   const verify::PacketSet& chipSet(uint32_t place);
 
   void listEntries();
+  bool judgeWays(const Judged& judged);
   bool judgeEnds(ProofFinding::When when);
   bool judge(uint32_t place, Judged& judged);
   void moveTo(uint32_t place, const PlaceState& state);
@@ -130,6 +151,7 @@ private:
   std::set<uint32_t> executeEntry(const ChipWrite& write);
   void addUsers(std::set<uint32_t>& places, uint8_t chip, XpXdk::xpIaclType_e number, int id) const;
   void find(ProofFinding::When when, uint32_t place, const verify::PacketSet& wrong);
+  ProofStep stepAt(uint32_t place, const packet::Packet& packet, uint16_t vlan);
 
   const Change& change_;
   const agent::Config& old_;
@@ -145,6 +167,7 @@ private:
   std::map<std::pair<uint8_t, uint32_t>, std::vector<uint32_t>> byPort_; // chip and port
   std::map<std::pair<uint8_t, uint32_t>, std::vector<uint32_t>> byIngressKey_;
   std::map<std::pair<uint8_t, uint32_t>, std::vector<uint32_t>> byEgressKey_;
+  WayProof ways_;
   std::vector<Judged> judged_;
   std::array<uint64_t, numPlaceVerdicts> counts_{};
   uint64_t unaffected_ = 0;

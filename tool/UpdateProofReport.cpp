@@ -23,6 +23,10 @@ constexpr std::size_t placesShown = 20;
 constexpr PlaceVerdict shownVerdicts[] = {PlaceVerdict::same, PlaceVerdict::old, PlaceVerdict::fresh,
                                           PlaceVerdict::between, PlaceVerdict::blocked};
 
+const char* permitWord(bool permit) {
+  return permit ? "permit" : "deny";
+}
+
 std::string countText(uint64_t count, const char* one, const char* more) {
   return std::to_string(count) + " " + (count == 1 ? one : more);
 }
@@ -69,6 +73,8 @@ public:
                           {"places", proof_.places().size()},
                           {"unaffected", proof_.numUnaffected()},
                           {"judged", judged},
+                          {"mixed", proof_.numMixed()},
+                          {"ways", proof_.numWays()},
                           {"items", proof_.numItems()},
                           {"combined", proof_.numCombined()},
                           {"nodes", proof_.nodes()},
@@ -126,25 +132,49 @@ private:
       }
     }
     std::cout << (proof_.numJudged() == 0 ? " none that packets reach" : "") << "\n";
+    if (proof_.numMixed() == 0) {
+      std::cout << "  at no time one place is ahead of its old list while another is behind its new one\n";
+    } else {
+      std::cout << "  after " << countText(proof_.numMixed(), "write", "writes")
+                << " one place is ahead of its old list while another is behind its new one; "
+                << countText(proof_.numWays(), "way", "ways") << " through both were judged\n";
+    }
   }
 
+  Json stepJson(const ProofStep& step) const {
+    return {{"place", placeJson(proof_.places()[step.place], step.place)},
+            {"row", step.row ? Json(*step.row) : Json(nullptr)},
+            {"blocked", step.blocked},
+            {"now", permitWord(step.now)},
+            {"old", permitWord(step.old)},
+            {"new", permitWord(step.fresh)}};
+  }
+
+  // Of a way through several places: the verdicts of the whole, and the places one by one.
   Json findingJson() const {
     const ProofFinding& finding = *proof_.finding();
-    const ProofPlace& place = proof_.places()[finding.place];
-    const auto word = [](bool permit) { return permit ? "permit" : "deny"; };
     const bool during = finding.when == ProofFinding::When::during;
-    return {{"when", during                                       ? "during"
-                     : finding.when == ProofFinding::When::before ? "before"
-                                                                  : "after"},
-            {"write", during ? Json(finding.write) : Json(nullptr)},
-            {"call", during ? Json(writeText(change_.writes[finding.write - 1])) : Json(nullptr)},
-            {"place", placeJson(place, finding.place)},
-            {"witness", packet::toText(finding.witness)},
-            {"row", finding.row ? Json(*finding.row) : Json(nullptr)},
-            {"blocked", finding.blocked},
-            {"now", word(finding.now)},
-            {"old", word(finding.old)},
-            {"new", word(finding.fresh)}};
+    Json json{{"when", during                                       ? "during"
+                       : finding.when == ProofFinding::When::before ? "before"
+                                                                    : "after"},
+              {"write", during ? Json(finding.write) : Json(nullptr)},
+              {"call", during ? Json(writeText(change_.writes[finding.write - 1])) : Json(nullptr)},
+              {"witness", packet::toText(finding.witness)}};
+    if (!finding.isWay()) {
+      json.update(stepJson(finding.steps.front()));
+      return json;
+    }
+    json["now"] = permitWord(finding.now());
+    json["old"] = permitWord(finding.old());
+    json["new"] = permitWord(finding.fresh());
+    json["from"] = finding.from;
+    json["to"] = finding.to.empty() ? Json(nullptr) : Json(finding.to);
+    json["vlan"] = finding.vlan;
+    json["way"] = Json::array();
+    for (const ProofStep& step : finding.steps) {
+      json["way"].push_back(stepJson(step));
+    }
+    return json;
   }
 
   const Change& change_;
