@@ -42,7 +42,7 @@ fake id 'echo 1000'
 fake clang-format ''
 fake ctest 'cat ctestSays; exit "$(cat ctestStatus)"'
 printf '%s\n' g++ binutils cmake ninja-build ccache libgtest-dev libbenchmark-dev libcli11-dev \
-  nlohmann-json3-dev libpcap-dev nettle-dev python3 clang-format >installed
+  nlohmann-json3-dev libpcap-dev nettle-dev python3 clang-format pkg-config dpkg-dev doxygen >installed
 
 # All is there: nothing is installed, the summary counts the tests and the format check.
 echo '100% tests passed, 0 tests failed out of 7' >ctestSays
@@ -100,6 +100,20 @@ expect "status of a broken build" 1 "$status"
 expect "calls of a broken build" "cmake --preset release
 cmake --build --preset release" "$calls"
 grep -q 'a.cpp:1: broken' <<<"$said" || expect "output of a broken build" shown "$said"
+
+# The package that was made is named; documentation that fails says why.
+fake cmake ''
+fake cpack 'mkdir -p build/package && touch build/package/xpacltcam_1_amd64.deb'
+dev package
+expect "package" "Building (release)
+build/package/xpacltcam_1_amd64.deb: install it with apt install ./build/package/xpacltcam_1_amd64.deb" "$said"
+expect "calls of package" "cmake --preset release
+cmake --build --preset release
+cpack --config build/release/CPackConfig.cmake -G DEB -B build/package" "$calls"
+fake doxygen 'echo "a.h:1: not documented"; exit 1'
+dev docs
+expect "status of wrong documentation" 1 "$status"
+grep -q 'a.h:1: not documented' <<<"$said" || expect "output of wrong documentation" shown "$said"
 
 dev nonsense
 expect "status of an unknown command" 2 "$status"

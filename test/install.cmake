@@ -1,0 +1,14 @@
+# What people install, and what they read in it.
+if(XPACL_SANITIZE)
+  # Programs that load a library with sanitizers need them too.
+  set(xpacl_install_flags "-fsanitize=address,undefined")
+endif()
+add_test(NAME install
+         COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/install_test.sh ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR}
+                 ${xpacl_install_flags})
+add_test(NAME package
+         COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/package_test.sh ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR})
+set_tests_properties(package PROPERTIES SKIP_RETURN_CODE 77)
+add_test(NAME dependencies COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/dependencies_test.sh)
+add_test(NAME reference
+         COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/reference_test.sh $<TARGET_FILE:xpacl> ${PROJECT_SOURCE_DIR})
