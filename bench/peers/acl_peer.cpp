@@ -23,6 +23,9 @@
 
 namespace {
 
+// The library has a function and an enumeration of one name.
+using Way = enum rte_acl_classify_alg;
+
 constexpr unsigned numFields = 5;
 constexpr std::size_t batchSize = 1024;
 constexpr int numPasses = 9; // the fastest counts
@@ -55,8 +58,7 @@ public:
   bool built() const { return built_; }
   double secondsToBuild() const { return secondsToBuild_; }
   // For each header the number of its filter counted from 1, or 0.
-  bool classify(rte_acl_classify_alg how, const uint8_t** tuples, uint32_t* filters,
-                std::size_t count) const {
+  bool classify(Way how, const uint8_t** tuples, uint32_t* filters, std::size_t count) const {
     return rte_acl_classify_alg(context_, tuples, filters, static_cast<uint32_t>(count), 1, how) == 0;
   }
 
@@ -156,10 +158,9 @@ public:
   bool run(const char* traceName, const bench::Headers& headers);
 
 private:
-  bool agree(const Trace& trace, rte_acl_classify_alg how, const char* traceName) const;
+  bool agree(const Trace& trace, Way how, const char* traceName) const;
   // Trees and tries in turn, so that both meet the machine in the same state.
-  std::pair<double, double> rates(Trace& trace, std::size_t step,
-                                  const std::vector<rte_acl_classify_alg>& ways) const;
+  std::pair<double, double> rates(Trace& trace, std::size_t step, const std::vector<Way>& ways) const;
 
   std::string name_;
   std::size_t numFilters_;
@@ -185,7 +186,7 @@ Contest::Contest(std::string name, const bench::Filters& filters)
   secondsToFill_ = seconds() - begin;
 }
 
-bool Contest::agree(const Trace& trace, rte_acl_classify_alg how, const char* traceName) const {
+bool Contest::agree(const Trace& trace, Way how, const char* traceName) const {
   const auto filter = [this](uint32_t row) { return row == sim::noTcamRow ? 0 : filterOf_[row]; };
   for (std::size_t i = 0; i < trace.keys.size(); i += std::max<std::size_t>(trace.keys.size() / 500, 1)) {
     const uint32_t expected = filter(table_.linearLookup(trace.keys[i]));
@@ -201,8 +202,7 @@ bool Contest::agree(const Trace& trace, rte_acl_classify_alg how, const char* tr
   return true;
 }
 
-std::pair<double, double> Contest::rates(Trace& trace, std::size_t step,
-                                         const std::vector<rte_acl_classify_alg>& ways) const {
+std::pair<double, double> Contest::rates(Trace& trace, std::size_t step, const std::vector<Way>& ways) const {
   std::vector<uint32_t> found(step);
   double trees = 0;
   double tries = 0;
@@ -214,7 +214,7 @@ std::pair<double, double> Contest::rates(Trace& trace, std::size_t step,
                          table_.lookup({&trace.keys[at], count}, found);
                        }
                      }));
-    for (const rte_acl_classify_alg how : ways) {
+    for (const Way how : ways) {
       tries = std::max(tries, passRate(trace.keys.size(), step, [&](std::size_t at, std::size_t count) {
                          peer_.classify(how, &trace.pointers[at], found.data(), count);
                        }));
@@ -229,15 +229,15 @@ bool Contest::run(const char* traceName, const bench::Headers& headers) {
     return false;
   }
   Trace trace(headers);
-  std::vector<rte_acl_classify_alg> ways;
+  std::vector<Way> ways;
   uint32_t result;
-  for (const rte_acl_classify_alg how : {RTE_ACL_CLASSIFY_SSE, RTE_ACL_CLASSIFY_AVX2,
-                                         RTE_ACL_CLASSIFY_AVX512X16, RTE_ACL_CLASSIFY_AVX512X32}) {
+  for (const Way how : {RTE_ACL_CLASSIFY_SSE, RTE_ACL_CLASSIFY_AVX2, RTE_ACL_CLASSIFY_AVX512X16,
+                        RTE_ACL_CLASSIFY_AVX512X32}) {
     if (peer_.classify(how, trace.pointers.data(), &result, 1)) {
       ways.push_back(how);
     }
   }
-  for (const rte_acl_classify_alg how : ways) {
+  for (const Way how : ways) {
     if (!agree(trace, how, traceName)) {
       return false;
     }
