@@ -36,7 +36,7 @@ while read -r folder; do
 done < <(grep -rhoE '^#include <[A-Za-z0-9_]+/' platform XpAclTcam sim packet agent verify tool test bench fuzz |
   sed 's/.*<//; s/\/$//' | sort -u | grep -vxE 'sys|arpa|Vane')
 while read -r folder; do
-  grep -rqE "^#include <$folder[/.]" platform XpAclTcam sim packet agent verify tool test bench fuzz ||
+  grep -rqE "^#include <${folder}[/.]" platform XpAclTcam sim packet agent verify tool test bench fuzz ||
     fault "DEPENDENCIES: no source includes <$folder/...>"
 done < <(fields 5 | grep -vxF -e -)
 

@@ -7,7 +7,7 @@ root=$(realpath "$(dirname "${BASH_SOURCE[0]}")/..")
 dir=$(mktemp -d)
 trap 'rm -rf "$dir"' EXIT
 cd "$dir"
-mkdir bin cmake platform XpAclTcam sim packet agent verify tool test fuzz bench
+mkdir bin cmake platform XpAclTcam sim packet agent verify tool test fuzz bench examples
 cp "$root/dev" dev
 export PATH="$dir/bin:$PATH" CALLS="$dir/calls"
 
