@@ -540,6 +540,28 @@ TEST(UpdateProof, AReorderedWriteIsFoundAndNamed) {
   EXPECT_EQ(confirmed(proof, change, old, fresh), "");
 }
 
+// A row in force is turned, and put right by the next write: the packets of one write in between.
+TEST(UpdateProof, ARowInForceThatIsTurnedForOneWriteIsFound) {
+  const agent::Config old = agent::readConfigText(oldText, "old.conf");
+  const agent::Config fresh = agent::readConfigText(newText, "new.conf");
+  tool::Change change = recorded(old, fresh).change;
+  const auto row = std::find_if(change.start.begin(), change.start.end(), [](const auto& write) {
+    return write.op == sim::Op::writeData && write.table == XpXdk::TACL_V4_IACL && write.index == 0;
+  });
+  ASSERT_NE(row, change.start.end());
+  tool::ChipWrite turned = *row;
+  turned.bytes[1] = static_cast<char>(turned.bytes[1] ^ 4); // the result, permit or drop
+  change.writes.insert(change.writes.begin(), {turned, *row});
+  UpdateProof proof(change, old, fresh);
+  ASSERT_FALSE(proof.run());
+  EXPECT_EQ(proof.findingText(),
+            "after write 1 of 19 (writeData d0 TACL_V4_IACL 0 copy 0 log=0 count=1 result=0 cntr=1)\n"
+            "  Ethernet1 in ipv4 (chip 0 port 1)\n"
+            "  tcp 10.1.0.1:40000 > 10.2.0.1:80 syn ttl 64\n"
+            "  now deny, row 0; old permit, WEB; new permit, WEB");
+  EXPECT_EQ(confirmed(proof, change, old, fresh), "");
+}
+
 // The last write is left out: every verdict is one of the two, but the end is not the new configuration.
 TEST(UpdateProof, AChangeThatIsNotFinishedIsFound) {
   const agent::Config old = agent::readConfigText(oldText, "old.conf");
