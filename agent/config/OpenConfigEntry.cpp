@@ -10,8 +10,8 @@ namespace agent::openconfig {
 namespace {
 
 constexpr const char* unknownReason =
-    "this is not known here, and the entry would match more packets without it; leave it out, or write what "
-    "is meant in the leaves of docs/openconfig.md";
+    "this is no container of an entry that is known here, and the entry would match more packets without it; "
+    "leave it out or correct it";
 
 class EntryParser {
 public:

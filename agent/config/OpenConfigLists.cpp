@@ -78,8 +78,12 @@ void SetTable::read(const JsonValue& set) {
                               "it out");
   if (name == reservedName)
     problems.refuse(set, *draft.place, "this name means no list at all; give the set another name");
-  checkFamilies(draft, problems);
+  const bool meetsOther = !checkFamilies(draft, problems);
   draft.findings = problems.takeAll();
+  if (meetsOther) { // which of the two an interface has, nobody could tell
+    diagnostics_.addAll(std::move(draft.findings));
+    return;
+  }
   const auto [at, isNew] = index_.try_emplace(draft.key, drafts_.size());
   if (!isNew) {
     bool hasErrors = false;
@@ -96,19 +100,22 @@ void SetTable::read(const JsonValue& set) {
 }
 
 // A set and a mixed one of its name would become two lists of the same name and family.
-void SetTable::checkFamilies(const Draft& draft, Problems& problems) const {
+bool SetTable::checkFamilies(const Draft& draft, Problems& problems) const {
+  bool alone = true;
   for (const SetType other : {SetType::ipv4, SetType::ipv6, SetType::l2, SetType::mixed}) {
     const auto at = index_.find({other, draft.key.second});
     if (other == draft.key.first || at == index_.end())
       continue;
+    const std::vector<Family> families = familiesOf(other);
     for (const Family family : familiesOf(draft.key.first))
-      for (const Family otherFamily : familiesOf(other))
-        if (family == otherFamily)
-          problems.refuse(*draft.value, *draft.place,
-                          "line " + std::to_string(lines_.line(drafts_[at->second].value->offset)) +
-                              " has a set of this name for the same packets already; rename one of them, or "
-                              "write their entries into one set");
+      if (alone && std::find(families.begin(), families.end(), family) != families.end())
+        alone =
+            problems.refuse(*draft.value, *draft.place,
+                            "line " + std::to_string(lines_.line(drafts_[at->second].value->offset)) +
+                                " has a set of this name for the same packets already; rename one of them, "
+                                "or write their entries into one set");
   }
+  return alone;
 }
 
 SetTable::Entries SetTable::entriesOf(const Draft& draft, const Place& above, Problems& problems) {

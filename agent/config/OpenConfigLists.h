@@ -50,7 +50,7 @@ private:
   };
   using Entries = std::map<uint32_t, Entry>;
 
-  void checkFamilies(const Draft& draft, Problems& problems) const;
+  bool checkFamilies(const Draft& draft, Problems& problems) const;
   void checkMixed(const Draft& draft, const Entries& entries, Problems& problems);
   Entries entriesOf(const Draft& draft, const Place& above, Problems& problems);
   void report(const Draft& draft, bool applied, bool structural, std::vector<Finding> findings,

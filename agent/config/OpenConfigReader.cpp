@@ -206,8 +206,9 @@ void DocumentReader::readTable(const JsonValue& value, const Place& place) {
   Container entry(value, place, problems_);
   const Member* const table = entry.take("table");
   const Member* const rows = entry.take("rows");
-  if (entry.isObject())
-    entry.refuseRest("this is not known here; table and rows are");
+  if (!entry.isObject())
+    return;
+  entry.refuseRest("this is not known here; table and rows are");
   const auto known = table == nullptr ? std::nullopt : tableFromName(table->value->text);
   if (!known || rows == nullptr) {
     problems_.refuse(table == nullptr ? value : *table->value, place,
@@ -223,8 +224,9 @@ void DocumentReader::readChip(const JsonValue& value, const Place& place) {
   Container entry(value, place, problems_);
   const Member* const name = entry.take("name");
   const Member* const chip = entry.take("chip");
-  if (entry.isObject())
-    entry.refuseRest("this is not known here; name and chip are");
+  if (!entry.isObject())
+    return;
+  entry.refuseRest("this is not known here; name and chip are");
   if (name == nullptr || chip == nullptr) {
     problems_.refuse(value, place, "the name of an interface and the number of its chip are needed here");
     return;

@@ -88,6 +88,7 @@ void Container::add(const JsonValue& child, const Place& above) {
 }
 
 const Member* Container::take(std::string_view name) {
+  known_.emplace_back(name);
   for (Member& member : members_)
     if (member.name == name) {
       member.taken = true;
@@ -102,9 +103,14 @@ void Container::pass(std::initializer_list<std::string_view> names) {
 }
 
 void Container::refuseRest(const std::string& why) {
-  for (const Member& member : members_)
-    if (!member.taken)
-      problems_.refuse(*member.value, member.place, why);
+  for (const Member& member : members_) {
+    if (member.taken)
+      continue;
+    NearestWord nearest(member.name);
+    for (const std::string& known : known_)
+      nearest.offer(known);
+    problems_.refuse(*member.value, member.place, why + nearest.suggestion());
+  }
 }
 
 bool saysSomething(const JsonValue& value) {
@@ -139,8 +145,12 @@ std::vector<const JsonValue*> listEntries(const Member* member, std::string_view
 std::optional<std::string> takeText(const Member& leaf, const std::string& what, Problems& problems) {
   if (leaf.value->is(JsonKind::string) && !leaf.value->text.empty())
     return leaf.value->text;
-  problems.refuse(*leaf.value, leaf.place,
-                  describe(*leaf.value) + " stands where " + what + " is needed; write it in double quotes");
+  if (leaf.value->is(JsonKind::string))
+    problems.refuse(*leaf.value, leaf.place, "the string is empty, and " + what + " is needed here");
+  else
+    problems.refuse(*leaf.value, leaf.place,
+                    describe(*leaf.value) + " stands where " + what +
+                        " is needed; write it in double quotes");
   return std::nullopt;
 }
 

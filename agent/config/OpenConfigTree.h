@@ -72,7 +72,7 @@ public:
   const Member* take(std::string_view name);
   // The names that may stand there and mean nothing for packets.
   void pass(std::initializer_list<std::string_view> names);
-  // Refuses every member that was not taken.
+  // Refuses every member that was not taken; a slip in a name that was asked for is suggested.
   void refuseRest(const std::string& why);
   bool isObject() const { return value_->is(JsonKind::object); }
 
@@ -83,7 +83,8 @@ private:
   const Place& place_;
   Place configPlace_;
   Problems& problems_;
-  std::deque<Member> members_; // which stay where they are
+  std::deque<Member> members_;     // which stay where they are
+  std::vector<std::string> known_; // names that were asked for
 };
 
 // Whether anything is configured in there: some leaf outside of `state`.
