@@ -44,6 +44,7 @@ done < <(fields 5 | grep -vxF -e -)
 while read -r package; do
   case $package in
   GTest) name=libgtest-dev ;;
+  Python3) name=python3 ;;
   benchmark) name=libbenchmark-dev ;;
   XpAclTcam) continue ;;
   *) name=$package ;;

@@ -15,3 +15,11 @@ endif()
 add_test(NAME dependencies COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/dependencies_test.sh)
 add_test(NAME reference
          COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/reference_test.sh $<TARGET_FILE:xpacl> ${PROJECT_SOURCE_DIR})
+
+# What the documents show is what the commands say.
+find_package(Python3 COMPONENTS Interpreter)
+if(Python3_FOUND)
+  add_test(NAME docs
+           COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/docs_test.py $<TARGET_FILE:xpacl>
+                   ${PROJECT_SOURCE_DIR})
+endif()
