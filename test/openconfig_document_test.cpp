@@ -379,10 +379,8 @@ TEST(OpenConfigDocument, whatIsNoJson) {
   const std::string table = R"T(
 {} => readable 1:1: warning: no access list and no interface stands in this document; is it one of the OpenConfig models, with acl, acl-sets or a list of acl-sets?
 [] => readable 1:1: warning: no access list and no interface stands in this document; is it one of the OpenConfig models, with acl, acl-sets or a list of acl-sets?
-5 => readable 1:1: error: /: the number 5 is no configuration; the document is an object, or a list of acl-sets
-1:1: warning: no access list and no interface stands in this document; is it one of the OpenConfig models, with acl, acl-sets or a list of acl-sets?
-"x" => readable 1:1: error: /: 'x' is no configuration; the document is an object, or a list of acl-sets
-1:1: warning: no access list and no interface stands in this document; is it one of the OpenConfig models, with acl, acl-sets or a list of acl-sets?
+5 => readable 1:1: error: /: the number 5 is no configuration; the document is an object, or a list of acl-sets / 1:1: warning: no access list and no interface stands in this document; is it one of the OpenConfig models, with acl, acl-sets or a list of acl-sets?
+"x" => readable 1:1: error: /: 'x' is no configuration; the document is an object, or a list of acl-sets / 1:1: warning: no access list and no interface stands in this document; is it one of the OpenConfig models, with acl, acl-sets or a list of acl-sets?
 {"acl": => 1:8: error: this is no JSON: the text ends too early: a value is needed here: an object, an array, a string in double quotes, a number, true, false or null
 {"acl":1 "x":2} => 1:10: error: this is no JSON: '"': a comma or the closing brace of the object is needed here
 {"acl" 1} => 1:8: error: this is no JSON: '1': a colon is needed here, between a name and its value
@@ -404,19 +402,18 @@ TEST(OpenConfigDocument, whatIsNoJson) {
 {"a":"\ud800\u0041"} => 1:7: error: this is no JSON: '\': this is one half of a character; write both halves, or the character itself
 {"a":1}} => 1:8: error: this is no JSON: '}': the value of the text has ended before this; one object, or one array, is the whole text
 {"a":1,"b":2,"a":3} => 1:14: error: this is no JSON: 'a': the object has a member of this name already, and only one can be meant; leave one of them out
-{"acl":[]} => readable 1:1: warning: no access list and no interface stands in this document; is it one of the OpenConfig models, with acl, acl-sets or a list of acl-sets?
-1:8: error: /acl: an array stands where an object is needed; write { and }
-{"acl":{"acl-sets":[]}} => readable 1:1: warning: no access list and no interface stands in this document; is it one of the OpenConfig models, with acl, acl-sets or a list of acl-sets?
-1:20: error: /acl/acl-sets: an array stands where an object is needed; write { and }
-{"acl-sets":5} => readable 1:1: warning: no access list and no interface stands in this document; is it one of the OpenConfig models, with acl, acl-sets or a list of acl-sets?
-1:13: error: /acl/acl-sets: the number 5 stands where an object is needed; write { and }
-{"acl-set":{}} => readable 1:1: warning: no access list and no interface stands in this document; is it one of the OpenConfig models, with acl, acl-sets or a list of acl-sets?
-1:12: error: /acl/acl-sets/acl-set: an object stands where a list is needed; write [ and ] around its entries
+{"acl":[]} => readable 1:1: warning: no access list and no interface stands in this document; is it one of the OpenConfig models, with acl, acl-sets or a list of acl-sets? / 1:8: error: /acl: an array stands where an object is needed; write { and }
+{"acl":{"acl-sets":[]}} => readable 1:1: warning: no access list and no interface stands in this document; is it one of the OpenConfig models, with acl, acl-sets or a list of acl-sets? / 1:20: error: /acl/acl-sets: an array stands where an object is needed; write { and }
+{"acl-sets":5} => readable 1:1: warning: no access list and no interface stands in this document; is it one of the OpenConfig models, with acl, acl-sets or a list of acl-sets? / 1:13: error: /acl/acl-sets: the number 5 stands where an object is needed; write { and }
+{"acl-set":{}} => readable 1:1: warning: no access list and no interface stands in this document; is it one of the OpenConfig models, with acl, acl-sets or a list of acl-sets? / 1:12: error: /acl/acl-sets/acl-set: an object stands where a list is needed; write [ and ] around its entries
 )T";
   EXPECT_EQ(table, regenerated(table, [](const std::string& text) {
               const Config config = readConfigText(text, "t", {InputFormat::openconfig, false, false, {}});
               std::string found = (config.readable ? "readable " : "") + diagnosticsText(config);
-              return found.substr(0, found.size() - 1);
+              found.pop_back();
+              for (size_t at = found.find('\n'); at != std::string::npos; at = found.find('\n'))
+                found.replace(at, 1, " / ");
+              return found;
             }));
   EXPECT_EQ(
       "3:3: error: this is no JSON: '}': a name in double quotes is needed here, then a colon and a value\n",
