@@ -46,6 +46,19 @@ void takeValue(ReferenceOption& option, const std::string& type) {
   }
 }
 
+// What else has to be there, and what must not be.
+std::string companions(const CLI::Option& from) {
+  std::string text;
+  for (const CLI::Option* other : from.get_needs()) {
+    text += (text.empty() ? "; only with " : " and ") + other->get_name();
+  }
+  std::string others;
+  for (const CLI::Option* other : from.get_excludes()) {
+    others += (others.empty() ? "; not with " : ", ") + other->get_name();
+  }
+  return text + others;
+}
+
 ReferenceOption optionOf(const CLI::Option& from) {
   ReferenceOption option;
   if (from.get_positional()) {
@@ -67,6 +80,7 @@ ReferenceOption optionOf(const CLI::Option& from) {
       option.text += "; " + from.get_default_str() + " unless told otherwise";
     }
   }
+  option.text += companions(from);
   return option;
 }
 
