@@ -2,6 +2,9 @@
 
 #include "XpAclTcam/XpAclHelperUnit.h"
 
+#include <charconv>
+#include <iterator>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -9,6 +12,24 @@
 // and the blocking of interfaces while they move.
 
 namespace XpAcl {
+
+namespace {
+
+// "NAME:rule.subrule", made for every row that counts.
+Vane::String counterLabel(const Vane::String& name, Vane::U32 ruleNum, Vane::U32 subruleNum) {
+  char numbers[2 + 2 * std::numeric_limits<Vane::U32>::digits10 + 2];
+  char* const end = std::end(numbers);
+  char* at = numbers;
+  *at++ = ':';
+  at = std::to_chars(at, end, ruleNum).ptr;
+  *at++ = '.';
+  at = std::to_chars(at, end, subruleNum).ptr;
+  std::string label(name.view());
+  label.append(numbers, at);
+  return Vane::String(label);
+}
+
+} // namespace
 
 bool XpAclPlexAggregatorHelper::allocateResource(const Plex::AclKey& triggerKey,
                                                  const AclKeyInfo& aclKeyInfo) {
@@ -88,8 +109,8 @@ Vane::U32 XpAclPlexAggregatorHelper::takeCounter(const AclKeyInfo& aclKeyInfo, T
     const Plex::AclKey& aclKey = aclKeyInfo.aclKey();
     const auto acm = acmHelper(aclKey.direction());
     VANE_ASSERT(acm);
-    const Vane::String label = Vane::format("%s:%u.%u", aclKey.name().charPtr(), rule.ruleId().ruleNum(),
-                                            rule.ruleId().subRuleNum());
+    const Vane::String label =
+        counterLabel(aclKey.name(), rule.ruleId().ruleNum(), rule.ruleId().subRuleNum());
     counterIdx = acm->getAcmIdx(counterIndexOfRow(aclKey.aclType(), tcamIdx), label);
     counted = counterIdx != unusedAcmIndex();
   }

@@ -1,10 +1,9 @@
 #include "agent/MemoryReserve.h"
 
-#include <cstring>
-
 namespace agent {
 
 namespace {
+constexpr std::size_t pageBytes = 4096; // the smallest there is
 MemoryReserve* serving = nullptr;
 std::new_handler outer = nullptr; // of before the outermost use
 } // namespace
@@ -16,7 +15,12 @@ void MemoryReserve::grow(std::size_t bytes) {
     chunks_.reserve(held + more);
     for (std::size_t i = 0; i < more; ++i) {
       chunks_.push_back(std::make_unique_for_overwrite<std::byte[]>(chunkBytes));
-      std::memset(chunks_.back().get(), 0xA5, chunkBytes);
+      // A byte of each page makes the system give it, and costs nothing where it has already.
+      volatile std::byte* const chunk = chunks_.back().get();
+      for (std::size_t at = 0; at < chunkBytes; at += pageBytes) {
+        chunk[at] = std::byte{0xA5};
+      }
+      chunk[chunkBytes - 1] = std::byte{0xA5};
     }
   } catch (const std::bad_alloc&) {
     chunks_.resize(held);
