@@ -7,6 +7,7 @@ scratch folder of the document's own, which holds a copy of examples/; what stan
 
     ...                 stands for any lines that the document leaves out
     <!-- run: COMMAND --> outside of blocks: run it at this place, in the same folder, without comparing
+    <!-- file: NAME     outside of blocks, up to a line "-->": writes these lines to the file at this place
     <!-- status: N -->  before a block: its last command ends with this status (else any of 0 and 1)
 
 Figures that vary between machines are compared as words, by the table VARYING below and nowhere else.
@@ -25,6 +26,7 @@ VARYING = [
     (re.compile(r"\b[0-9]+(\.[0-9]+)? [KMG]iB\b"), "MEMORY"),
 ]
 
+FILE = re.compile(r"^<!-- file: ([^ ]+)$")
 RUN = re.compile(r"^<!-- run: (.*) -->$")
 STATUS = re.compile(r"^<!-- status: ([0-9]+) -->$")
 
@@ -47,6 +49,8 @@ class Step:
         self.indent = ""
         self.shown = []
         self.status = None
+        self.file = None  # to write instead of running a command
+        self.content = []
 
 
 def continued(command):
@@ -60,8 +64,15 @@ def steps_of(text):
     status = None
     blank_before = True
     block = False
+    file = None
     for number, line in enumerate(text):
         body = None
+        if file is not None:
+            if line == "-->":
+                file = None
+            else:
+                file.content.append(line)
+            continue
         if fence is not None:
             if line.strip() == fence:
                 fence = step = None
@@ -79,6 +90,11 @@ def steps_of(text):
             found = RUN.match(line)
             if found:
                 steps.append(Step(number, found.group(1), compared=False))
+            found = FILE.match(line)
+            if found:
+                file = Step(number, "", compared=False)
+                file.file = found.group(1)
+                steps.append(file)
             found = STATUS.match(line)
             status = int(found.group(1)) if found else status
             blank_before = not line or found is not None
@@ -128,6 +144,10 @@ def run_document(xpacl, source, path, update):
         environment = dict(os.environ, NO_COLOR="1", LC_ALL="C", TMPDIR=folder)
         environment["PATH"] = os.path.join(folder, ".bin") + ":" + environment["PATH"]
         for step in steps_of(text):
+            if step.file is not None:
+                with open(os.path.join(folder, step.file), "w", encoding="utf-8") as stream:
+                    stream.write("\n".join(step.content) + "\n")
+                continue
             done = subprocess.run(["bash", "-c", step.command], cwd=folder, env=environment, timeout=120,
                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
             said = done.stdout.decode("utf-8", "replace").split("\n")
