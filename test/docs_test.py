@@ -142,7 +142,9 @@ def run_document(xpacl, source, path, update):
         os.mkdir(os.path.join(folder, ".bin"))
         os.symlink(xpacl, os.path.join(folder, ".bin", "xpacl"))
         environment = dict(os.environ, NO_COLOR="1", LC_ALL="C", TMPDIR=folder)
-        environment["PATH"] = os.path.join(folder, ".bin") + ":" + environment["PATH"]
+        # docs/embedding.md runs the programs of examples/embedding, which the same build has made.
+        programs = os.path.join(os.path.dirname(xpacl), "..", "examples", "embedding")
+        environment["PATH"] = os.path.join(folder, ".bin") + ":" + programs + ":" + environment["PATH"]
         for step in steps_of(text):
             if step.file is not None:
                 with open(os.path.join(folder, step.file), "w", encoding="utf-8") as stream:
