@@ -80,7 +80,7 @@ function paintCell(context, x, y, size, look, colours) {
     context.fillRect(x, y + Math.round(size * 0.65), size, 1.5);
   }
   if (look.hollow) {
-    const edge = Math.max(2, Math.round(size / 5));
+    const edge = look.letter ? 1.5 : Math.max(2, Math.round(size / 5));
     context.fillRect(x + edge, y + edge, size - 2 * edge, size - 2 * edge);
   }
   if (look.letter) {
@@ -165,7 +165,7 @@ function replaceText(one) {
   const stuck = here.length - able.length;
   const parts = [];
   if (able.length) parts.push("up to " + able[0].acl + ", " + counted(able[0].rows, "row"));
-  if (stuck) parts.push(h("div", {class: "bad"}, "✗ " + counted(stuck, "list") + " cannot be"));
+  if (stuck) parts.push(h("div", {class: "bad"}, "✗ " + counted(stuck, "list") + (stuck === 1 ? " has" : " have") + " no room"));
   return parts;
 }
 
@@ -284,7 +284,7 @@ class RowMap {
       const from = line * this.columns;
       const to = Math.min(this.one.rows, (gap ? end : line + 1) * this.columns) - 1;
       const height = gap ? 26 : this.size;
-      this.stretches.push({from, to, gap, y, height});
+      this.stretches.push({from, to, gap, y, height, line});
       y += height;
       if (gap) line = end - 1;
     }
@@ -347,7 +347,7 @@ class RowMap {
         continue;
       }
       const before = this.cells.get(row - 1);
-      const first = !before || before[LIST] !== cell[LIST] || before[VERSION] !== cell[VERSION] || row === stretch.from;
+      const first = !before || before[LIST] !== cell[LIST] || before[VERSION] !== cell[VERSION] || (row === stretch.from && stretch.line % 8 === 0);
       paintCell(context, x, stretch.y, this.size - 1, this.look(cell, colours, first), colours);
     }
   }
@@ -540,7 +540,7 @@ for (const finding of data.findings || []) {
 }
 
 function roomText(list) {
-  if (!list.room) return list.direction ? "" : "";
+  if (!list.room) return "";
   if (list.room.replaceable) return "up to " + counted(list.room.rows, "row");
   return h("span", {class: "bad"}, "✗ " + (list.room.rows ? "only " + number(list.room.rows) : "no") + " rows, for " + list.room.limit);
 }
@@ -554,7 +554,6 @@ class ListView {
     this.hits = data.capture && list.direction;
     this.most = list.entries.reduce((most, entry) => Math.max(most, entry.hits || 0), 1);
     this.costly = list.entries.reduce((most, entry) => Math.max(most, entry.rows || 0), 1);
-    this.shown = 0;
     this.order = list.entries.map((_, entry) => entry);
     const note = list.hasErrors ? "has lines that no row can express; not loaded" : list.direction ? counted(list.lines, "line") + ", " + counted(list.rows, "row") : counted(list.lines, "line") + ", not applied, so it takes no rows";
     this.inside = h("div", {class: "inside"});
@@ -566,34 +565,50 @@ class ListView {
     if (this.rows) return;
     const columns = [["Line"], ["Rule"], ["Rows", "num"], ["Rows"]].concat(this.hits ? [["Hits", "num"], ["Hits"]] : []);
     this.rows = h("tbody");
+    this.less = h("div", {class: "tools"});
     this.more = h("div", {class: "tools"});
     const filter = h("input", {type: "search", placeholder: "part of a rule", "aria-label": "Show only lines of " + this.list.acl + " with this text",
       oninput: () => this.filterIs(filter.value)});
     const implicit = h("tbody", {}, this.list.implicit.map((one) => h("tr", {}, h("th", {scope: "row"}, ""), h("td", {class: "rule soft"}, one.rule), h("td", {class: "num"}, "1"), h("td", {}, bar(1, this.costly)),
       this.hits ? [h("td", {class: "num"}, number(one.hits)), h("td", {}, bar(one.hits, this.most))] : [])));
-    this.inside.append(this.list.entries.length > 20 ? h("div", {class: "tools"}, filter) : "",
+    this.inside.append(this.list.entries.length > 20 ? h("div", {class: "tools"}, filter) : "", this.less,
       h("div", {class: "scroll"}, h("table", {}, h("caption", {}, "Lines of " + listTitle(this.list)), h("thead", {}, h("tr", {}, columns.map(([title, kind]) => h("th", {scope: "col", class: kind || ""}, title)))), this.rows, implicit)), this.more);
-    this.grow(ListView.chunk);
+    this.show(0, ListView.chunk);
   }
 
   filterIs(text) {
     const wanted = text.trim().toLowerCase();
     this.order = this.list.entries.map((_, entry) => entry).filter((entry) => !wanted || this.list.entries[entry].rule.toLowerCase().includes(wanted));
-    this.rows.replaceChildren();
-    this.shown = 0;
-    this.grow(ListView.chunk);
+    this.show(0, ListView.chunk);
   }
 
-  grow(count) {
-    const end = Math.min(this.order.length, this.shown + count);
-    const fresh = this.order.slice(this.shown, end).map((entry) => this.row(entry));
-    this.rows.append(...fresh);
-    this.shown = end;
-    const left = this.order.length - end;
+  // Draws the lines from the first up to the last one of this part; long lists are never drawn whole unasked.
+  show(first, last) {
+    this.first = Math.max(0, first);
+    this.last = Math.min(this.order.length, last);
+    this.rows.replaceChildren(...this.order.slice(this.first, this.last).map((entry) => this.row(entry)));
+    this.offer();
+  }
+
+  offer() {
+    const button = (text, act) => h("button", {type: "button", onclick: act}, text);
+    const before = this.first;
+    const behind = this.order.length - this.last;
+    this.less.replaceChildren();
     this.more.replaceChildren();
-    if (left > 0) {
-      this.more.append(h("span", {class: "soft"}, number(left) + " more"), h("button", {type: "button", onclick: () => this.grow(ListView.chunk)}, "Show " + number(Math.min(left, ListView.chunk))),
-        h("button", {type: "button", onclick: () => this.grow(left)}, "Show all"));
+    if (before > 0) {
+      this.less.append(h("span", {class: "soft"}, counted(before, "line") + " before these"), button("Show " + number(Math.min(before, ListView.chunk)) + " of them", () => {
+        this.rows.prepend(...this.order.slice(Math.max(0, before - ListView.chunk), before).map((entry) => this.row(entry)));
+        this.first = Math.max(0, before - ListView.chunk);
+        this.offer();
+      }));
+    }
+    if (behind > 0) {
+      this.more.append(h("span", {class: "soft"}, counted(behind, "line") + " behind these"), button("Show " + number(Math.min(behind, ListView.chunk)) + " of them", () => {
+        this.rows.append(...this.order.slice(this.last, this.last + ListView.chunk).map((entry) => this.row(entry)));
+        this.last = Math.min(this.order.length, this.last + ListView.chunk);
+        this.offer();
+      }), button("Show all", () => this.show(0, this.order.length)));
     }
   }
 
@@ -610,7 +625,8 @@ class ListView {
     this.element.open = true;
     this.fill();
     if (!this.order.includes(entry)) this.filterIs("");
-    if (entry >= this.shown) this.grow(entry + 1 - this.shown);
+    const at = this.order.indexOf(entry);
+    if (at >= this.last || at < this.first) this.show(at - ListView.chunk / 2, at + ListView.chunk / 2);
   }
 }
 

@@ -1,0 +1,5 @@
+#include "test/ToolUnderTest.h"
+
+namespace {
+class Report : public test::ToolUnderTest {};
+} // namespace
