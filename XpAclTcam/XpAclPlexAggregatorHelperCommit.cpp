@@ -6,6 +6,7 @@
 #include <iterator>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 // Two-phase change: reserve rows for further versions, write what is staged, drop it, retire old versions,
@@ -17,15 +18,12 @@ namespace {
 
 // "NAME:rule.subrule", made for every row that counts.
 Vane::String counterLabel(const Vane::String& name, Vane::U32 ruleNum, Vane::U32 subruleNum) {
-  char numbers[2 + 2 * std::numeric_limits<Vane::U32>::digits10 + 2];
-  char* const end = std::end(numbers);
-  char* at = numbers;
-  *at++ = ':';
-  at = std::to_chars(at, end, ruleNum).ptr;
-  *at++ = '.';
-  at = std::to_chars(at, end, subruleNum).ptr;
   std::string label(name.view());
-  label.append(numbers, at);
+  for (const auto& [before, number] : {std::pair(':', ruleNum), std::pair('.', subruleNum)}) {
+    char digits[std::numeric_limits<Vane::U32>::digits10 + 1];
+    label += before;
+    label.append(digits, std::to_chars(std::begin(digits), std::end(digits), number).ptr);
+  }
   return Vane::String(label);
 }
 
