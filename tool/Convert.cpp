@@ -1,6 +1,8 @@
 #include "tool/Convert.h"
 
 #include "agent/config/ConfigReader.h"
+#include "agent/config/Lexer.h"
+#include "agent/config/ListDrafts.h"
 #include "agent/config/OpenConfigText.h"
 
 #include "packet/PacketText.h"
@@ -132,13 +134,19 @@ std::string firstDifferentLine(const std::string& before, const std::string& aft
   return lineOf(before) + " becomes " + lineOf(after);
 }
 
+bool hasErrors(const agent::Config& config) {
+  return config.hasErrors() || std::any_of(config.lists.begin(), config.lists.end(),
+                                           [](const agent::AccessList& list) { return list.hasErrors; });
+}
+
 // What is written says the same when it is read again.
 void checkConverted(const agent::Config& config, agent::InputFormat target, Converted& result) {
   agent::ReadOptions options;
   options.format = target;
   const agent::Config again = agent::readConfigText(result.text, "the result", options);
+  const bool wrong = hasErrors(again); // of a list that is applied nowhere a warning says it
   for (const agent::Diagnostic& diagnostic : again.diagnostics) {
-    if (diagnostic.severity == agent::Severity::error) {
+    if (wrong) {
       result.losses.push_back("what is written would not be read: " + diagnostic.text());
     }
   }
@@ -151,18 +159,61 @@ void checkConverted(const agent::Config& config, agent::InputFormat target, Conv
   }
 }
 
-// Names that configuration text cannot have.
-void checkNames(const agent::Config& config, std::vector<std::string>& losses) {
-  for (const agent::AccessList& list : config.lists) {
-    const bool wrong = list.name.empty() || list.name[0] == '!' || list.name[0] == '#' ||
-                       std::any_of(list.name.begin(), list.name.end(),
-                                   [](unsigned char c) { return c <= ' ' || c == 0x7F; });
-    if (wrong) {
-      losses.push_back(
-          list.loc.text() + ": the name '" + list.name +
-          "' is no single word, which names are in configuration text; give the set another name");
+bool comparesSourceOnly(const agent::AccessList& list) {
+  return std::all_of(list.rules.begin(), list.rules.end(), [](const agent::Rule& rule) {
+    return std::all_of(rule.alternatives.begin(), rule.alternatives.end(),
+                       [](const agent::Criteria& criteria) {
+                         agent::Criteria source;
+                         source.srcV4 = criteria.srcV4;
+                         source.srcMac = criteria.srcMac;
+                         return criteria == source;
+                       });
+  });
+}
+
+// In configuration text a number for a name says what kind a list is; answers whether the list can have it.
+bool numberFits(agent::AccessList& list) {
+  if (!agent::allDigits(list.name) || list.family == agent::Family::ipv6) {
+    return true;
+  }
+  const bool mac = list.family == agent::Family::mac;
+  const agent::ListNumber number = agent::listNumber(list.name);
+  if (number == (mac ? agent::ListNumber::macStandard : agent::ListNumber::standard)) {
+    list.standard = comparesSourceOnly(list);
+    return list.standard;
+  }
+  return number == (mac ? agent::ListNumber::macExtended : agent::ListNumber::extended) && !list.standard;
+}
+
+// The configuration with its lists of the kinds that configuration text wants for their names.
+agent::Config forText(agent::Config config, std::vector<std::string>& losses) {
+  for (agent::AccessList& list : config.lists) {
+    const auto lose = [&losses, &list](const std::string& why) {
+      losses.push_back(list.loc.text() + ": " + why);
+    };
+    const std::string name = agent::quotedWord(list.name);
+    if (list.name.empty() || list.name[0] == '!' || list.name[0] == '#' ||
+        std::any_of(list.name.begin(), list.name.end(),
+                    [](unsigned char c) { return c <= ' ' || c == 0x7F; })) {
+      lose("the name " + name +
+           " is no single word, which names are in configuration text; give the list another name");
+    } else if (!numberFits(list)) {
+      lose(
+          "the name " + name +
+          " is a number that configuration text keeps for lists of another kind; give the list another name");
+    }
+    if (list.hasErrors) {
+      lose("the list " + name + " has lines with errors, which are not converted; mend or delete them");
+      list.hasErrors = false; // which is said now
     }
   }
+  for (const agent::Interface& intf : config.interfaces) {
+    for (const agent::Binding& refused : intf.refusedBindings) {
+      losses.push_back(refused.loc.text() + ": the list " + agent::quotedWord(refused.list) +
+                       " was refused at " + intf.name + "; mend that first");
+    }
+  }
+  return config;
 }
 
 std::string statusText(const std::vector<std::string>& lines) {
@@ -225,9 +276,8 @@ Converted convert(const agent::Config& config, agent::InputFormat target) {
   if (target == agent::InputFormat::openconfig) {
     result.text = agent::toOpenConfig(config, result.losses, result.notes);
   } else {
-    checkNames(config, result.losses);
     std::vector<std::string> leftOut;
-    result.text = agent::toText(config, &leftOut);
+    result.text = agent::toText(forText(config, result.losses), &leftOut);
     for (const std::string& line : leftOut) {
       result.losses.push_back(line +
                               ": configuration text has no words for this line; write it in other words");

@@ -292,7 +292,8 @@ private:
   }
   void mac(const std::string& side, const MacMatch& match, std::vector<JsonValue>& leaves);
   template <typename Match>
-  void addresses(const std::string& side, const std::vector<Match>& matches, std::vector<JsonValue>& leaves);
+  size_t addresses(const std::string& side, const std::vector<Match>& matches,
+                   std::vector<JsonValue>& leaves);
   void ports(const std::string& side, const PortSet& ports, std::vector<JsonValue>& leaves);
   JsonValue protocol() const;
   JsonValue icmp() const;
@@ -337,14 +338,15 @@ std::vector<JsonValue> MatchWriter::l2() {
   return {container("l2", std::move(leaves))};
 }
 
+// Answers the number of prefixes that the side becomes.
 template <typename Match>
-void MatchWriter::addresses(const std::string& side, const std::vector<Match>& matches,
-                            std::vector<JsonValue>& leaves) {
+size_t MatchWriter::addresses(const std::string& side, const std::vector<Match>& matches,
+                              std::vector<JsonValue>& leaves) {
   std::vector<std::string> prefixes;
   std::set<std::string> seen;
   for (const Match& match : matches) {
     if (isAny(match))
-      return;
+      return 1;
     std::vector<Match> parts{match};
     if constexpr (std::is_same_v<Match, V4Match>)
       parts = prefixesOf(match);
@@ -352,7 +354,7 @@ void MatchWriter::addresses(const std::string& side, const std::vector<Match>& m
       lose("the addresses stand for more than 4096 prefixes, because the bits of their wildcards are "
            "scattered; "
            "write narrower ones, or prefixes");
-      return;
+      return 1;
     }
     for (const Match& part : parts)
       if (seen.insert(prefixText(part)).second)
@@ -362,6 +364,7 @@ void MatchWriter::addresses(const std::string& side, const std::vector<Match>& m
     leaves.push_back(textOf(side + "-address", prefixes.front()));
   else
     leaves.push_back(textOf(side + "-address-prefix-set", sets_.prefixes(v6_, prefixes)));
+  return prefixes.size();
 }
 
 JsonValue MatchWriter::protocol() const {
@@ -411,13 +414,14 @@ std::vector<JsonValue> MatchWriter::transport() {
 
 std::vector<JsonValue> MatchWriter::ip() {
   std::vector<JsonValue> leaves;
-  if (v6_) {
-    addresses("source", draft_.v6Sources, leaves);
-    addresses("destination", draft_.v6Destinations, leaves);
-  } else {
-    addresses("source", draft_.v4Sources, leaves);
-    addresses("destination", draft_.v4Destinations, leaves);
-  }
+  const size_t sources =
+      v6_ ? addresses("source", draft_.v6Sources, leaves) : addresses("source", draft_.v4Sources, leaves);
+  const size_t destinations = v6_ ? addresses("destination", draft_.v6Destinations, leaves)
+                                  : addresses("destination", draft_.v4Destinations, leaves);
+  if (uint64_t{sources} * destinations > maxLineAlternatives)
+    lose("the addresses stand for more combinations of prefixes than there are rows, because the bits of "
+         "their "
+         "wildcards are scattered; write narrower ones, or prefixes");
   if (base_.protocol)
     leaves.push_back(protocol());
   if (base_.ttl)
