@@ -1,0 +1,1 @@
+xpacl_fuzz(openconfig_fuzz agentConfig)
