@@ -10,6 +10,9 @@ namespace {
 constexpr size_t maxInterfaces = 16384;
 constexpr size_t maxCandidates = 32;
 
+constexpr const char* tooMany =
+    "the interface has too many sets already; apply one of a type in each direction";
+
 constexpr const char* aclPath = "acl/interfaces";
 
 } // namespace
@@ -61,12 +64,10 @@ void InterfaceReader::readAcl(const JsonValue& value) {
   if (draft != nullptr)
     for (Candidate& candidate : candidates) {
       candidate.refused = problems.errors() != 0;
-      if (draft->candidates.size() == maxCandidates) {
-        problems.refuse(*candidate.value, place,
-                        "the interface has too many sets already; apply one of a type in each direction");
-        break;
-      }
-      draft->candidates.push_back(std::move(candidate));
+      if (draft->candidates.size() < maxCandidates)
+        draft->candidates.push_back(std::move(candidate));
+      else
+        problems.refuse(*candidate.value, place, tooMany);
     }
   diagnostics_.addAll(problems.takeAll());
 }
@@ -123,8 +124,13 @@ void InterfaceReader::readSets(Container& interface, const char* container, Dire
     const auto same = [&candidate](const Candidate& other) {
       return other.set == candidate.set && other.direction == candidate.direction;
     };
-    if (std::none_of(candidates.begin(), candidates.end(), same)) // twice is once
-      candidates.push_back(std::move(candidate));
+    if (std::any_of(candidates.begin(), candidates.end(), same))
+      continue; // twice is once
+    if (candidates.size() == maxCandidates) {
+      problems.refuse(*value, member->place, tooMany);
+      return;
+    }
+    candidates.push_back(std::move(candidate));
   }
 }
 

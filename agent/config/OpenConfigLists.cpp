@@ -32,71 +32,73 @@ void SetTable::offerNames(SetType type, NearestWord& nearest) const {
   // Only so many: a suggestion is not worth quadratic time in a file of nothing but mistakes.
   constexpr size_t mostOffered = 256;
   size_t offered = 0;
-  for (const auto& [key, position] : index_)
-    if (key.first == type && offered++ < mostOffered)
-      nearest.offer(key.second);
+  for (auto at = index_.lower_bound({type, ""});
+       at != index_.end() && at->first.first == type && offered < mostOffered; ++at, ++offered)
+    nearest.offer(at->first.second);
+}
+
+// The place of a set is known only behind its keys, which are read again with everything else.
+std::optional<SetKey> SetTable::keyOf(const JsonValue& set, Problems& problems) const {
+  Problems ignored(lines_);
+  const Place above(setsPath);
+  const Place unnamed(above, "acl-set");
+  Container keys(set, unnamed, ignored);
+  const Member* const name = keys.take("name");
+  const Member* const type = keys.take("type");
+  const bool named = name != nullptr && name->value->is(JsonKind::string) && !name->value->text.empty();
+  if (!named)
+    problems.refuse(name == nullptr ? set : *name->value, unnamed,
+                    "the set has no name, so that no interface can have it; write \"name\"");
+  const auto setType = type == nullptr ? std::nullopt : setTypeFromName(type->value->text);
+  if (!setType)
+    problems.refuse(
+        type == nullptr ? set : *type->value, unnamed,
+        (type == nullptr ? "the set has no type" : describe(*type->value) + " is no type of a set") +
+            std::string("; write \"type\": ACL_IPV4, ACL_IPV6, ACL_L2 or ACL_MIXED"));
+  return named && setType ? std::optional(SetKey{*setType, name->value->text}) : std::nullopt;
 }
 
 void SetTable::read(const JsonValue& set) {
   Problems problems(lines_);
-  Draft draft;
-  const Place above(setsPath);
-  const Place unnamed(above, "acl-set");
-  std::string name;
-  std::optional<SetType> type;
-  {
-    // The place is known only behind the keys, which are read again below with everything else.
-    Problems ignored(lines_);
-    Container keys(set, unnamed, ignored);
-    const Member* const nameLeaf = keys.take("name");
-    const Member* const typeLeaf = keys.take("type");
-    if (nameLeaf != nullptr && nameLeaf->value->is(JsonKind::string))
-      name = nameLeaf->value->text;
-    if (name.empty())
-      problems.refuse(nameLeaf == nullptr ? set : *nameLeaf->value, unnamed,
-                      "the set has no name, so that no interface can have it; write \"name\"");
-    if (typeLeaf != nullptr)
-      type = setTypeFromName(typeLeaf->value->text);
-    if (!type)
-      problems.refuse(typeLeaf == nullptr ? set : *typeLeaf->value, unnamed,
-                      (typeLeaf == nullptr ? "the set has no type"
-                                           : describe(*typeLeaf->value) + " is no type of a set") +
-                          std::string("; write \"type\": ACL_IPV4, ACL_IPV6, ACL_L2 or ACL_MIXED"));
-  }
-  if (problems.errors() != 0) {
+  const auto key = keyOf(set, problems);
+  if (!key) {
     diagnostics_.addAll(problems.takeAll());
     return;
   }
-  draft.key = {*type, name};
+  Draft draft;
+  draft.key = *key;
   draft.value = &set;
   draft.place = std::make_unique<Place>(
-      std::string(setsPath) + "/" + listSegment("acl-set", {{"name", name}, {"type", setTypeName(*type)}}));
+      std::string(setsPath) + "/" +
+      listSegment("acl-set", {{"name", key->second}, {"type", setTypeName(key->first)}}));
   draft.container = std::make_unique<Container>(set, *draft.place, problems);
-  draft.container->pass({"name", "type", "description"});
-  draft.container->take("acl-entries");
+  draft.container->pass({"name", "type", "description", "acl-entries"});
   draft.container->refuseRest("this is not known here, and without it the set may mean something else; leave "
                               "it out");
-  if (name == reservedName)
+  if (key->second == reservedName)
     problems.refuse(set, *draft.place, "this name means no list at all; give the set another name");
   const bool meetsOther = !checkFamilies(draft, problems);
   draft.findings = problems.takeAll();
-  if (meetsOther) { // which of the two an interface has, nobody could tell
+  if (meetsOther) // which of the two an interface has, nobody could tell
     diagnostics_.addAll(std::move(draft.findings));
-    return;
-  }
+  else
+    add(std::move(draft));
+}
+
+void SetTable::add(Draft draft) {
   const auto [at, isNew] = index_.try_emplace(draft.key, drafts_.size());
-  if (!isNew) {
-    bool hasErrors = false;
-    report(draft, true, true, std::move(draft.findings), hasErrors);
-    // Which of the two is meant, nobody can tell.
-    drafts_[at->second].findings.push_back(
-        {Severity::error, lines_.line(drafts_[at->second].value->offset),
-         lines_.column(drafts_[at->second].value->offset),
-         drafts_[at->second].place->path() + ": another set of this name and type stands further down; keep "
-                                             "one of the two"});
+  if (isNew) {
+    drafts_.push_back(std::move(draft));
     return;
   }
-  drafts_.push_back(std::move(draft));
+  bool hasErrors = false;
+  report(draft, true, true, std::move(draft.findings), hasErrors);
+  // Which of the two is meant, nobody can tell.
+  Draft& first = drafts_[at->second];
+  first.findings.push_back({Severity::error, lines_.line(first.value->offset),
+                            lines_.column(first.value->offset),
+                            first.place->path() + ": another set of this name and type stands further down; "
+                                                  "keep one of the two"});
 }
 
 // A set and a mixed one of its name would become two lists of the same name and family.

@@ -9,6 +9,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -50,6 +51,8 @@ private:
   };
   using Entries = std::map<uint32_t, Entry>;
 
+  std::optional<SetKey> keyOf(const JsonValue& set, Problems& problems) const;
+  void add(Draft draft);
   bool checkFamilies(const Draft& draft, Problems& problems) const;
   void checkMixed(const Draft& draft, const Entries& entries, Problems& problems);
   Entries entriesOf(const Draft& draft, const Place& above, Problems& problems);

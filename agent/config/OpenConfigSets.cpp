@@ -99,9 +99,9 @@ const DefinedSet* DefinedSets::find(SetKind kind, const Member& leaf, Problems& 
     NearestWord nearest(*name);
     constexpr size_t mostOffered = 256;
     size_t offered = 0;
-    for (const auto& [key, entry] : entries_)
-      if (key.first == kind && offered++ < mostOffered)
-        nearest.offer(key.second);
+    for (auto each = entries_.lower_bound({kind, ""});
+         each != entries_.end() && each->first.first == kind && offered < mostOffered; ++each, ++offered)
+      nearest.offer(each->first.second);
     problems.refuse(*leaf.value, leaf.place,
                     std::string("/defined-sets/") + kindOf(kind).container + " of the document has no set " +
                         quotedWord(*name) + "; define it there, or write the values into the entry" +

@@ -72,19 +72,35 @@ bool sameValue(const JsonValue& a, const JsonValue& b) {
 
 } // namespace
 
+// One by one while there are few, as in every container of the models.
+const Member* Container::find(std::string_view name) {
+  constexpr size_t few = 32;
+  if (members_.size() <= few) {
+    const auto at = std::find_if(members_.begin(), members_.end(),
+                                 [name](const Member& member) { return member.name == name; });
+    return at == members_.end() ? nullptr : &*at;
+  }
+  if (index_.empty())
+    for (const Member& member : members_)
+      index_.emplace(member.name, &member);
+  const auto at = index_.find(name);
+  return at == index_.end() ? nullptr : at->second;
+}
+
 void Container::add(const JsonValue& child, const Place& above) {
   const std::string_view name = withoutModule(child.name);
   const std::string quoted = quotedWord(child.name);
   Member made{name, &child, Place(above, quoted.substr(1, quoted.size() - 2))};
-  for (const Member& other : members_)
-    if (other.name == name) {
-      if (!sameValue(*other.value, child))
-        problems_.refuse(child, made.place,
-                         describe(child) + " stands here and " + describe(*other.value) + " at " +
-                             other.place.path() + "; only one can be meant, make them equal");
-      return;
-    }
-  members_.push_back(std::move(made));
+  const Member* const other = find(name);
+  if (other == nullptr) {
+    members_.push_back(std::move(made));
+    if (!index_.empty())
+      index_.emplace(name, &members_.back());
+  } else if (!sameValue(*other->value, child)) {
+    problems_.refuse(child, made.place,
+                     describe(child) + " stands here and " + describe(*other->value) + " at " +
+                         other->place.path() + "; only one can be meant, make them equal");
+  }
 }
 
 const Member* Container::take(std::string_view name) {

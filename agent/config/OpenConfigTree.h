@@ -4,8 +4,12 @@
 #include "agent/config/OpenConfigJson.h"
 
 #include <deque>
+#include <initializer_list>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 // Walking over a document of the OpenConfig models: where things stand, in the words of the model, and which
@@ -78,13 +82,15 @@ public:
 
 private:
   void add(const JsonValue& child, const Place& above);
+  const Member* find(std::string_view name);
 
   const JsonValue* value_;
   const Place& place_;
   Place configPlace_;
   Problems& problems_;
-  std::deque<Member> members_;     // which stay where they are
-  std::vector<std::string> known_; // names that were asked for
+  std::deque<Member> members_;                                // which stay where they are
+  std::unordered_map<std::string_view, const Member*> index_; // when there are many
+  std::vector<std::string> known_;                            // names that were asked for
 };
 
 // Whether anything is configured in there: some leaf outside of `state`.
