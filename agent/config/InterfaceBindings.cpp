@@ -176,7 +176,9 @@ void refuseUnequalMembers(Diagnostics& diagnostics, std::vector<Interface>& inte
   for (Interface& interface : interfaces)
     if (interface.kind == InterfaceKind::ethernet && interface.channelGroup)
       channels[{*interface.channelGroup, interface.chip}].push_back(&interface);
-  for (const auto& [channel, members] : channels) {
+  for (const auto& entry : channels) {
+    const uint32_t channel = entry.first.first;
+    const std::vector<Interface*>& members = entry.second;
     for (const Family family : {Family::ipv4, Family::ipv6}) {
       const auto other = std::find_if(members.begin(), members.end(), [&](const Interface* member) {
         return egressList(*member, family) != egressList(*members.front(), family);
@@ -184,11 +186,11 @@ void refuseUnequalMembers(Diagnostics& diagnostics, std::vector<Interface>& inte
       if (other == members.end())
         continue;
       diagnostics.error((*other)->loc.line, (*other)->loc.column,
-                        "the ports of Port-Channel" + std::to_string(channel.first) +
+                        "the ports of Port-Channel" + std::to_string(channel) +
                             " share one entry of the chip and must have the same egress " +
                             familyWord(family) + " list: " + egressText(*members.front(), family) + ", " +
                             egressText(**other, family) + "; apply the list to Port-Channel" +
-                            std::to_string(channel.first));
+                            std::to_string(channel));
       for (Interface* const member : members)
         refuseEgress(*member, family);
     }
