@@ -1,6 +1,7 @@
 #include "sim/LookupTree.h"
 
 #include <algorithm>
+#include <numeric>
 
 // What the search tree is checked for, and what it consists of.
 
@@ -91,6 +92,9 @@ const char* LookupTree::audit(std::span<const uint32_t> rows, std::span<const Ro
     if (const char* wrong = auditBelow(root, tally)) {
       return wrong;
     }
+  }
+  if (std::accumulate(tally.copies.begin(), tally.copies.end(), std::size_t{0}) != copies_) {
+    return "the number of rows in all leaves is wrong";
   }
   std::array<uint32_t, maxTrees> inTree{};
   for (std::size_t i = 0; i < rows.size(); ++i) {

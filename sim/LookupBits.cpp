@@ -4,7 +4,7 @@
 #include <array>
 #include <bit>
 #include <cmath>
-#include <functional>
+#include <numeric>
 
 #if defined(__x86_64__)
 #include <immintrin.h>
@@ -206,7 +206,7 @@ BitChoice Chooser::choose() {
       const auto size = static_cast<double>(s.size);
       // Copies cost memory and time to write.
       const double growth = size / static_cast<double>(parts_.size());
-      const double score = s.work * std::pow(std::max(growth, 1.0), priceOfCopies);
+      const double score = growth > 1 ? s.work * std::pow(growth, priceOfCopies) : s.work;
       candidate.score = score;
       if (score < bestScore && size <= maxSize && size >= minKept) {
         best = &candidate;
@@ -222,6 +222,7 @@ BitChoice Chooser::choose() {
     work = bestWork;
     forgetPoor();
   }
+  choice.met = work;
   return choice;
 }
 
@@ -260,6 +261,9 @@ std::array<uint16_t, 8> columnsOf(std::span<const RowWords> rows, KeyWords RowWo
   return columns;
 }
 
+// Of a bit that each of 15 rows compares, half of them to be 0.
+constexpr unsigned maxColumnWeight = 16 * (15 + 3 * 7);
+
 // The bits that could stand in a signature, with what they are worth there.
 class Columns {
 public:
@@ -274,6 +278,7 @@ private:
   unsigned weigh(uint16_t zeros, uint16_t ones);
 
   std::array<uint32_t, 64 * maxLookupWords> columns_; // weight, word, bit
+  std::array<uint32_t, 64 * maxLookupWords> sorted_;
   std::size_t numColumns_ = 0;
   // What the columns so far say, each different thing once, in a hash table.
   struct Saying {
@@ -335,11 +340,18 @@ unsigned Columns::weigh(uint16_t zeros, uint16_t ones) {
 }
 
 std::span<const uint32_t> Columns::best() {
-  const std::size_t count = std::min<std::size_t>(numColumns_, 2 * signatureBits);
-  std::nth_element(columns_.begin(), columns_.begin() + count, columns_.begin() + numColumns_,
-                   std::greater<>());
-  std::sort(columns_.begin(), columns_.begin() + count, std::greater<>());
-  return {columns_.data(), count};
+  // Sorted into classes of weights, which is as good as by each weight.
+  constexpr unsigned classShift = 3;
+  std::array<uint16_t, (maxColumnWeight >> classShift) + 2> ends{};
+  const auto classOf = [](uint32_t column) { return (maxColumnWeight - weight(column)) >> classShift; };
+  for (std::size_t i = 0; i < numColumns_; ++i) {
+    ++ends[classOf(columns_[i]) + 1];
+  }
+  std::partial_sum(ends.begin(), ends.end(), ends.begin());
+  for (std::size_t i = 0; i < numColumns_; ++i) {
+    sorted_[ends[classOf(columns_[i])]++] = columns_[i];
+  }
+  return {sorted_.data(), std::min<std::size_t>(numColumns_, 2 * signatureBits)};
 }
 
 // A row by itself needs no telling apart: some bits that it compares, of the words with most of them.

@@ -18,9 +18,16 @@ struct BitChoice {
   uint8_t wordB = 0;
   uint8_t numBitsA = 0;
   uint8_t numBits = 0; // of both; 0: no bits tell the rows apart well enough
+  double met = 0;      // sampled rows that a key meets in the child that it comes to
 };
 
+// Rows that chooseBits() is given for all of a node's at most: more would hardly change what it chooses. A
+// root is worth more of them.
+constexpr std::size_t maxBitSample = 128;
+constexpr std::size_t maxRootSample = 512;
+
 struct BitLimits {
+  std::size_t maxSample = maxBitSample;
   unsigned maxBits = 10;
   // A row that ignores more chosen bits than this is none of the node's rows: it goes to another tree.
   unsigned maxIgnored = 64;
@@ -29,9 +36,6 @@ struct BitLimits {
   // Rows that a key meets on average: fewer are not worth another bit.
   double enoughRows = 5;
 };
-
-// Rows that chooseBits() is given for all of a node's at most: more would hardly change what it chooses.
-constexpr std::size_t maxBitSample = 128;
 
 // Bits that spread rows well over the children, each bit that helps most next to those chosen before, for a
 // node of `numRows` rows of which `sample` (not empty) are some, or all. What a lookup costs is taken to be

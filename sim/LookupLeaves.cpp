@@ -84,6 +84,7 @@ void LookupTree::rowLeaves(Block& block, unsigned at) {
 Ref LookupTree::makeLeaf(const Numbers& rows, const Place& place) {
   Ref first = emptyLeaf;
   uint32_t before = 0;
+  copies_ += rows.size();
   for (std::size_t begin = 0; begin < rows.size(); begin += blockRows) {
     const std::size_t count = std::min<std::size_t>(blockRows, rows.size() - begin);
     const uint32_t block = takeBlock();
@@ -100,6 +101,7 @@ Ref LookupTree::enterLeaf(Ref leaf, uint32_t row, const RowWords& words, const P
   if (leaf == emptyLeaf) {
     return makeLeaf({row}, place);
   }
+  ++copies_;
   Ref* ref = &leaf;
   while ((*ref & moreBit) != 0 && blocks_[blocks_[*ref & indexBits].next & indexBits].rows[0] < row) {
     ref = &blocks_[*ref & indexBits].next;
@@ -146,6 +148,7 @@ Ref LookupTree::leaveLeaf(Ref leaf, uint32_t row) {
   const auto at = std::lower_bound(block->rows.begin(), block->rows.end(), row);
   VANE_ASSERT(*at == row);
   rowLeaves(*block, static_cast<unsigned>(at - block->rows.begin()));
+  --copies_;
   if (block->length != 0) {
     return leaf;
   }

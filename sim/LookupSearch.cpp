@@ -26,6 +26,8 @@ using Record = LookupTree::Record;
 using View = LookupTree::View;
 
 constexpr unsigned searchBatch = 32;
+constexpr unsigned moreShift = 30; // of LookupTree::moreBit
+static_assert(LookupTree::moreBit == 1u << moreShift);
 // Sixteen places are compared at once: those of the block and three that are not its own, but in it.
 constexpr unsigned placeBits = (1u << LookupTree::blockRows) - 1;
 

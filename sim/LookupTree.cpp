@@ -14,12 +14,19 @@ constexpr std::size_t maxLeaf = LookupTree::blockRows;
 // A node with no more rows becomes a leaf.
 constexpr uint32_t leastNode = 6;
 // A node is made anew when its rows are so many times as many as when it was made, all trees together when
-// theirs are.
+// what their leaves hold is.
 constexpr uint32_t nodeGrowth = 6;
-constexpr uint32_t treeGrowth = 4;
+constexpr std::size_t treeGrowth = 3;
+// A leaf of more rows is a reason to make all trees anew earlier.
+constexpr std::size_t longLeaf = 6 * maxLeaf;
 constexpr unsigned maxDepth = 12;
-// Bits of a root that a row may ignore before it goes to the next tree.
-constexpr unsigned maxIgnoredOfRoot = 3;
+// Bits of a root that a row may ignore before it goes to the next tree: some, or few when that tells the
+// others apart much better. Rows of which some compare one address only and some the other are best parted
+// at once, as each ignores whatever tells the others apart.
+constexpr unsigned someIgnored = 3;
+constexpr unsigned fewIgnored = 1;
+// Sampled rows that a key may meet behind a root.
+constexpr double manyMet = 4;
 constexpr unsigned unlimited = 64;
 
 Node nodeOf(const BitChoice& choice) {
@@ -65,6 +72,8 @@ void LookupTree::clear() {
   blocks_.clear();
   freeNodes_.clear();
   freeBlocks_.clear();
+  copies_ = 0;
+  hasLongLeaf_ = false;
   for (std::vector<uint32_t>& free : freeRefs_) {
     free.clear();
   }
@@ -72,6 +81,7 @@ void LookupTree::clear() {
   roots_.fill(emptyLeaf);
   numRows_.fill(0);
   lowest_.fill(noTcamRow);
+  maxIgnored_.fill(someIgnored);
 }
 
 LookupTree::Place LookupTree::Place::below(const Node& node, double copiesMade) const {
@@ -137,16 +147,14 @@ bool LookupTree::fits(unsigned tree, const RowWords& words) const {
   }
   uint32_t fixed;
   const uint32_t ignored = ignoredBits(nodes_[roots_[tree]], words, fixed);
-  return static_cast<unsigned>(std::popcount(ignored)) <= maxIgnoredOfRoot;
+  return static_cast<unsigned>(std::popcount(ignored)) <= maxIgnored_[tree];
 }
 
 void LookupTree::enter(uint32_t row, const RowWords& words) {
   recordIs(row, words);
-  uint32_t total = 1;
-  for (const uint32_t n : numRows_) {
-    total += n;
-  }
-  if (total > treeGrowth * rowsWhenMade_ && total > maxLeaf) {
+  const std::size_t most =
+      hasLongLeaf_ ? copiesWhenMade_ + copiesWhenMade_ / 4 : treeGrowth * copiesWhenMade_;
+  if (copies_ > std::max(most, maxLeaf)) {
     remake(row);
     return;
   }
@@ -214,6 +222,7 @@ Ref LookupTree::grown(Ref leaf, const Place& place) {
     return leaf;
   }
   const std::size_t rows = leafRows(leaf) - 1;
+  hasLongLeaf_ |= rows > longLeaf;
   if (rows < 2 * maxLeaf || rows % maxLeaf != 0 || !std::has_single_bit(rows / maxLeaf)) {
     return leaf;
   }
@@ -229,17 +238,17 @@ void LookupTree::remake(uint32_t another) {
   clear();
   std::sort(rows.begin(), rows.end());
   rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
-  rowsWhenMade_ = static_cast<uint32_t>(rows.size());
   for (unsigned tree = 0; tree < maxTrees && !rows.empty(); ++tree) {
     Numbers rest;
     const Ref root = makeRoot(std::move(rows), tree, rest);
     roots_[tree] = root;
     rows = std::move(rest);
   }
+  copiesWhenMade_ = copies_;
 }
 
 BitChoice LookupTree::choose(const Numbers& rows, const BitLimits& limits) const {
-  const std::size_t count = std::min(rows.size(), maxBitSample);
+  const std::size_t count = std::min(rows.size(), limits.maxSample);
   std::vector<RowWords> sample;
   sample.reserve(count);
   for (std::size_t i = 0; i < count; ++i) {
@@ -254,16 +263,26 @@ Ref LookupTree::makeRoot(Numbers rows, unsigned tree, Numbers& rest) {
   if (rows.size() > maxLeaf) {
     BitLimits limits;
     limits.maxBits = maxBitsFor(rows.size(), 12);
-    limits.maxIgnored = last ? unlimited : maxIgnoredOfRoot;
+    limits.maxIgnored = last ? unlimited : someIgnored;
     limits.maxCopies = maxRowCopies;
+    limits.maxSample = maxRootSample;
     choice = choose(rows, limits);
+    maxIgnored_[tree] = limits.maxIgnored;
+    if (!last && choice.met > manyMet) {
+      limits.maxIgnored = fewIgnored;
+      const BitChoice other = choose(rows, limits);
+      if (other.numBits != 0 && other.met < choice.met / 2) {
+        choice = other;
+        maxIgnored_[tree] = fewIgnored;
+      }
+    }
   }
   if (choice.numBits != 0 && !last) {
     const Node node = nodeOf(choice);
     const auto isRest = [&](uint32_t row) {
       uint32_t fixed;
       const uint32_t ignored = ignoredBits(node, wordsOf(row), fixed);
-      return static_cast<unsigned>(std::popcount(ignored)) > maxIgnoredOfRoot;
+      return static_cast<unsigned>(std::popcount(ignored)) > maxIgnored_[tree];
     };
     const auto kept =
         std::stable_partition(rows.begin(), rows.end(), [&](uint32_t row) { return !isRest(row); });
@@ -363,6 +382,7 @@ void LookupTree::release(Ref ref) {
     return;
   }
   while (ref != emptyLeaf) {
+    copies_ -= blocks_[ref & indexBits].length;
     freeBlocks_.push_back(ref & indexBits);
     if ((ref & moreBit) == 0) {
       return;

@@ -22,9 +22,12 @@
 // everything.
 //
 // Writing. A row enters and leaves in place: the leaves that it belongs to change, nothing else. A leaf that
-// grows too long becomes a node; a node that has kept few rows becomes a leaf again, and one whose rows have
-// doubled since it was made is made anew from them, because bits that told a few rows apart rarely suit many.
-// So a row takes part in as many such makings as a growing array copies an element: a few.
+// grows too long becomes a node; a node that has kept few rows becomes a leaf again. A node whose rows have
+// become several times as many since it was made is made anew from them, because bits that told a few rows
+// apart rarely suit many, and so are all trees when their leaves hold several times as much together: either
+// there are more rows, or the bits suit them so badly that each stands in many places. When a leaf has become
+// very long, a quarter more is enough. So a row takes part in
+// as many such makings as a growing array copies an element: a few.
 //
 // Rows that no bits tell apart share a leaf of several blocks, which are searched one after the other.
 //
@@ -207,9 +210,13 @@ private:
   std::array<std::vector<uint32_t>, 16> freeRefs_; // by number of bits
   std::array<Ref, maxTrees> roots_{};
   std::array<uint32_t, maxTrees> numRows_{};
+  std::array<unsigned, maxTrees> maxIgnored_{}; // bits of the root, by the tree's rows
   std::array<uint32_t, maxTrees> lowest_{};
   std::vector<uint8_t> treeOf_; // by row number, as far as rows were entered
-  uint32_t rowsWhenMade_ = 0;
+  // Of rows in all leaves, now and when all trees were made last.
+  std::size_t copies_ = 0;
+  std::size_t copiesWhenMade_ = 0;
+  bool hasLongLeaf_ = false; // that has grown since
 };
 
 } // namespace sim
