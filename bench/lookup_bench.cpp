@@ -172,19 +172,23 @@ Writes& writes(uint32_t count) {
 
 constexpr uint32_t stretch = 512; // rows written before the table is put back, untimed
 
-// A valid row becomes another.
-void rewrite(benchmark::State& state) {
+// A valid row becomes another of the same list, or one of a list whose addresses are all others.
+void rewrite(benchmark::State& state, bool foreign) {
   Writes& w = writes(static_cast<uint32_t>(state.range(0)));
   std::size_t i = 0;
   bool other = true;
   for (auto _ : state) {
     const uint32_t row = w.order[i];
-    const sim::TcamRow& now = (other ? w.others : w.rows)[row];
+    const sim::TcamRow& now =
+        foreign ? (other ? w.others : w.rows)[row] : w.rows[(row + (other ? 1 : 0)) % w.rows.size()];
     w.table.keyMaskIs(row, now.value, now.mask);
     if (++i == w.order.size()) {
       i = 0;
       other = !other;
     }
+  }
+  for (uint32_t row = 0; row < w.rows.size(); ++row) {
+    w.table.keyMaskIs(row, w.rows[row].value, w.rows[row].mask);
   }
   state.SetItemsProcessed(state.iterations());
   state.counters["bytes/row"] =
@@ -346,7 +350,8 @@ void addAll() {
     }
   }
   const auto sizes = [](benchmark::internal::Benchmark* b) { b->Arg(1000)->Arg(10000)->Arg(54000); };
-  sizes(benchmark::RegisterBenchmark("rowWrite/rewrite", rewrite));
+  sizes(benchmark::RegisterBenchmark("rowWrite/rewrite", rewrite, false));
+  sizes(benchmark::RegisterBenchmark("rowWrite/replace", rewrite, true));
   sizes(benchmark::RegisterBenchmark("rowWrite/invalidate", validity, false));
   sizes(benchmark::RegisterBenchmark("rowWrite/insert", validity, true));
   sizes(benchmark::RegisterBenchmark("rowWrite/move", move));
