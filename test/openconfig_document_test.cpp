@@ -431,12 +431,15 @@ TEST(OpenConfigDocument, whatIsNoJson) {
 }
 
 TEST(OpenConfigDocument, textsOfStrings) {
-  // Escapes are the characters that they stand for, and a name may be any of them.
+  // Escapes are the characters that they stand for, and a name may be any that can be shown.
+  EXPECT_EQ("v4 extended a\"\\/\xC3\xA9\xE2\x82\xAC\xF0\x9D\x84\x9E\xC3\xA9\n  10 deny ip any any\n",
+            read("[" +
+                 setOf(R"(a\"\\\/\u00e9\u20AC\ud834\udd1e)" + std::string("\xC3\xA9"), "ACL_IPV4", anEntry) +
+                 "]"));
   EXPECT_EQ(
-      "v4 extended a\"\\/\b\f\n\r\t\xC3\xA9\xE2\x82\xAC\xF0\x9D\x84\x9E\xC3\xA9\n  10 deny ip any any\n",
-      read("[" +
-           setOf(R"(a\"\\\/\b\f\n\r\t\u00e9\u20AC\ud834\udd1e)" + std::string("\xC3\xA9"), "ACL_IPV4",
-                 anEntry) +
+      "v4 extended B\n  10 deny ip any any\n1:10: error: /acl/acl-sets/acl-set: "
+      "'a\\x08\\x0c\\x0a\\x0d\\x09\\x01': a name with a control character cannot be shown; write another\n",
+      read("[" + setOf(R"(a\b\f\n\r\t\u0001)", "ACL_IPV4", anEntry) + "," + setOf("B", "ACL_IPV4", anEntry) +
            "]"));
 }
 

@@ -20,7 +20,7 @@ std::string documentOf(const std::string& type, const std::string& body) {
 "defined-sets":{"ipv4-prefix-sets":{"ipv4-prefix-set":[
 {"name":"NETS","config":{"name":"NETS","prefix":["10.0.0.0/8","192.168.1.0/24"]}},
 {"name":"HOSTS","prefix":["10.0.0.1/32","10.0.0.2/32"]},
-{"name":"WRONG","prefix":["10.0.0.1",7]},
+{"name":"WRONG","prefix":["10.0.0.1",7]},{"name":"any","prefix":["10.0.0.1/32"]},
 {"name":"NONE","prefix":[]},
 {"name":"TWICE","prefix":["10.0.0.1/32"]},{"name":"TWICE","prefix":["10.0.0.1/32"]},
 {"name":"EXTRA","mode":"IPV4","prefix":["10.0.0.1/32"]}]},
@@ -252,6 +252,26 @@ TEST(OpenConfigEntry, l2) {
 "transport":{"config":{"destination-port":80}} => [31 error ./transport: a row compares either MAC addresses and the EtherType or what is in the IP packet, and this stands in a set of type ACL_L2; move the entry to a set of type ACL_IPV4 or ACL_IPV6]
 )T";
   expectTable(table, l2);
+}
+
+// How the tool names an entry: in the words of configuration text.
+TEST(OpenConfigEntry, textOfARule) {
+  const auto textOf = [](const std::string& type, const std::string& body) {
+    return readConfigText(documentOf(type, body), "t").lists.at(0).rules.at(0).text;
+  };
+  EXPECT_EQ("permit ip any any", textOf("ACL_IPV4", ""));
+  EXPECT_EQ("permit tcp prefix-set NETS host 10.0.0.1 eq 22",
+            textOf("ACL_IPV4",
+                   R"("ipv4":{"protocol":6,"source-address-prefix-set":"NETS",)"
+                   R"("destination-address":"10.0.0.1/32"},"transport":{"destination-port":22})"));
+  EXPECT_EQ("deny udp 10.0.0.0 0.255.255.255 eq 53 prefix-set any log",
+            textOf("ACL_IPV4", R"("ipv4":{"protocol":17,"source-address":"10.0.0.0/8",)"
+                               R"("destination-address-prefix-set":"any"},"transport":{"source-port":53},)"
+                               R"("actions":{"forwarding-action":"DROP","log-action":"LOG_SYSLOG"})"));
+  EXPECT_EQ("permit ipv6 prefix-set NETS any",
+            textOf("ACL_IPV6", R"("ipv6":{"source-address-prefix-set":"NETS"})"));
+  EXPECT_EQ("permit host 0200.0000.0001 any 0x0806",
+            textOf("ACL_L2", R"("l2":{"source-mac":"02:00:00:00:00:01","ethertype":2054})"));
 }
 
 } // namespace

@@ -148,16 +148,35 @@ void EntryParser::build(Rule& rule) {
   rule.text = textOf(rule);
 }
 
+// An address in the words of configuration text: what stands between the protocol and the destination.
+std::string addressText(Family family, const V4Match& v4, const V6Match& v6) {
+  Criteria criteria;
+  criteria.srcV4 = v4;
+  criteria.srcV6 = v6;
+  const std::string text = agent::describe(criteria, family);
+  const size_t first = text.find(' ') + 1;
+  return text.substr(first, text.rfind(' ') - first);
+}
+
 // The entry in the words of configuration text, sets by their names.
 std::string EntryParser::textOf(const Rule& rule) const {
-  std::string text = std::string(rule.permit ? "permit " : "deny ") +
-                     agent::describe(rule.alternatives.front(), context_.family);
-  if (rule.alternatives.size() > 1) {
-    text += " and " + std::to_string(rule.alternatives.size() - 1) + " more combinations";
-    for (const std::string& name : match_.setNames)
-      text.append(name == match_.setNames.front() ? " of " : " and ").append(name);
+  std::string text = agent::describe(isIp() ? match_.base : rule.alternatives.front(), context_.family);
+  if (isIp()) {
+    const std::string source =
+        match_.sourceSet.empty()
+            ? addressText(context_.family, match_.v4Sources.front(), match_.v6Sources.front())
+            : "prefix-set " + match_.sourceSet;
+    const std::string destination =
+        match_.destinationSet.empty()
+            ? addressText(context_.family, match_.v4Destinations.front(), match_.v6Destinations.front())
+            : "prefix-set " + match_.destinationSet;
+    // Without addresses both sides are any, and nothing else is.
+    constexpr std::string_view any = " any";
+    const size_t second = text.rfind(any);
+    text.replace(second + 1, any.size() - 1, destination);
+    text.replace(text.find(any) + 1, any.size() - 1, source);
   }
-  return text + (rule.log ? " log" : "");
+  return (rule.permit ? "permit " : "deny ") + text + (rule.log ? " log" : "");
 }
 
 } // namespace

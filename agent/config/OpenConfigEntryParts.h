@@ -17,7 +17,8 @@ struct EntryMatch {
   std::vector<V4Match> v4Destinations{V4Match{}};
   std::vector<V6Match> v6Sources{V6Match{}};
   std::vector<V6Match> v6Destinations{V6Match{}};
-  std::vector<std::string> setNames; // of prefixes, as they were named
+  std::string sourceSet; // of prefixes; empty: one prefix, or any
+  std::string destinationSet;
 };
 
 // Each takes its containers of the entry, and says what a row cannot compare.

@@ -32,8 +32,8 @@ public:
         container_(*header.value, header.place, problems) {}
 
   void read() {
-    takeAddress("source-address", match_.v4Sources, match_.v6Sources);
-    takeAddress("destination-address", match_.v4Destinations, match_.v6Destinations);
+    takeAddress("source-address", match_.v4Sources, match_.v6Sources, match_.sourceSet);
+    takeAddress("destination-address", match_.v4Destinations, match_.v6Destinations, match_.destinationSet);
     takeProtocol();
     takeHopLimit();
     takeIcmp();
@@ -44,7 +44,8 @@ public:
   }
 
 private:
-  void takeAddress(const std::string& leaf, std::vector<V4Match>& v4, std::vector<V6Match>& v6);
+  void takeAddress(const std::string& leaf, std::vector<V4Match>& v4, std::vector<V6Match>& v6,
+                   std::string& setName);
   void takePrefix(const Member& member, std::vector<V4Match>& v4, std::vector<V6Match>& v6);
   void takeProtocol();
   void takeProtocolIdentity(const Member& member);
@@ -60,7 +61,8 @@ private:
   Container container_;
 };
 
-void IpReader::takeAddress(const std::string& leaf, std::vector<V4Match>& v4, std::vector<V6Match>& v6) {
+void IpReader::takeAddress(const std::string& leaf, std::vector<V4Match>& v4, std::vector<V6Match>& v6,
+                           std::string& setName) {
   const Member* const prefix = container_.take(leaf);
   const Member* const set = container_.take(leaf + "-prefix-set");
   if (prefix != nullptr && set != nullptr) {
@@ -79,7 +81,7 @@ void IpReader::takeAddress(const std::string& leaf, std::vector<V4Match>& v4, st
     return;
   v4 = found->v4;
   v6 = found->v6;
-  match_.setNames.push_back(set->value->text);
+  setName = cleaned(set->value->text);
 }
 
 void IpReader::takePrefix(const Member& member, std::vector<V4Match>& v4, std::vector<V6Match>& v6) {

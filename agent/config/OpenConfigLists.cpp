@@ -49,13 +49,19 @@ std::optional<SetKey> SetTable::keyOf(const JsonValue& set, Problems& problems) 
   if (!named)
     problems.refuse(name == nullptr ? set : *name->value, unnamed,
                     "the set has no name, so that no interface can have it; write \"name\"");
+  const bool printable = !named || std::none_of(name->value->text.begin(), name->value->text.end(),
+                                                [](unsigned char c) { return c < ' ' || c == 0x7F; });
+  if (!printable)
+    problems.refuse(*name->value, unnamed,
+                    describe(*name->value) +
+                        ": a name with a control character cannot be shown; write another");
   const auto setType = type == nullptr ? std::nullopt : setTypeFromName(type->value->text);
   if (!setType)
     problems.refuse(
         type == nullptr ? set : *type->value, unnamed,
         (type == nullptr ? "the set has no type" : describe(*type->value) + " is no type of a set") +
             std::string("; write \"type\": ACL_IPV4, ACL_IPV6, ACL_L2 or ACL_MIXED"));
-  return named && setType ? std::optional(SetKey{*setType, name->value->text}) : std::nullopt;
+  return named && printable && setType ? std::optional(SetKey{*setType, name->value->text}) : std::nullopt;
 }
 
 void SetTable::read(const JsonValue& set) {

@@ -10,13 +10,16 @@ std::string Place::path() const {
   return (above_ == nullptr ? std::string{} : above_->path()) + "/" + segment_;
 }
 
+std::string cleaned(std::string_view name) {
+  const std::string quoted = quotedWord(name);
+  return quoted.substr(1, quoted.size() - 2);
+}
+
 std::string listSegment(std::string_view list,
                         const std::vector<std::pair<std::string_view, std::string>>& keys) {
   std::string text(list);
-  for (const auto& [key, value] : keys) {
-    const std::string quoted = quotedWord(value);
-    text.append("[").append(key).append("=").append(quoted, 1, quoted.size() - 2).append("]");
-  }
+  for (const auto& [key, value] : keys)
+    text.append("[").append(key).append("=").append(cleaned(value)).append("]");
   return text;
 }
 
@@ -89,8 +92,7 @@ const Member* Container::find(std::string_view name) {
 
 void Container::add(const JsonValue& child, const Place& above) {
   const std::string_view name = withoutModule(child.name);
-  const std::string quoted = quotedWord(child.name);
-  Member made{name, &child, Place(above, quoted.substr(1, quoted.size() - 2))};
+  Member made{name, &child, Place(above, cleaned(child.name))};
   const Member* const other = find(name);
   if (other == nullptr) {
     members_.push_back(std::move(made));

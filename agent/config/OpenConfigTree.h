@@ -30,6 +30,9 @@ private:
   std::string segment_; // without the slash before it
 };
 
+// A name as it stands in messages: cut when it is long, unprintable octets as "\\xNN".
+std::string cleaned(std::string_view name);
+
 // "acl-set[name=EDGE][type=ACL_IPV4]"; values are cut and cleaned as in messages.
 std::string listSegment(std::string_view list,
                         const std::vector<std::pair<std::string_view, std::string>>& keys);
