@@ -30,7 +30,7 @@ private:
   std::string segment_; // without the slash before it
 };
 
-// A name as it stands in messages: cut when it is long, unprintable octets as "\\xNN".
+// A name as it stands in messages: cut when it is long, unprintable octets as "\xNN".
 std::string cleaned(std::string_view name);
 
 // "acl-set[name=EDGE][type=ACL_IPV4]"; values are cut and cleaned as in messages.
