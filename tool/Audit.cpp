@@ -2,6 +2,7 @@
 #include "tool/ChipAudit.h"
 #include "tool/Commands.h"
 #include "tool/Common.h"
+#include "tool/JsonDocument.h"
 #include "tool/Session.h"
 
 #include <CLI/CLI.hpp>
@@ -29,7 +30,7 @@ void printJson(const std::vector<AuditFinding>& findings) {
                     {"detail", finding.detail},
                     {"line", finding.line}});
   }
-  std::cout << dump(Json{{"findings", list}}) << '\n';
+  tool::printJson("audit", {{"findings", list}});
 }
 
 void printText(const std::vector<AuditFinding>& findings) {

@@ -4,6 +4,7 @@
 
 #include "tool/CertificateWays.h"
 #include "tool/Commands.h"
+#include "tool/JsonDocument.h"
 #include "tool/SetCommands.h"
 
 #include <CLI/CLI.hpp>
@@ -489,13 +490,12 @@ agent::Config loadAt(const std::string& path, const CheckOptions& options, const
 void printResult(const CheckOptions& options, const Certificate& certificate,
                  const CertificateChecker& checker, const std::string& refuted) {
   if (options.json) {
-    std::cout << dump(Json{{"valid", refuted.empty()},
-                           {"reason", refuted.empty() ? Json(nullptr) : Json(refuted)},
-                           {"writes", certificate.change.writes.size()},
-                           {"places", checker.numPlaces()},
-                           {"judged", checker.numJudged()},
-                           {"memory", checker.peakMemory()}})
-              << "\n";
+    printJson("check-certificate", {{"valid", refuted.empty()},
+                                    {"reason", refuted.empty() ? Json(nullptr) : Json(refuted)},
+                                    {"writes", certificate.change.writes.size()},
+                                    {"places", checker.numPlaces()},
+                                    {"judged", checker.numJudged()},
+                                    {"memory", checker.peakMemory()}});
   } else if (!refuted.empty()) {
     std::cout << options.certificate << ": " << red("refuted") << ": " << refuted << "\n";
   } else {

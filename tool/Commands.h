@@ -25,6 +25,7 @@ void addDiff(CLI::App& program, Run& run);
 void addCheckCertificate(CLI::App& program, Run& run);
 void addConvert(CLI::App& program, Run& run);
 void addReport(CLI::App& program, Run& run);
+void addTop(CLI::App& program, Run& run);
 void addReference(CLI::App& program, Run& run);
 
 } // namespace tool

@@ -11,8 +11,10 @@
 
 #include "tool/Commands.h"
 #include "tool/Common.h"
+#include "tool/JsonDocument.h"
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cerrno>
@@ -243,12 +245,22 @@ int runConvert(const ConvertOptions& options) {
   const agent::Config config = loadConfig(options.config, options);
   const Converted result = convert(config, *agent::inputFormatFromName(options.to));
   std::cerr << statusText(result.losses);
+  if (options.json) {
+    const bool hasText = result.losses.empty() && options.output.empty();
+    printJson("convert", {{"to", options.to},
+                          {"losses", result.losses},
+                          {"notes", result.notes},
+                          {"output", options.output.empty() ? Json(nullptr) : Json(options.output)},
+                          {"text", hasText ? Json(result.text) : Json(nullptr)}});
+  }
   if (!result.losses.empty()) {
     throw Exit(exitNo,
                options.config + ": cannot be said as " + options.to + " without loss; nothing was written");
   }
   std::cerr << statusText(result.notes);
-  writeOut(options, result.text);
+  if (!options.json || !options.output.empty()) {
+    writeOut(options, result.text);
+  }
   return exitDone;
 }
 
@@ -299,7 +311,7 @@ void addConvert(CLI::App& program, Run& run) {
       ->check(CLI::IsMember({"cli", "openconfig"}));
   command->add_option("-o,--output", options->output, "The file to write; without it, standard output")
       ->type_name("FILE");
-  addCommonOptions(*command, *options, false);
+  addCommonOptions(*command, *options);
   command->footer(
       "What is written is read again and judged to say the same, packet by packet; what the form\n"
       "has no words for is an error, and nothing is written. Remarks and descriptions are not kept.\n"

@@ -5,6 +5,7 @@
 #include "verify/ListDiff.h"
 
 #include "tool/Commands.h"
+#include "tool/JsonDocument.h"
 #include "tool/Common.h"
 #include "tool/DiffCapture.h"
 #include "tool/SetCommands.h"
@@ -309,7 +310,7 @@ private:
       json["capture"] = toJson(*capture_, capturePlaces_);
     }
     json["memory"] = memory();
-    std::cout << dump(json) << "\n";
+    tool::printJson("diff", std::move(json));
   }
 
   // ------------------------------------------------------------------------------------------ text

@@ -33,6 +33,7 @@ int main(int argc, char** argv) {
   tool::addCheckCertificate(program, run);
   tool::addConvert(program, run);
   tool::addReport(program, run);
+  tool::addTop(program, run);
   tool::addReference(program, run);
   try {
     program.parse(argc, argv);

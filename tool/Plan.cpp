@@ -2,6 +2,7 @@
 
 #include "tool/Commands.h"
 #include "tool/Common.h"
+#include "tool/JsonDocument.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -143,13 +144,13 @@ int runPlan(const PlanOptions& options) {
     if (options.json) {
       agent::Plan none;
       none.fits = false;
-      std::cout << dump(planJson(none, config)) << "\n";
+      printJson("plan", planJson(none, config));
     }
     throw Exit(exitBadInput, options.config + " has errors; nothing was planned");
   }
   const agent::Plan plan = agent::plan(config, from.get());
   if (options.json) {
-    std::cout << dump(planJson(plan, config)) << "\n";
+    printJson("plan", planJson(plan, config));
   } else {
     printText(plan, options);
   }

@@ -4,6 +4,7 @@
 #include "packet/HeaderTrace.h"
 
 #include "tool/Commands.h"
+#include "tool/JsonDocument.h"
 #include "tool/Session.h"
 
 #include <CLI/CLI.hpp>
@@ -193,7 +194,7 @@ private:
       if (notCarried(verdict)) {
         json["dropped"] = sim::fateText(verdict.fate);
       }
-      std::cout << dump(json) << '\n';
+      printJson("replay", std::move(json));
     }
   }
 
@@ -240,7 +241,7 @@ private:
       summary["blocked"] = result_.blocked;
     }
     summary["lines"] = linesJson(result_.lines);
-    std::cout << dump(Json{{"summary", summary}}) << '\n';
+    printJson("replay", {{"summary", summary}});
   }
 
   void printReport() const {

@@ -4,10 +4,12 @@
 
 #include "tool/Commands.h"
 #include "tool/Common.h"
+#include "tool/JsonDocument.h"
 #include "tool/Script.h"
 #include "tool/Session.h"
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <iostream>
@@ -109,7 +111,8 @@ private:
 class Runner {
 public:
   Runner(const RunOptions& options, const Script& script, const Configurations& configs)
-      : options_(options), script_(script), configs_(configs), quiet_(isForMachines(script)) {}
+      : options_(options), script_(script), configs_(configs), quiet_(options.json || isForMachines(script)) {
+  }
 
   int run() {
     for (const Step& step : script_.steps) {
@@ -121,6 +124,7 @@ public:
       std::cout.flush();
       ++steps_;
       carryOut(step);
+      tellMachines();
       if (stopped_ || (options_.stop && failed_ + unmet_ != 0)) {
         break;
       }
@@ -143,6 +147,18 @@ private:
     std::cout.flush();
   }
 
+  // With --json every step is a line, behind the documents that it printed itself.
+  void tellMachines() {
+    if (options_.json) {
+      Json json{{"step", steps_}, {"line", step_->loc.line}, {"text", step_->text}};
+      json["ok"] = messages_.empty();
+      json["messages"] = messages_;
+      printJson("run", std::move(json));
+      std::cout.flush();
+    }
+    messages_.clear();
+  }
+
   // For people only.
   void tell(const std::string& line) const {
     if (!quiet_) {
@@ -150,7 +166,8 @@ private:
     }
   }
 
-  void complain(const std::string& message) const {
+  void complain(const std::string& message) {
+    messages_.push_back(message);
     std::cout.flush();
     std::cerr << step_->loc.text() << ": " << message << std::endl;
   }
@@ -226,8 +243,11 @@ private:
   }
 
   void act(const EchoStep& step) {
-    tell("");
-    std::cout << step.text << "\n";
+    // Machines have the text in the line of the step.
+    if (!options_.json) {
+      tell("");
+      std::cout << step.text << "\n";
+    }
   }
 
   // Expectations of a replay that failed have nothing to look at.
@@ -347,6 +367,15 @@ private:
       tell("The fault of line " + std::to_string(faultStep_->loc.line) + " did not come: there were " +
            counted(session_->faults().numCalls(), "call") + " since.");
     }
+    if (options_.json) {
+      printJson("run", {{"summary",
+                         {{"ok", failed_ + unmet_ == 0},
+                          {"steps", steps_},
+                          {"left", script_.steps.size() - steps_},
+                          {"expectations", expectations_},
+                          {"unmet", unmet_},
+                          {"failed", failed_}}}});
+    }
     std::string text = "\n" + counted(steps_, "step") + ", " + counted(expectations_, "expectation") + ": ";
     if (failed_ + unmet_ == 0) {
       text += green("all well");
@@ -378,10 +407,22 @@ private:
   std::size_t expectations_ = 0;
   std::size_t unmet_ = 0;
   std::size_t failed_ = 0;
+  std::vector<std::string> messages_; // of this step
 };
 
 int runScript(const RunOptions& options) {
-  const Script script = readScript(options.script);
+  Script script = readScript(options.script);
+  if (options.json) {
+    for (Step& step : script.steps) {
+      std::visit(
+          [](auto& act) {
+            if constexpr (requires { act.options.json; }) {
+              act.options.json = true;
+            }
+          },
+          step.act);
+    }
+  }
   for (const agent::Diagnostic& error : script.errors) {
     std::cerr << error.text() << "\n";
   }
@@ -402,7 +443,7 @@ void addRun(CLI::App& program, Run& run) {
   command->add_option("SCRIPT", options->script, "The scenario, one step a line")->required();
   command->add_flag("--stop", options->stop,
                     "Stop at the first step that fails or expectation that is not met");
-  addCommonOptions(*command, *options, false);
+  addCommonOptions(*command, *options);
   command->footer(
       "Steps (file names are relative to the script's folder; # begins a comment):\n"
       "  load FILE                        start the switch, or change it to this configuration\n"
@@ -419,6 +460,7 @@ void addRun(CLI::App& program, Run& run) {
       "  expect hits ACL LINE N [in|out]  of it; LINE is the line of the configuration file\n"
       "  expect rows TABLE N [chip N]     rows in use, without the default entry\n"
       "  echo TEXT\n\n"
+      "--json prints a line for each step, behind what the step prints itself with --json, and a summary.\n\n"
       "Example:\n"
       "  xpacl run examples/campus.scenario\n\n"
       "Exit status 1: an expectation was not met, or a step failed. 2: the script cannot be used; nothing "

@@ -1,6 +1,8 @@
 #include "tool/Show.h"
 
 #include "tool/Commands.h"
+#include "tool/JsonDocument.h"
+#include "tool/JsonShow.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -37,6 +39,16 @@ void showTcam(const ShowOptions& options, Session& session) {
   }
   const bool allFamilies = !families[0] && !families[1] && !families[2];
   const bool allDirections = !directions[0] && !directions[1];
+  if (options.json) {
+    std::vector<XpAcl::TcamType> tables;
+    for (const XpAcl::TcamTableInfo& info : XpAcl::tcamTables) {
+      if ((allFamilies || families[info.aclType]) && (allDirections || directions[info.direction])) {
+        tables.push_back(info.tcamType);
+      }
+    }
+    showTcamJson(session, static_cast<uint8_t>(options.chip), tables);
+    return;
+  }
   const auto helper = session.agent().helper(static_cast<uint8_t>(options.chip));
   std::cout.flush();
   for (const Acl::AclDirection direction : {Acl::ingress, Acl::egress}) {
@@ -63,6 +75,10 @@ void showPortTable(const ShowOptions& options, Session& session) {
   const auto machine = session.agent().chipMachine(static_cast<uint8_t>(options.chip));
   if (!machine) {
     throw Exit(exitBadInput, "chip " + std::to_string(options.chip) + " is not active");
+  }
+  if (options.json) {
+    showPortTableJson(session, static_cast<uint8_t>(options.chip), options.what);
+    return;
   }
   std::cout.flush();
   machine->fwkType().operation(operation).invoke(
@@ -116,7 +132,7 @@ void showIds(const ShowOptions& options, Session& session) {
                    {"interfaces", users}});
   }
   if (options.json) {
-    std::cout << dump(Json{{"ids", ids}, {"rows", total}, {"saved", saved}}) << "\n";
+    printJson("show", {{"what", "ids"}, {"ids", ids}, {"rows", total}, {"saved", saved}});
     return;
   }
   if (rows.size() == 1) {
@@ -126,18 +142,28 @@ void showIds(const ShowOptions& options, Session& session) {
   std::cout << columns(rows) << "\n" << total << " rows in use; sharing saves " << saved << ".\n";
 }
 
-void showState(Session& session, const ShowOptions& options) {
-  session.agent().helper(static_cast<uint8_t>(options.chip))->debugState([](const std::string& line) {
+void showLines(const ShowOptions& options, const std::vector<std::string>& lines) {
+  if (options.json) {
+    showLinesJson(options.what, lines);
+    return;
+  }
+  for (const std::string& line : lines) {
     std::cout << line << '\n';
+  }
+}
+
+void showState(Session& session, const ShowOptions& options) {
+  std::vector<std::string> lines;
+  session.agent().helper(static_cast<uint8_t>(options.chip))->debugState([&](const std::string& line) {
+    lines.push_back(line);
   });
+  showLines(options, lines);
 }
 
 // The statements of the library that the ring still has.
 void showTrace(const ShowOptions& options) {
   const Ringlog::RingBuf& ring = Ringlog::defaultRinglogHandle.ring();
-  for (const std::string& line : options.last == 0 ? ring.dump() : ring.dump(options.last)) {
-    std::cout << line << '\n';
-  }
+  showLines(options, options.last == 0 ? ring.dump() : ring.dump(options.last));
 }
 
 } // namespace

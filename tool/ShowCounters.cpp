@@ -1,4 +1,5 @@
 #include "packet/Capture.h"
+#include "tool/JsonDocument.h"
 #include "tool/Show.h"
 
 #include <CLI/CLI.hpp>
@@ -64,10 +65,10 @@ void printJson(const agent::Counters& counters, bool byHits) {
                      {"lines", lines},
                      {"removed", list.removed}});
   }
-  std::cout << dump(Json{
+  tool::printJson("show",
+                  {{"what", "counters"},
                    {"lists", lists},
-                   {"implicitDeny", {{"in", counters.implicitDeny[0]}, {"out", counters.implicitDeny[1]}}}})
-            << '\n';
+                   {"implicitDeny", {{"in", counters.implicitDeny[0]}, {"out", counters.implicitDeny[1]}}}});
 }
 
 void printText(const agent::Counters& counters, bool byHits) {

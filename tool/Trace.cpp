@@ -8,6 +8,7 @@
 #include "sim/Pipeline.h"
 
 #include "tool/Commands.h"
+#include "tool/JsonDocument.h"
 #include "tool/Hits.h"
 #include "tool/Session.h"
 
@@ -103,7 +104,7 @@ private:
       }
       json["lookups"].push_back(one);
     }
-    std::cout << dump(json) << "\n";
+    tool::printJson("trace", std::move(json));
   }
 
   void printText(const sim::Verdict& verdict) {
@@ -273,7 +274,7 @@ int runWho(const WhoOptions& options) {
       json["line"] = owner->rule() == nullptr ? Json(nullptr) : Json(owner->rule()->loc.line);
       json["rule"] = owner->acl->textOf(owner->origin);
     }
-    std::cout << dump(json) << "\n";
+    printJson("who", std::move(json));
     return exitDone;
   }
   std::cout << options.table << " row " << options.row << ": " << what << "\n";

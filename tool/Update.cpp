@@ -6,6 +6,7 @@
 #include "sim/Pipeline.h"
 
 #include "tool/Commands.h"
+#include "tool/JsonDocument.h"
 #include "tool/Session.h"
 #include "tool/UpdateCheck.h"
 #include "tool/UpdateProofReport.h"
@@ -107,13 +108,12 @@ private:
 
   static void printPacket(std::size_t index, bool permit, UpdateCheck::Is is) {
     using Is = UpdateCheck::Is;
-    std::cout << dump(Json{{"packet", index + 1},
-                           {"verdict", permit ? "permit" : "deny"},
-                           {"is", is == Is::old       ? "old"
-                                  : is == Is::fresh   ? "new"
-                                  : is == Is::blocked ? "blocked"
-                                                      : "neither"}})
-              << '\n';
+    printJson("update", {{"packet", index + 1},
+                         {"verdict", permit ? "permit" : "deny"},
+                         {"is", is == Is::old       ? "old"
+                                : is == Is::fresh   ? "new"
+                                : is == Is::blocked ? "blocked"
+                                                    : "neither"}});
   }
 
   static const char* word(bool permit) { return permit ? "permit" : "deny"; }
@@ -143,18 +143,17 @@ private:
                           {"old", word(finding.old)},
                           {"new", word(finding.fresh)}});
     }
-    std::cout << dump(Json{{"summary",
-                            {{"writes", check.writes()},
-                             {"packets", summary.packets},
-                             {"permit", summary.permit},
-                             {"deny", summary.packets - summary.permit},
-                             {"blocked", summary.blocked},
-                             {"rowsStaged", result.rowsStaged},
-                             {"rowsRetired", result.rowsRetired},
-                             {"rowsPeak", check.rowsPeak()},
-                             {"lines", linesJson(summary.lines)},
-                             {"findings", findings}}}})
-              << '\n';
+    printJson("update", {{"summary",
+                          {{"writes", check.writes()},
+                           {"packets", summary.packets},
+                           {"permit", summary.permit},
+                           {"deny", summary.packets - summary.permit},
+                           {"blocked", summary.blocked},
+                           {"rowsStaged", result.rowsStaged},
+                           {"rowsRetired", result.rowsRetired},
+                           {"rowsPeak", check.rowsPeak()},
+                           {"lines", linesJson(summary.lines)},
+                           {"findings", findings}}}});
   }
 
   void printReport(const UpdateCheck& check, const agent::ApplyResult& result) {

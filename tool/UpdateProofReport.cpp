@@ -3,6 +3,7 @@
 #include "packet/PacketText.h"
 
 #include "tool/Certificate.h"
+#include "tool/JsonDocument.h"
 #include "tool/UpdateProof.h"
 
 #include <nlohmann/json.hpp>
@@ -67,23 +68,22 @@ public:
       judged[verdictWord(verdict)] = proof_.numJudged(verdict);
     }
     const bool proven = !proof_.finding();
-    std::cout << dump(
-                     Json{{"proven", proven},
-                          {"writes", change_.writes.size()},
-                          {"places", proof_.places().size()},
-                          {"unaffected", proof_.numUnaffected()},
-                          {"judged", judged},
-                          {"mixed", proof_.numMixed()},
-                          {"ways", proof_.numWays()},
-                          {"items", proof_.numItems()},
-                          {"combined", proof_.numCombined()},
-                          {"nodes", proof_.nodes()},
-                          {"memory", proof_.peakMemory()},
-                          {"seconds", seconds_},
-                          {"certificate", proven && !options_.certificate.empty() ? Json(options_.certificate)
-                                                                                  : Json(nullptr)},
-                          {"finding", proven ? Json(nullptr) : findingJson()}})
-              << "\n";
+    tool::printJson("update",
+                    {{"proven", proven},
+                     {"writes", change_.writes.size()},
+                     {"places", proof_.places().size()},
+                     {"unaffected", proof_.numUnaffected()},
+                     {"judged", judged},
+                     {"mixed", proof_.numMixed()},
+                     {"ways", proof_.numWays()},
+                     {"items", proof_.numItems()},
+                     {"combined", proof_.numCombined()},
+                     {"nodes", proof_.nodes()},
+                     {"memory", proof_.peakMemory()},
+                     {"seconds", seconds_},
+                     {"certificate",
+                      proven && !options_.certificate.empty() ? Json(options_.certificate) : Json(nullptr)},
+                     {"finding", proven ? Json(nullptr) : findingJson()}});
   }
 
 private:

@@ -8,6 +8,7 @@
 
 #include "tool/ChipSets.h"
 #include "tool/Commands.h"
+#include "tool/JsonDocument.h"
 #include "tool/Common.h"
 #include "tool/Session.h"
 #include "tool/SetCommands.h"
@@ -272,7 +273,7 @@ private:
       }
     }
     json["memory"] = memory_;
-    std::cout << dump(json) << "\n";
+    tool::printJson("verify", std::move(json));
   }
 
   void printText() const {

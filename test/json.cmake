@@ -1,0 +1,10 @@
+# What commands print for machines, and the live view's picture.
+if(TARGET xpacl)
+  foreach(area json top)
+    xpacl_test(${area}_test)
+    target_compile_definitions(${area}_test PRIVATE XPACL_TOOL="$<TARGET_FILE:xpacl>")
+    add_dependencies(${area}_test xpacl)
+  endforeach()
+  target_sources(json_test PRIVATE JsonSchema.cpp)
+  target_compile_definitions(json_test PRIVATE XPACL_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
+endif()
