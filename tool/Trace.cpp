@@ -8,8 +8,8 @@
 #include "sim/Pipeline.h"
 
 #include "tool/Commands.h"
-#include "tool/JsonDocument.h"
 #include "tool/Hits.h"
+#include "tool/JsonDocument.h"
 #include "tool/Session.h"
 
 #include <CLI/CLI.hpp>
