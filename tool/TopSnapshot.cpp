@@ -10,6 +10,8 @@ namespace tool {
 
 namespace {
 
+constexpr const char* rateFormat = "%10.1f"; // as wide as its heading, so that the points stand in a line
+
 std::string fixed(double value, const char* format = "%.1f") {
   char text[64];
   std::snprintf(text, sizeof text, format, value);
@@ -133,10 +135,11 @@ std::string topText(const TopSnapshot& snapshot, const std::string& title, std::
                     std::size_t height) {
   std::string text = title + "  " + fixed(snapshot.seconds) + " s" + (snapshot.ended ? ", ended" : "") + "\n";
   const FeedCounts& counts = snapshot.counts;
-  text += columns({{"VERDICT", "PACKETS", "PER SECOND"},
-                   {"permit", std::to_string(counts.permit), fixed(snapshot.permitRate)},
-                   {"deny", std::to_string(counts.deny()), fixed(snapshot.denyRate)},
-                   {"all", std::to_string(counts.packets), fixed(snapshot.permitRate + snapshot.denyRate)}});
+  text += columns(
+      {{"VERDICT", "PACKETS", "PER SECOND"},
+       {"permit", std::to_string(counts.permit), fixed(snapshot.permitRate, rateFormat)},
+       {"deny", std::to_string(counts.deny()), fixed(snapshot.denyRate, rateFormat)},
+       {"all", std::to_string(counts.packets), fixed(snapshot.permitRate + snapshot.denyRate, rateFormat)}});
   std::vector<std::vector<std::string>> rows{{"CHIP", "TABLE", "USED", "ROWS", ""}};
   for (const TopTable& table : snapshot.tables) {
     rows.push_back({std::to_string(table.chip), table.table, std::to_string(table.used),
@@ -145,7 +148,7 @@ std::string topText(const TopSnapshot& snapshot, const std::string& title, std::
   text += "\n" + columns(rows);
   rows.assign(1, {"PER SECOND", "HITS", "LIST", "DIRECTION", "LINE", "RULE"});
   for (const TopLine& line : snapshot.lines) {
-    rows.push_back({fixed(line.rate), std::to_string(line.line.hits), line.line.acl,
+    rows.push_back({fixed(line.rate, rateFormat), std::to_string(line.line.hits), line.line.acl,
                     directionName(line.line.direction), place(line.line), line.line.rule});
   }
   text += "\n" + (snapshot.lines.empty() ? std::string("No line was hit.\n") : columns(rows));
