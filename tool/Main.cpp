@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <new>
@@ -47,7 +48,10 @@ int main(int argc, char** argv) {
       std::cerr << "xpacl: standard output cannot be written\n";
       return tool::exitBadInput;
     }
-    return status;
+    // Nothing is left to be written; the session of the command goes with the process.
+    std::cerr.flush();
+    std::fflush(nullptr);
+    std::_Exit(status);
   } catch (const tool::Exit& exit) {
     std::cout.flush();
     if (*exit.what() != '\0') {

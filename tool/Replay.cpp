@@ -346,7 +346,7 @@ void addReplay(CLI::App& program, Run& run) {
   command->callback([options, &run] {
     run = [options] {
       checkReplayOptions(*options);
-      Session session(loadConfig(options->config, *options), *options);
+      Session& session = lastingSession(loadConfig(options->config, *options), *options);
       replay(session, *options, true);
       return exitDone;
     };

@@ -112,6 +112,11 @@ uint32_t usedRows(const sim::TcamTable& table) {
   return table.numValid() - (hasDefault ? 1 : 0);
 }
 
+Session& lastingSession(const agent::Config& config, const CommonOptions& options) {
+  static const std::unique_ptr<Session> session = std::make_unique<Session>(config, options);
+  return *session;
+}
+
 Session::Session(const agent::Config& config, const CommonOptions& options,
                  const std::vector<const agent::Config*>& later)
     : system_(std::make_unique<sim::System>()) {

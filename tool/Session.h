@@ -100,6 +100,10 @@ private:
   std::set<Pair> deletedPairs_; // of those that the configuration has
 };
 
+// A session that lasts as long as the process, whose end gives everything back at once: taking it apart
+// piece by piece is a fifth of what a short command costs. To be asked for once.
+Session& lastingSession(const agent::Config& config, const CommonOptions& options);
+
 // Whether a lookup hit a row, and whose row it was; null for the default row and for no row.
 inline bool isHit(const sim::LookupResult& lookup) {
   return lookup.row != sim::TcamTable::noRow;

@@ -239,7 +239,7 @@ void addShow(CLI::App& program, Run& run) {
                   "  xpacl show campus.conf trace --last 20");
   command->callback([options, &run] {
     run = [options] {
-      Session session(loadConfig(options->config, *options), *options);
+      Session& session = lastingSession(loadConfig(options->config, *options), *options);
       show(session, *options);
       return exitDone;
     };

@@ -311,7 +311,7 @@ void addTrace(CLI::App& program, Run& run) {
       "  xpacl trace campus.conf --in Gi1/0/1 --pcap lan.pcap --packet 17");
   command->callback([options, &run] {
     run = [options] {
-      Session session(loadConfig(options->config, *options), *options);
+      Session& session = lastingSession(loadConfig(options->config, *options), *options);
       trace(session, *options);
       return exitDone;
     };
