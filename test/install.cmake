@@ -23,3 +23,6 @@ if(Python3_FOUND)
            COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/docs_test.py $<TARGET_FILE:xpacl>
                    ${PROJECT_SOURCE_DIR})
 endif()
+
+add_test(NAME api_reference COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/api_test.sh ${PROJECT_SOURCE_DIR})
+set_tests_properties(api_reference PROPERTIES SKIP_RETURN_CODE 77)
