@@ -185,7 +185,7 @@ def expand_macros(lines):
                     notes[inner[-1]] = pending.strip()
                     pending = ""
                 if comment is not None:
-                    notes[inner[-1].rstrip(")") + ")"] = comment
+                    notes[inner[-1]] = comment
             if depth == 0:
                 break
             end += 1
@@ -232,13 +232,16 @@ def document(block):
 
 
 def group(lines, first, at, taken):
-    """A comment holds for all declarations beneath it, up to a blank line or the next comment."""
+    """A comment holds for all declarations beneath it, up to a blank line, the next comment or a plain accessor."""
     members = 0
     last = None
     depth = 0
     while at < len(lines) and at not in taken and lines[at].strip() and not COMMENT.match(lines[at]):
         code = split_comment(lines[at])[0]
         if depth == 0 and re.match(r"\s*(}|public:|protected:|private:|#|namespace\b|class\b|struct\b|enum\b|friend class)", code):
+            break
+        # What says itself is not explained by the comment above it.
+        if depth == 0 and members and re.search(r"\w+\(\) const( noexcept)? {|~\w+\(|= delete;|= default;|operator", code):
             break
         depth += code.count("(") + code.count("{") - code.count(")") - code.count("}")
         if depth == 0 and code.rstrip().endswith((";", "}")):

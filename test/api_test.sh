@@ -17,14 +17,14 @@ packaging/doxygen_check.py "$dir/warnings.txt"
 # page CLASS TEXT: the page of a class says so.
 page() {
   local file
-  file=$dir/html/class$(sed 's/::/_1_1/g; s/[A-Z]/_\L&/g' <<<"$1").html
-  sed 's/<[^>]*>//g; s/&#160;/ /g' "$file" | grep -qF -e "$2" || { echo "the page of $1 lacks: $2" >&2; exit 1; }
+  file=$dir/html/class$(sed "s/_/__/g; s/::/_1_1/g" <<<"$1").html
+  [[ $(sed 's/<[^>]*>//g; s/&#160;/ /g' "$file") == *"$2"* ]] || { echo "the page of $1 lacks: $2" >&2; exit 1; }
 }
 # A comment of a class, one behind a declaration, and members that only macros declare.
 page XpXdk::xpIaclMgr "Manager of the five ACL TCAM tables"
 page agent::Agent "null for others"
 page XpAcl::BlockedIntfColl "Writes a member; tells the watchers when that changes it"
-page XpAcl::XpAclPlexAggregatorHelper "set by the owner before hwInit"
+page XpAcl::XpAclPlexAggregatorHelper "Set by the owner before hwInit"
 
 # What is not documented is found.
 cp -r platform packaging docs Doxyfile "$dir/"
