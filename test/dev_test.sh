@@ -42,7 +42,7 @@ fake id 'echo 1000'
 fake clang-format ''
 fake ctest 'cat ctestSays; exit "$(cat ctestStatus)"'
 printf '%s\n' g++ binutils cmake ninja-build ccache libgtest-dev libbenchmark-dev libcli11-dev \
-  nlohmann-json3-dev libpcap-dev nettle-dev python3 clang-format pkg-config dpkg-dev doxygen >installed
+  nlohmann-json3-dev libpcap-dev nettle-dev python3 clang-format pkg-config dpkg-dev jq doxygen >installed
 
 # All is there: nothing is installed, the summary counts the tests and the format check.
 echo '100% tests passed, 0 tests failed out of 7' >ctestSays
