@@ -29,7 +29,26 @@ TEST_F(Top, PrintsOnePicture) {
   const Outcome top = run(campus() + " --once --lines 3");
   EXPECT_EQ(top.status, 0);
   EXPECT_EQ(top.err, "");
-  EXPECT_EQ(top.out, "");
+  EXPECT_TRUE(top.out.substr(0, top.out.find('\n'))
+                  .ends_with("campus.pcap into GigabitEthernet1/0/1 (Ethernet1)  0.8 s, ended"))
+      << top.out;
+  EXPECT_EQ(top.out.substr(top.out.find('\n') + 1),
+            "VERDICT  PACKETS  PER SECOND\n"
+            "permit       158       187.2\n"
+            "deny          54        64.0\n"
+            "all          212       251.2\n"
+            "\n"
+            "CHIP  TABLE       USED  ROWS\n"
+            "   0  ingressV4     88  1023  [###...........................]\n"
+            "   0  ingressV6     15   255  [##............................]\n"
+            "   0  egressV4      18  4095  [#.............................]\n"
+            "   0  egressV6       0  4095  [..............................]\n"
+            "   0  ingressMac     7  4095  [#.............................]\n"
+            "\n"
+            "PER SECOND  HITS  LIST       DIRECTION  LINE  RULE\n"
+            "     206.2   174  WING-A-L2  in          101  permit any any 0x0800 0x0\n"
+            "      39.1    33  WING-A-IN  in           49  permit tcp any any established\n"
+            "      34.4    29  WING-A-L2  in          103  permit any any 0x86DD 0x0\n");
   // What is no terminal gets the same.
   EXPECT_EQ(run(campus() + " --lines 3").out, top.out);
 }
