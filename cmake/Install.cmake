@@ -68,7 +68,7 @@ install(DIRECTORY ${xpacl_reference}/man1 DESTINATION ${CMAKE_INSTALL_MANDIR})
 install(FILES ${xpacl_reference}/bash/xpacl DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 install(FILES ${xpacl_reference}/zsh/_xpacl DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
 install(FILES README.md DEPENDENCIES packaging/copyright DESTINATION ${xpacl_docs})
-install(DIRECTORY docs/ DESTINATION ${xpacl_docs}/docs FILES_MATCHING PATTERN "*.md")
+install(DIRECTORY docs/ DESTINATION ${xpacl_docs}/docs FILES_MATCHING PATTERN "*.md" PATTERN "*.json")
 install(DIRECTORY examples DESTINATION ${xpacl_docs} PATTERN "__pycache__" EXCLUDE)
 
 set(xpacl_changelog ${PROJECT_BINARY_DIR}/changelog.gz)
