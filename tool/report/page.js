@@ -71,14 +71,10 @@ function paintCell(context, x, y, size, look, colours) {
   context.fillStyle = look.colour;
   context.fillRect(x, y, size, size);
   context.fillStyle = colours.card;
-  if (look.pattern === 1) {
-    context.fillRect(x, y + Math.round(size * 0.45), size, 1.5);
-  } else if (look.pattern === 2) {
-    context.fillRect(x + Math.round(size * 0.45), y, 1.5, size);
-  } else if (look.pattern === 3) {
-    context.fillRect(x, y + Math.round(size * 0.3), size, 1.5);
-    context.fillRect(x, y + Math.round(size * 0.65), size, 1.5);
-  }
+  // Bars along the edges leave the letter readable.
+  const bar = Math.max(1.5, size / 7);
+  if (look.pattern & 1) context.fillRect(x, y + size - 2 * bar, size, bar);
+  if (look.pattern & 2) context.fillRect(x + bar, y, bar, size);
   if (look.hollow) {
     const edge = look.letter ? 1.5 : Math.max(2, Math.round(size / 5));
     context.fillRect(x + edge, y + edge, size - 2 * edge, size - 2 * edge);
@@ -349,6 +345,10 @@ class RowMap {
       const before = this.cells.get(row - 1);
       const first = !before || before[LIST] !== cell[LIST] || before[VERSION] !== cell[VERSION] || (row === stretch.from && stretch.line % 8 === 0);
       paintCell(context, x, stretch.y, this.size - 1, this.look(cell, colours, first), colours);
+      if (before && (before[LIST] !== cell[LIST] || before[VERSION] !== cell[VERSION])) {
+        context.fillStyle = colours.ink;
+        context.fillRect(x - 1, stretch.y, 1.5, this.size - 1);
+      }
     }
   }
 
