@@ -563,7 +563,7 @@ class ListView {
 
   fill() {
     if (this.rows) return;
-    const columns = [["Line"], ["Rule"], ["Rows", "num"], ["Rows"]].concat(this.hits ? [["Hits", "num"], ["Hits"]] : []);
+    const columns = [["Line"], ["Rule"], ["Rows", "num"], [""]].concat(this.hits ? [["Hits", "num"], [""]] : []);
     this.rows = h("tbody");
     this.less = h("div", {class: "tools"});
     this.more = h("div", {class: "tools"});
