@@ -17,7 +17,7 @@
 
 namespace agent {
 
-class MemoryReserve { // one at a time in a process
+class MemoryReserve {
 public:
   MemoryReserve() = default;
   MemoryReserve(const MemoryReserve&) = delete;

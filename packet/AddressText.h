@@ -10,7 +10,7 @@
 
 namespace packet {
 
-using IpAddr = std::array<uint8_t, 16>; // as on the wire; IPv4 in the first four octets
+using IpAddr = std::array<uint8_t, 16>;
 
 // "aa:bb:cc:dd:ee:ff"
 std::string macText(const MacAddr& mac);

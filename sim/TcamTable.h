@@ -20,7 +20,7 @@
 
 namespace sim {
 
-class TcamTable { // the row with the lowest number that matches decides
+class TcamTable {
 public:
   static constexpr uint32_t noRow = noTcamRow;
 

@@ -4,7 +4,7 @@
 
 namespace XpLib {
 
-class FeatureAllocation { // how much a feature has
+class FeatureAllocation {
 public:
   VANE_VALUE(XpLib, FeatureAllocation, (bool, allocated, false))
 };
