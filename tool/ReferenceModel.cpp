@@ -22,7 +22,7 @@ void takeValue(ReferenceOption& option, const std::string& type) {
   const std::size_t colon = type.find(':');
   const std::string base = type.substr(0, colon);
   const std::string check = colon == std::string::npos ? "" : type.substr(colon + 1);
-  option.value = base == "UINT" || base == "INT" ? "N" : base;
+  option.value = base == "UINT" || base == "INT" || base == "FLOAT" ? "N" : base;
   const std::size_t open = check.find('{');
   if (open != std::string::npos) {
     option.choices = split(check.substr(open + 1, check.find('}') - open - 1), ',');
