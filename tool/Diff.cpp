@@ -5,9 +5,9 @@
 #include "verify/ListDiff.h"
 
 #include "tool/Commands.h"
-#include "tool/JsonDocument.h"
 #include "tool/Common.h"
 #include "tool/DiffCapture.h"
+#include "tool/JsonDocument.h"
 #include "tool/SetCommands.h"
 
 #include <CLI/CLI.hpp>

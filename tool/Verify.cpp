@@ -8,8 +8,8 @@
 
 #include "tool/ChipSets.h"
 #include "tool/Commands.h"
-#include "tool/JsonDocument.h"
 #include "tool/Common.h"
+#include "tool/JsonDocument.h"
 #include "tool/Session.h"
 #include "tool/SetCommands.h"
 
