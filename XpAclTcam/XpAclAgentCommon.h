@@ -27,7 +27,7 @@ public:
 };
 VANE_FACTORY(BlockedVlanColl, blockedVlanCollFactory)
 
-using VlanVifIndexMap = XpLib::KeyAndIndexMap<XpAclVlanVifKey>;
+using VlanVifIndexMap = XpLib::KeyAndIndexMap<XpAclVlanVifKey>; // both ways between keys and hardware indexes
 
 // The agent-wide shared data of this chip family. Never restored from a backup copy.
 class XPACL_API XpAclCommonSmData : public Plex::PlexCommonSmData {

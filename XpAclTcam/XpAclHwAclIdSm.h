@@ -133,7 +133,7 @@ public:
                 const Vane::Ptr<XpSystem::SystemStatus const>& systemStatus,
                 const Vane::Ptr<XpAclCommonSmData>& xpcsd, const Vane::Ptr<Scribe::Dal>& dal,
                 const Vane::Ptr<XpLib::TcamPartitionStatus const>& tcamPartitionStatus);
-  void vaneConstructed();
+  void vaneConstructed(); // attaches the reactors
 
   // The SDK's managers (not owned); null until set by the per-chip ACL-id machine.
   XpXdk::xpPortConfigMgr* portCfgMgr() const { return portCfgMgr_; }

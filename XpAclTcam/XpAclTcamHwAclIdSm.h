@@ -84,7 +84,7 @@ public:
                 const Vane::Ptr<BlockedIntfColl const>& blockedIntfColl,
                 const Vane::Ptr<XpXdk::XpDeviceIdColl const>& activeXpDeviceColl);
   ~TcamHwAclIdSm();
-  void vaneConstructed();
+  void vaneConstructed(); // attaches the reactors
 
   void handleInitialized();
 

@@ -56,7 +56,7 @@ struct TcamTableInfo {
   Acl::AclType aclType;
   Vane::U32 partitionFeature; // feature id of its space in the TCAM partition profile
 };
-
+// In the order of TcamType.
 inline constexpr std::array<TcamTableInfo, 5> tcamTables{{
     {ingressV4, XpXdk::TACL_V4_IACL, "TACL_V4_IACL", XpXdk::IACL_V4_KEY_TYPE, 0, Acl::ingress, Acl::ipv4, 64},
     {ingressV6, XpXdk::TACL_V6_IACL, "TACL_V6_IACL", XpXdk::IACL_V6_KEY_TYPE, 0, Acl::ingress, Acl::ipv6, 65},

@@ -53,10 +53,10 @@ struct AgentSetup {
   // first configuration stands, which leaves nothing of it behind.
   bool restart = false;
 
-  uint32_t rows(Table table) const;
+  uint32_t rows(Table table) const; // the rows of a table, defaults included
 };
 
-AgentSetup setupFor(const Config& config);
+AgentSetup setupFor(const Config& config); // what the configuration says of it
 
 // One table of one chip that is too small for a change.
 struct Shortage {
@@ -66,7 +66,7 @@ struct Shortage {
   uint32_t free = 0;   // rows that were free
 };
 
-struct ApplyResult {
+struct ApplyResult { // what became of a change
   bool ok = false;
   std::vector<Shortage> shortages;
   std::vector<std::string> errors;   // why it was refused, for people
@@ -116,14 +116,14 @@ struct ListCounters {
   uint64_t removed = 0;           // of lines that the list does not have any more
 };
 
-struct Counters {
+struct Counters { // hits of all lists, as last read
   std::vector<ListCounters> lists;
   // Hits of the implicit denies of all lists of a direction, and of rows without a counter of their own: the
   // chip counts them together.
   uint64_t implicitDeny[2] = {0, 0}; // by Direction
 };
 
-class Agent {
+class Agent { // not for several threads at once
 public:
   // Requires an installed SDK whose devices 0..numChips-1 exist; initialises their tables.
   explicit Agent(const AgentSetup& setup);

@@ -21,14 +21,14 @@
 
 namespace agent {
 
-using Filter = std::variant<Acl::IpFilter, Acl::Ip6Filter, Acl::MacFilter>;
+using Filter = std::variant<Acl::IpFilter, Acl::Ip6Filter, Acl::MacFilter>; // what a row compares
 
 // Where a TCAM rule came from: the index of the configured entry, or one of these.
 constexpr int32_t originSolicitation = -1;  // implicit permit of ICMPv6 type 135
 constexpr int32_t originAdvertisement = -2; // implicit permit of ICMPv6 type 136
 constexpr int32_t originFinal = -3;         // the implicit deny
 
-struct AggregatedRow {
+struct AggregatedRow { // what one TCAM row of a list compares and does
   uint32_t ruleNum = 0;
   uint32_t subRuleNum = 0;
   int32_t origin = 0;
@@ -58,8 +58,8 @@ std::shared_ptr<AggregatedAcl> aggregate(const AccessList& list, bool neighborDi
 // The same packets are permitted, denied and logged by the same rows.
 bool sameRules(const AccessList& a, const AccessList& b);
 
-Acl::AclType aclType(Family family);
-Acl::AclDirection aclDirection(Direction direction);
+Acl::AclType aclType(Family family);                 // the library's number of a family
+Acl::AclDirection aclDirection(Direction direction); // the library's number of a direction
 
 // Unique ids of the entries of a list, stable while an entry's text is unchanged.
 using UniqueIds = std::vector<uint64_t>; // by entry; the last three are solicitation, advertisement, final

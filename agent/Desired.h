@@ -51,8 +51,8 @@ private:
   mutable uint64_t lastUniqueId_ = 0;
 };
 
-Plex::AclKey aclKey(const AclName& name, uint32_t generation);
-AclName aclName(const Plex::AclKey& key);
+Plex::AclKey aclKey(const AclName& name, uint32_t generation); // the library's key of a list
+AclName aclName(const Plex::AclKey& key);                      // the way back
 
 // One interface and direction that has at least one list.
 struct Attachment {
@@ -65,18 +65,18 @@ struct Attachment {
   bool operator==(const Attachment& other) const = default;
 };
 
-struct Wanted {
+struct Wanted { // an index key in use
   XpAcl::HwAclIndexKey indexKey;
   bool routed = false;
   std::set<uint8_t> chips; // where its rows must stand
 };
 
-struct Desired {
+struct Desired { // all that a configuration asks for
   std::map<Attachment, XpAcl::HwAclIndexKey> attachments;
   std::vector<Wanted> indexKeys; // each once, in the order of the first interface that uses it
   std::map<AclName, AclGeneration> lists;
 
-  const Wanted* find(const XpAcl::HwAclIndexKey& key) const;
+  const Wanted* find(const XpAcl::HwAclIndexKey& key) const; // null: nobody asks for the key
 };
 
 // The interface's id: Ethernet and VLAN interfaces only.
@@ -93,7 +93,7 @@ Desired desiredState(const Config& config, const std::set<uint8_t>& chips, const
 // Chips 0 to n-1.
 std::set<uint8_t> firstChips(unsigned n);
 
-XpAcl::AclIntfTypeAndDir idKind(bool routed, Acl::AclDirection direction);
+XpAcl::AclIntfTypeAndDir idKind(bool routed, Acl::AclDirection direction); // which allocator gives the ids
 // The direction of an index key: that of the lists in it.
 Acl::AclDirection directionOf(const XpAcl::HwAclIndexKey& key);
 // The lists of an index key, default slots left out, in slot order.

@@ -17,7 +17,7 @@
 
 namespace agent {
 
-class MemoryReserve {
+class MemoryReserve { // one at a time in a process
 public:
   MemoryReserve() = default;
   MemoryReserve(const MemoryReserve&) = delete;

@@ -13,7 +13,7 @@
 
 namespace agent {
 
-struct TablePlan {
+struct TablePlan { // rows of one table
   XpAcl::TcamType table = XpAcl::ingressV4;
   uint32_t rows = 0; // of the table, the default row included
   uint32_t used = 0; // by the new configuration, the default row left out
@@ -23,7 +23,7 @@ struct TablePlan {
   uint32_t lack() const { return peak > capacity() ? peak - capacity() : 0; }
 };
 
-struct ChipPlan {
+struct ChipPlan { // the tables of one chip, in the order of TcamType
   uint8_t chip = 0;
   std::vector<TablePlan> tables; // in the order of TcamType
 };
@@ -48,7 +48,7 @@ struct LinePlan {
   std::string expansion; // what its ports expand to
 };
 
-struct Plan {
+struct Plan { // what a configuration takes, and whether that fits
   bool fits = true;
   std::vector<std::string> reasons; // why it does not fit
   std::vector<ChipPlan> chips;

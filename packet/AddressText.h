@@ -10,7 +10,7 @@
 
 namespace packet {
 
-using IpAddr = std::array<uint8_t, 16>;
+using IpAddr = std::array<uint8_t, 16>; // as on the wire; IPv4 in the first four octets
 
 // "aa:bb:cc:dd:ee:ff"
 std::string macText(const MacAddr& mac);

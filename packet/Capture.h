@@ -18,7 +18,7 @@ public:
   using std::runtime_error::runtime_error;
 };
 
-struct Frame {
+struct Frame {         // as it stands in a capture
   uint64_t number = 0; // counts from 1 within its file
   uint64_t timeNs = 0; // nanoseconds since 1970-01-01 00:00 UTC
   uint32_t wireLen = 0;
@@ -26,7 +26,7 @@ struct Frame {
   const uint8_t* bytes = nullptr; // valid until the next call of next()
 };
 
-class CaptureReader {
+class CaptureReader { // reads pcap and pcapng, frame by frame
 public:
   // Throws CaptureError when the file is missing, is a directory, is no capture or has a link type that
   // cannot be dissected (Ethernet, raw IP and Linux cooked v1 and v2 can).
@@ -58,7 +58,7 @@ private:
   uint64_t numFrames_ = 0;
 };
 
-class CaptureWriter {
+class CaptureWriter { // writes a pcap file
 public:
   // Creates or empties the file; frames of link type `dlt` follow. Throws CaptureError.
   CaptureWriter(const std::string& fileName, int dlt, bool nanoseconds = false);
@@ -66,7 +66,7 @@ public:
   CaptureWriter(CaptureWriter&&) noexcept;
   CaptureWriter& operator=(CaptureWriter&&) noexcept;
 
-  void write(const Frame& frame);
+  void write(const Frame& frame); // close() tells whether all could be written
   // Writes out what is buffered and closes; throws CaptureError when the disk refuses. The destructor
   // closes too but cannot tell.
   void close();

@@ -22,7 +22,7 @@
 
 namespace packet {
 
-enum class LinkType : uint8_t { ethernet, rawIp, linuxCooked, linuxCooked2 };
+enum class LinkType : uint8_t { ethernet, rawIp, linuxCooked, linuxCooked2 }; // what a frame begins with
 
 // The link type of a capture file's number (libpcap's DLT_ values), or nothing when it is unsupported.
 std::optional<LinkType> linkTypeFromDlt(int dlt);

@@ -25,7 +25,7 @@ public:
   using std::runtime_error::runtime_error;
 };
 
-class HeaderTraceReader {
+class HeaderTraceReader { // packets of a ClassBench trace, line by line
 public:
   // Throws HeaderTraceError when the file is missing or is a directory.
   explicit HeaderTraceReader(const std::string& fileName);

@@ -12,9 +12,9 @@ namespace packet {
 
 using MacAddr = std::array<uint8_t, 6>; // as on the wire
 
-enum class L3 : uint8_t { none, ipv4, ipv6 };
+enum class L3 : uint8_t { none, ipv4, ipv6 }; // the network layer
 
-struct Packet {
+struct Packet { // numbers in host byte order, addresses as on the wire
   MacAddr dstMac{};
   MacAddr srcMac{};
   uint16_t vlan = 0;      // VLAN of the outer tag, 1..4095; 0: untagged or priority-tagged

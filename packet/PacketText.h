@@ -29,7 +29,7 @@
 
 namespace packet {
 
-class PacketTextError : public std::runtime_error {
+class PacketTextError : public std::runtime_error { // where and why a text is no packet
 public:
   PacketTextError(std::size_t column, const std::string& message)
       : std::runtime_error("column " + std::to_string(column) + ": " + message), column_(column) {}

@@ -9,7 +9,7 @@
 
 namespace packet {
 
-struct Word {
+struct Word { // points into the text that was split
   std::string_view text;
   std::size_t column = 0; // 1-based, octets
 };

@@ -19,7 +19,7 @@
 
 namespace sim {
 
-class ChipMapping {
+class ChipMapping { // chips that outlive the process
 public:
   // Makes the file, or empties it, and puts the tables of `system` into it. Entries and counters that come
   // later may need more room: twice the first image and 64 KiB are there.

@@ -21,10 +21,10 @@
 
 namespace sim {
 
-constexpr uint16_t noVif = 65535;
+constexpr uint16_t noVif = 65535;       // the number that says "no VIF"
 constexpr uint32_t numCounters = 65536; // a block; counter indexes have 16 bits
 
-struct DeviceConfig {
+struct DeviceConfig { // the sizes of a chip, fixed when it is made
   // Rows of each table, in the order of XpXdk::iaclTables: ingress IPv4, ingress IPv6, egress IPv4,
   // egress IPv6, MAC. 0 is a chip without that table.
   std::array<uint32_t, 5> tcamRows{4096, 4096, 4096, 4096, 4096};
@@ -69,7 +69,7 @@ struct LookupResult {
   bool counted = false;            // the hit was counted at data.cntrIdx()
 };
 
-class Device : public XpXdk::xpDevice {
+class Device : public XpXdk::xpDevice { // not for several threads at once
 public:
   Device(uint8_t number, const DeviceConfig& config);
 
@@ -81,7 +81,7 @@ public:
   TcamTable* tcam(XpXdk::xpIaclType_e table);
   const TcamTable* tcam(XpXdk::xpIaclType_e table) const;
 
-  std::vector<XpXdk::xpPortConfigEntry>& portConfig() { return portConfig_; }
+  std::vector<XpXdk::xpPortConfigEntry>& portConfig() { return portConfig_; } // by port number
   const std::vector<XpXdk::xpPortConfigEntry>& portConfig() const { return portConfig_; }
   PortVlanTable& portVlan() { return portVlan_; }
   const PortVlanTable& portVlan() const { return portVlan_; }

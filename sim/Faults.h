@@ -15,7 +15,7 @@
 
 namespace sim {
 
-struct Fault {
+struct Fault {       // what happens to one call
   uint64_t call = 0; // the n-th call from the moment the fault is set, counted from 1; 0: no fault
   XpXdk::XP_STATUS status = XpXdk::statusInvalidArgument;
   bool writesOnly = false;               // count only calls that change the chip
@@ -23,7 +23,7 @@ struct Fault {
   std::optional<Op> only = std::nullopt; // count only calls of this operation
 };
 
-class FaultySdk {
+class FaultySdk { // an SDK that fails when told to
 public:
   // Wraps the managers of `system`, which outlives the wrapper.
   explicit FaultySdk(System& system);
@@ -39,10 +39,10 @@ public:
   // Calls seen since the fault was set (all that its conditions count).
   uint64_t numCalls() const;
 
-  XpXdk::xpDeviceMgr& deviceMgr();
-  XpXdk::xpAclPl& aclPl();
-  XpXdk::xpIfPl& ifPl();
-  [[nodiscard]] System::Installation install();
+  XpXdk::xpDeviceMgr& deviceMgr();              // those that pass the calls on
+  XpXdk::xpAclPl& aclPl();                      // those that pass the calls on
+  XpXdk::xpIfPl& ifPl();                        // those that pass the calls on
+  [[nodiscard]] System::Installation install(); // as System::install
 
 private:
   struct Managers;

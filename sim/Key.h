@@ -21,7 +21,7 @@
 
 namespace sim {
 
-enum class Role : uint8_t { port = 0, routed = 1 };
+enum class Role : uint8_t { port = 0, routed = 1 }; // what selects the ACL id
 
 // `table` is one of the five; IP tables take packets of their family, the MAC table takes every packet
 // and `vlan`, the VLAN that the frame is in (tagged or not). The MAC key has no role.

@@ -27,20 +27,20 @@
 
 namespace sim {
 
-struct PortRef {
+struct PortRef { // a port of a chip
   uint8_t device = 0;
   uint32_t port = 0; // the chip's port number
   bool operator==(const PortRef&) const = default;
 };
 
-struct Ingress {
+struct Ingress { // where a frame enters, and leaves
   PortRef in;
   std::optional<PortRef> out;
   uint16_t defaultVlan = 1; // of untagged frames on a port without access VLAN
   bool count = true;        // false: look without counting
 };
 
-enum class Fate : uint8_t {
+enum class Fate : uint8_t { // what becomes of a frame, and why
   permitted,
   denied,         // by a lookup
   unknownPort,    // the device or port does not exist
@@ -49,7 +49,7 @@ enum class Fate : uint8_t {
 };
 const char* fateText(Fate fate); // "permit", "deny", and why for the others
 
-struct Verdict {
+struct Verdict { // the fate of a frame, and its lookups
   static constexpr unsigned maxLookups = 6;
 
   Fate fate = Fate::permitted;

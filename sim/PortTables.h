@@ -53,18 +53,18 @@ private:
   uint32_t nextFresh_ = 0;
 };
 
-constexpr uint32_t portVlanKey(uint16_t vif, uint16_t vlan) {
+constexpr uint32_t portVlanKey(uint16_t vif, uint16_t vlan) { // both in one word
   return uint32_t{vif} << 16 | vlan;
 }
-constexpr uint32_t keyOf(const XpXdk::xpPortVlanIvifEntry& entry) {
+constexpr uint32_t keyOf(const XpXdk::xpPortVlanIvifEntry& entry) { // of an entry
   return portVlanKey(entry.keyIvif, entry.keyVlan);
 }
-constexpr uint32_t keyOf(const XpXdk::xpEgressBdEvifEntry& entry) {
+constexpr uint32_t keyOf(const XpXdk::xpEgressBdEvifEntry& entry) { // of an entry
   return portVlanKey(entry.egressVif, entry.egressBd);
 }
 
-using PortVlanTable = KeyedTable<XpXdk::xpPortVlanIvifEntry>;
-using EgressTable = KeyedTable<XpXdk::xpEgressBdEvifEntry>;
+using PortVlanTable = KeyedTable<XpXdk::xpPortVlanIvifEntry>; // by VIF and VLAN
+using EgressTable = KeyedTable<XpXdk::xpEgressBdEvifEntry>;   // by VIF and VLAN
 extern template class KeyedTable<XpXdk::xpPortVlanIvifEntry>;
 extern template class KeyedTable<XpXdk::xpEgressBdEvifEntry>;
 

@@ -36,9 +36,9 @@
 
 namespace sim {
 
-constexpr uint8_t maxDevice = 63;
+constexpr uint8_t maxDevice = 63; // the SDK knows 64 devices
 
-enum class Op : uint8_t {
+enum class Op : uint8_t { // the calls of the SDK
   writeKeyMask,
   writeData,
   setEntryValid,
@@ -57,7 +57,7 @@ enum class Op : uint8_t {
   egressLookup,
   egressRead,
 };
-const char* opName(Op op);
+const char* opName(Op op); // as it stands in the log
 // Whether the operation changes the chip.
 constexpr bool isWrite(Op op) {
   switch (op) {
@@ -107,7 +107,7 @@ private:
   const CallPlace& place_;
 };
 
-class System {
+class System { // not for several threads at once
 public:
   System();
   // A system with one device 0.
@@ -144,7 +144,7 @@ public:
     XpXdk::xpAclPl* aclPlBefore_;
     XpXdk::xpIfPl* ifPlBefore_;
   };
-  [[nodiscard]] Installation install();
+  [[nodiscard]] Installation install(); // until the result ends
 
   // The call log. Turning it off keeps what it holds.
   void logEnabledIs(bool enabled) { logEnabled_ = enabled; }

@@ -20,7 +20,7 @@
 
 namespace sim {
 
-class TcamTable {
+class TcamTable { // the row with the lowest number that matches decides
 public:
   static constexpr uint32_t noRow = noTcamRow;
 

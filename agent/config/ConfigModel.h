@@ -15,7 +15,7 @@
 
 namespace agent {
 
-struct SourceLoc {
+struct SourceLoc { // a place in the input
   std::string file;
   unsigned line = 0;        // 1-based; 0: the file as a whole
   unsigned column = 0;      // 1-based, octets
@@ -23,9 +23,9 @@ struct SourceLoc {
   bool operator==(const SourceLoc&) const = default;
 };
 
-enum class Severity { error, warning };
+enum class Severity { error, warning }; // whether it keeps a list from being loaded
 
-struct Diagnostic {
+struct Diagnostic { // one finding, for people
   Severity severity = Severity::error;
   SourceLoc loc;
   std::string message;      // what, why and what to write instead
@@ -33,8 +33,8 @@ struct Diagnostic {
   std::string text() const; // "file:line:column: error: message"
 };
 
-enum class Family : uint8_t { ipv4 = 0, ipv6 = 1, mac = 2 };
-enum class Direction : uint8_t { in = 0, out = 1 };
+enum class Family : uint8_t { ipv4 = 0, ipv6 = 1, mac = 2 }; // what a list judges
+enum class Direction : uint8_t { in = 0, out = 1 };          // seen from the switch
 
 // Host byte order; a wildcard bit of 1 is ignored (so a /24 is 0.0.0.255).
 struct V4Match {
@@ -43,19 +43,19 @@ struct V4Match {
   bool operator==(const V4Match&) const = default;
 };
 
-struct V6Match {
+struct V6Match {                     // the leading bits are compared
   std::array<uint8_t, 16> address{}; // as on the wire
   uint8_t prefixLength = 0;          // 0: any
   bool operator==(const V6Match&) const = default;
 };
 
-struct MacMatch {
+struct MacMatch {                   // a wildcard bit of 1 is ignored
   std::array<uint8_t, 6> address{}; // as on the wire
   std::array<uint8_t, 6> wildcard{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
   bool operator==(const MacMatch&) const = default;
 };
 
-struct PortRange {
+struct PortRange { // both ends included, host byte order
   uint16_t low = 0;
   uint16_t high = 65535;
   bool operator==(const PortRange&) const = default;
@@ -117,9 +117,9 @@ struct Binding {
   bool operator==(const Binding&) const = default;
 };
 
-enum class InterfaceKind : uint8_t { ethernet, vlan, portChannel, unsupported };
+enum class InterfaceKind : uint8_t { ethernet, vlan, portChannel, unsupported }; // what its name says
 
-struct Interface {
+struct Interface {      // a port or VLAN interface, with its lists
   std::string name;     // as first configured, abbreviations expanded: "GigabitEthernet1/0/1", "Vlan10"
   std::string portName; // Ethernet ports only: the system's name, "Ethernet<n>", n from 1
   InterfaceKind kind = InterfaceKind::ethernet;
@@ -140,12 +140,12 @@ struct Interface {
 
 // The five tables by their names in `hardware tcam TABLE ROWS`.
 enum class Table : uint8_t { ingressV4 = 0, ingressV6 = 1, egressV4 = 2, egressV6 = 3, ingressMac = 4 };
-constexpr uint32_t defaultTableRows = 4096;
-constexpr uint32_t maxTableRows = 32768; // counter indexes have 16 bits, two per row
-const char* tableName(Table table);
-std::optional<Table> tableFromName(const std::string& name);
+constexpr uint32_t defaultTableRows = 4096;                  // of a table that is not configured
+constexpr uint32_t maxTableRows = 32768;                     // counter indexes have 16 bits, two per row
+const char* tableName(Table table);                          // "ingressV4" and so on
+std::optional<Table> tableFromName(const std::string& name); // nothing for other names
 
-struct Config {
+struct Config {                       // all that was read
   bool readable = true;               // false: the input as a whole could not be read, all below is empty
   std::vector<AccessList> lists;      // in the order of their first line
   std::vector<Interface> interfaces;  // in the order of the file
@@ -155,7 +155,7 @@ struct Config {
   std::vector<Diagnostic> diagnostics; // sorted by place
 
   bool hasErrors() const;
-  const AccessList* list(Family family, const std::string& name) const;
+  const AccessList* list(Family family, const std::string& name) const; // null when unknown
   // By configured name, system name or abbreviation; null when unknown.
   const Interface* interface(const std::string& name) const;
 };

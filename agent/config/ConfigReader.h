@@ -20,17 +20,17 @@
 
 namespace agent {
 
-enum class InputFormat : uint8_t {
-  automatic,  // by the first lines of the text
-  cli,        // router and switch configuration text
-  classbench, // filter sets: "@src/len dst/len lo : hi lo : hi proto/mask flags/mask"
-  openconfig  // documents of the OpenConfig models in JSON
+enum class InputFormat : uint8_t { // what is to be read
+  automatic,                       // by the first lines of the text
+  cli,                             // router and switch configuration text
+  classbench,                      // filter sets: "@src/len dst/len lo : hi lo : hi proto/mask flags/mask"
+  openconfig                       // documents of the OpenConfig models in JSON
 };
 // "auto", "cli", "classbench", "openconfig".
 const char* inputFormatName(InputFormat format);
 std::optional<InputFormat> inputFormatFromName(std::string_view name);
 
-struct ReadOptions {
+struct ReadOptions { // how to read
   InputFormat format = InputFormat::automatic;
   bool strict = false; // warnings become errors
   // The caller goes on with the lists that have no errors. The reader itself always answers all that
@@ -47,7 +47,7 @@ Config readConfig(const std::string& path, const ReadOptions& options = {});
 // The same for a text; `fileName` stands in the places of the diagnostics.
 Config readConfigText(std::string_view text, const std::string& fileName, const ReadOptions& options = {});
 
-constexpr size_t maxConfigOctets = size_t{256} << 20;
+constexpr size_t maxConfigOctets = size_t{256} << 20; // larger files are refused
 
 // The most alternatives that one line may expand to: no table has more rows.
 constexpr uint64_t maxLineAlternatives = maxTableRows;

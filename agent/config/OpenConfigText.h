@@ -14,7 +14,7 @@ namespace agent {
 // which port is on which chip. It says nothing about packets.
 constexpr const char* hardwareMember = "xpacl:hardware";
 
-struct OpenConfigOptions {
+struct OpenConfigOptions { // what to write
   // `state` containers beside every `config`, with the packets that an entry matched where it is known: the
   // list and the position of the rule in it.
   bool state = false;

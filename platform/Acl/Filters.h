@@ -92,7 +92,7 @@ private:
   VrfName vrfName_;
 };
 
-class IpFilter : public IpFilterBase {
+class IpFilter : public IpFilterBase { // of IPv4 rules
 public:
   const IpAddrMask& source() const { return source_; }
   void sourceIs(const IpAddrMask& source) { source_ = source; }
@@ -105,7 +105,7 @@ private:
   IpAddrMask destination_;
 };
 
-class Ip6Filter : public IpFilterBase {
+class Ip6Filter : public IpFilterBase { // of IPv6 rules
 public:
   const Ip6AddrPrefix& source() const { return source_; }
   void sourceIs(const Ip6AddrPrefix& source) { source_ = source; }
@@ -183,9 +183,9 @@ private:
   Filter filter_;
 };
 
-using IpRuleConfig = FilterRuleConfig<IpFilter>;
-using Ip6RuleConfig = FilterRuleConfig<Ip6Filter>;
-using MacRuleConfig = FilterRuleConfig<MacFilter>;
+using IpRuleConfig = FilterRuleConfig<IpFilter>;   // a rule of an IPv4 list
+using Ip6RuleConfig = FilterRuleConfig<Ip6Filter>; // a rule of an IPv6 list
+using MacRuleConfig = FilterRuleConfig<MacFilter>; // a rule of a MAC list
 
 // Agent-wide ACL parameters, read by the generic layer.
 class ParamConfig : public Vane::PtrInterface {

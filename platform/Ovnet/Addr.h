@@ -14,7 +14,7 @@ public:
   Ip6Addr() = default;
   explicit Ip6Addr(const std::array<uint8_t, 16>& bytes) : bytes_(bytes) {}
   const std::array<uint8_t, 16>& bytes() const { return bytes_; }
-  uint8_t byte(unsigned i) const { return bytes_[i]; }
+  uint8_t byte(unsigned i) const { return bytes_[i]; } // in wire order, from 0
   // The text form of RFC 5952.
   Vane::String stringValue() const;
   uint32_t hash() const;
@@ -32,7 +32,7 @@ public:
   MacAddr() = default;
   explicit MacAddr(const std::array<uint8_t, 6>& bytes) : bytes_(bytes) {}
   const std::array<uint8_t, 6>& bytes() const { return bytes_; }
-  uint8_t byte(unsigned i) const { return bytes_[i]; }
+  uint8_t byte(unsigned i) const { return bytes_[i]; } // in wire order, from 0
   bool isZero() const { return bytes_ == std::array<uint8_t, 6>{}; }
   uint32_t hash() const;
   bool operator==(const MacAddr&) const = default;

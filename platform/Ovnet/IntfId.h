@@ -12,7 +12,7 @@ namespace Ovnet {
 // "Management1". The empty (default) interface has the empty name.
 class IntfId {
 public:
-  enum Kind : uint8_t {
+  enum Kind : uint8_t { // stands in the upper 8 bits of the code
     none = 0,
     ethernet = 1,
     vlan = 2,
@@ -34,7 +34,7 @@ public:
   bool isNone() const { return code_ == 0; }
   Vane::String stringValue() const;
   uint32_t code() const { return code_; }
-  static IntfId fromCode(uint32_t code);
+  static IntfId fromCode(uint32_t code); // the way back from code(); not checked
 
   uint32_t hash() const;
   bool operator==(const IntfId& other) const { return code_ == other.code_; }
@@ -49,18 +49,18 @@ std::ostream& operator<<(std::ostream& out, const IntfId& intf);
 
 // VLAN (routed) interfaces: "Vlan<decimal>".
 struct VlanIntfId {
-  static bool isVlanIntfId(IntfId intf) { return intf.kind() == IntfId::vlan; }
+  static bool isVlanIntfId(IntfId intf) { return intf.kind() == IntfId::vlan; } // by its kind
   // Raises "VlanId::value < 1 or > 4094 not allowed" for a number that is no VLAN.
   static Bridging::VlanId vlanId(IntfId intf);
   static IntfId intfId(Bridging::VlanId vlan) { return IntfId(IntfId::vlan, vlan.value()); }
 };
 
-struct EthIntfId {
-  static bool isEthIntfId(IntfId intf) { return intf.kind() == IntfId::ethernet; }
+struct EthIntfId { // Ethernet ports: "Ethernet<decimal>"
+  static bool isEthIntfId(IntfId intf) { return intf.kind() == IntfId::ethernet; } // by its kind
 };
 
-struct PortChannelIntfId {
-  static bool isPortChannelIntfId(IntfId intf) { return intf.kind() == IntfId::portChannel; }
+struct PortChannelIntfId { // port-channels: "Port-Channel<decimal>"
+  static bool isPortChannelIntfId(IntfId intf) { return intf.kind() == IntfId::portChannel; } // by its kind
 };
 
 } // namespace Ovnet

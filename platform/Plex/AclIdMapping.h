@@ -25,7 +25,7 @@ public:
              (Vane::U32, type, 0))
 };
 
-class IntfIdDirection {
+class IntfIdDirection { // an interface and one of its directions
 public:
   VANE_VALUE(XpAcl, IntfIdDirection, (Ovnet::IntfId, intfId, Ovnet::IntfId()),
              (Acl::AclDirection, direction, Acl::ingress))

@@ -10,7 +10,7 @@ namespace Plex::Central {
 VANE_RANGE_VALUE(Plex::Central, DeviceId, Vane::U32, 0, 64, 64,
                  "DeviceId::value < DeviceId::min or > DeviceId::null not allowed")
 
-VANE_WRAPPER_VALUE(Plex::Central, PortId, Vane::U16, 65535)
+VANE_WRAPPER_VALUE(Plex::Central, PortId, Vane::U16, 65535) // a port number of a chip; 65535: none
 
 // A port of a chip. The default is the null chip port (chip 64, port 65535).
 class ChipPort {

@@ -26,7 +26,7 @@ public:
   Range(Vane::U32 min, Vane::U32 max);
   Vane::U32 min() const { return min_; }
   Vane::U32 max() const { return max_; }
-  bool contains(Vane::U32 value) const { return value >= min_ && value <= max_; }
+  bool contains(Vane::U32 value) const { return value >= min_ && value <= max_; } // both ends included
 
 private:
   Vane::U32 min_ = 0;
@@ -74,7 +74,7 @@ public:
   VANE_ENTITY(Plex, HwAclIdAllocatorStatus, Vane::PtrInterface, SCALAR(Vane::U32, numUsed, NumUsed, 0))
 };
 
-class HwAclIdAllocator : public Vane::PtrInterface {
+class HwAclIdAllocator : public Vane::PtrInterface { // the ids of one kind of ACL
 public:
   VANE_ENTITY(Plex, HwAclIdAllocator, Vane::PtrInterface, CONST(XpAcl::AclIntfTypeAndDir, kind),
               PTR(HwAclIdAllocatorStatus, status, Status), PTR(NumAllocator, numAllocator, NumAllocator))

@@ -37,16 +37,16 @@ public:
   virtual void publishUnitErrorIs(const Vane::String& text, bool on);
   virtual void unitErrorIs(const Vane::String& text, Plex::AclCreateError error);
 
-  virtual void hwInit() = 0;
+  virtual void hwInit() = 0; // called once, before all others
   virtual void handleInitialized() = 0;
-  virtual void blockIntf(Ovnet::IntfId intf, bool block, unsigned int unit) = 0;
+  virtual void blockIntf(Ovnet::IntfId intf, bool block, unsigned int unit) = 0; // `unit`: the caller's own
 };
 
 } // namespace PlexHelper
 
 namespace XpAcl {
 
-class ChipRecord {
+class ChipRecord { // a chip, for people
 public:
   VANE_VALUE(XpAcl, ChipRecord, (Vane::String, name, Vane::String("unknown")))
 };
@@ -125,16 +125,16 @@ public:
   virtual unsigned createFinalAclRulePlatform(const AclKeyInfo& aclKeyInfo, Acl::AclType aclType,
                                               const Vane::Ptr<Plex::AclData>& aclData, Vane::U32 ruleNum) = 0;
   virtual bool needToInstallIcmp6NeighborDiscoveryRules() = 0;
-
+  // Further versions, and what becomes of what is staged; XpAclPlexAggregatorHelper says more.
   virtual bool allocateResource(const Plex::AclKey& triggerKey, const AclKeyInfo& aclKeyInfo) = 0;
-  virtual void commitPendingPlatform(const Plex::AclKey& key) = 0;
-  virtual void cleanupPendingPlatform(const Plex::AclKey& key) = 0;
-  virtual void freeResource(const AclKeyInfo& aclKeyInfo) = 0;
-  virtual Vane::String getChipName() = 0;
+  virtual void commitPendingPlatform(const Plex::AclKey& key) = 0;  // writes what is staged
+  virtual void cleanupPendingPlatform(const Plex::AclKey& key) = 0; // drops what is staged
+  virtual void freeResource(const AclKeyInfo& aclKeyInfo) = 0;      // retires a version
+  virtual Vane::String getChipName() = 0;                           // for messages
 
   virtual Vane::U64 aclRuleCountersSinceLastPoll(const Vane::Ptr<Plex::AclData const>& aclData, Vane::U32,
-                                                 const Acl::UniqueId& uniqueId) = 0;
-  virtual bool aclCountersAllocated(const Vane::Ptr<Plex::AclData const>& aclData) = 0;
+                                                 const Acl::UniqueId& uniqueId) = 0;    // hits
+  virtual bool aclCountersAllocated(const Vane::Ptr<Plex::AclData const>& aclData) = 0; // of every rule
 
   // -------------------------------------------------- hooks of the generic layer's show and check commands
 

@@ -162,7 +162,7 @@ public:
 
   std::size_t size() const { return body_ == nullptr ? 0 : body_->size(); }
   bool empty() const { return size() == 0; }
-  bool has(const Key& key) const { return find(key) != nullptr; }
+  bool has(const Key& key) const { return find(key) != nullptr; } // whether the key is there
   // The value in place, or null. Valid until something is inserted or deleted.
   const Value* find(const Key& key) const { return body_ == nullptr ? nullptr : body_->find(key); }
   Value* find(const Key& key) { return body_ == nullptr ? nullptr : body_->find(key); }
@@ -196,7 +196,7 @@ public:
   bool insert(const Key& key, const Value& value) { return body().findOrInsert(key, value).second; }
   // True when the key was present.
   bool erase(const Key& key) { return body_ != nullptr && body_->erase(key); }
-  void clear() {
+  void clear() { // destroys all members
     if (body_ != nullptr) {
       body_->clear();
     }

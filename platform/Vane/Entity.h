@@ -58,7 +58,7 @@ class Dir;
 // An object with a name that may live in a directory.
 class VANE_API Entity : public PtrInterface {
 public:
-  class VANE_API NotifieeConst : public PtrInterface::NotifieeConst {
+  class VANE_API NotifieeConst : public PtrInterface::NotifieeConst { // base of those that watch entities
   public:
     NotifieeConst() { vaneWatchedTypeIs(Entity::vaneType()); }
   };
@@ -99,10 +99,10 @@ private:
 // Owns entities by name.
 class VANE_API Dir : public Entity {
 public:
-  using Entity::Entity;
+  using Entity::Entity; // of a name
   ~Dir() override;
 
-  Ptr<Entity> entity(const Name& name) const { return entities_.valueOrDefault(name); }
+  Ptr<Entity> entity(const Name& name) const { return entities_.valueOrDefault(name); } // null: no such name
   // Raises NameInUseException when another entity has the name; asserts that the entity is in no
   // other directory.
   void entityIs(const Ptr<Entity>& entity);
@@ -111,7 +111,7 @@ public:
   std::size_t entityCount() const { return entities_.size(); }
   Walk<RbTreeMap<Name, Ptr<Entity>>::Iterator> entityAll() const { return entities_.all(); }
 
-  bool backupHas(const Name& name) const { return backups_.has(name); }
+  bool backupHas(const Name& name) const { return backups_.has(name); } // whether there is a copy
   void backupDel(const Name& name) { backups_.erase(name); }
 
   static const Type& vaneType();
@@ -123,11 +123,11 @@ private:
   RbTreeMap<Name, Ptr<Entity>> entities_;
   RbTreeMap<Name, Name> backups_; // name of the entity to name of its type
 };
-VANE_API Ptr<Dir> dirFactory(const Name& name);
+VANE_API Ptr<Dir> dirFactory(const Name& name); // a directory without entities
 
 // How to make an entity of a type from its name alone.
 using EntityMaker = Ptr<Entity> (*)(const Name& name);
-struct VANE_API EntityRegistration {
+struct VANE_API EntityRegistration { // makes a type known by its name
   EntityRegistration(const char* typeName, EntityMaker maker);
 };
 

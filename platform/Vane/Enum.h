@@ -22,13 +22,13 @@
 
 namespace Vane {
 
-struct EnumEntry {
+struct EnumEntry { // a name and its number
   const char* name;
   unsigned value;
 };
 
 VANE_API const char* enumName(std::span<const EnumEntry> entries, unsigned value); // null: none
-VANE_API String enumText(std::span<const EnumEntry> entries, unsigned value);
+VANE_API String enumText(std::span<const EnumEntry> entries, unsigned value);      // name or number
 // Raise RangeException, ParseException; `type` stands in the message.
 VANE_API unsigned enumValueOf(std::span<const EnumEntry> entries, const char* type, unsigned number);
 VANE_API unsigned enumValueOf(std::span<const EnumEntry> entries, const char* type, const String& name);

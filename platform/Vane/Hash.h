@@ -29,7 +29,7 @@ concept HasHash = requires(const T& value) {
 class Hash {
 public:
   template <typename T>
-  constexpr void mix(const T& value) {
+  constexpr void mix(const T& value) { // adds a value of any hashable type
     if constexpr (std::is_same_v<T, bool>) {
       mixByte(value ? 1 : 0);
     } else if constexpr (std::is_enum_v<T>) {
@@ -48,13 +48,13 @@ public:
   }
 
   template <std::size_t N>
-  constexpr void mix(const std::array<U8, N>& bytes) {
+  constexpr void mix(const std::array<U8, N>& bytes) { // adds bytes, in their order
     for (const U8 byte : bytes) {
       mixByte(byte);
     }
   }
 
-  constexpr void mixBytes(std::string_view bytes) {
+  constexpr void mixBytes(std::string_view bytes) { // adds bytes, in their order
     for (const char byte : bytes) {
       mixByte(static_cast<U8>(byte));
     }

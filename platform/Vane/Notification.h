@@ -31,7 +31,7 @@ public:
   using Deliver = void (*)(PtrInterface::NotifieeConst& notifiee, const void* key);
 
   Notification(Deliver deliver, const void* key) : deliver_(deliver), key_(key) {}
-  void deliverTo(PtrInterface::NotifieeConst& notifiee) const { deliver_(notifiee, key_); }
+  void deliverTo(PtrInterface::NotifieeConst& notifiee) const { deliver_(notifiee, key_); } // runs it
 
 private:
   Deliver deliver_;
@@ -232,7 +232,7 @@ public:
   }
   NotificationScope(const NotificationScope&) = delete;
   NotificationScope& operator=(const NotificationScope&) = delete;
-  void close() {
+  void close() { // delivers now; what reactors throw comes through
     open_ = false;
     --queue_.scopes_;
     queue_.drainIfOutermost();

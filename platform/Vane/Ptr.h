@@ -133,7 +133,7 @@ public:
   T& operator*() const { return *object_; }
   explicit operator bool() const { return object_ != nullptr; }
   bool operator!() const { return object_ == nullptr; }
-  void swap(Ptr& other) noexcept { std::swap(object_, other.object_); }
+  void swap(Ptr& other) noexcept { std::swap(object_, other.object_); } // counts stay
   // Gives up the pointer without dropping its reference.
   T* release() noexcept { return std::exchange(object_, nullptr); }
 

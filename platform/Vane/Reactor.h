@@ -73,7 +73,7 @@ public:
   const Ptr<Reactor>& reactor() const { return reactor_; }
 
   template <typename Owner, typename Watched>
-  void is(Owner& owner, const Ptr<Watched const>& watched) {
+  void is(Owner& owner, const Ptr<Watched const>& watched) { // watches it; null changes nothing at first
     if (!reactor_) {
       if (!watched) {
         return;
@@ -87,7 +87,7 @@ public:
     hold->notifierIs(watched);
   }
 
-  void del() {
+  void del() { // stops watching
     if (const Ptr<Reactor> reactor = std::move(reactor_)) {
       reactor->vaneDoZombieReactors(true);
       reactor->notifierIs(nullptr);

@@ -31,7 +31,7 @@
 
 namespace Vane {
 
-constexpr unsigned numTraceLevels = 32;
+constexpr unsigned numTraceLevels = 32; // 0 to 31
 
 } // namespace Vane
 
@@ -232,7 +232,7 @@ private:
 class VANE_API Handle {
 public:
   explicit Handle(RingBuf& ring) : ring_(&ring) {}
-  bool enabled(unsigned level) const { return (levels_ >> level & 1) != 0; }
+  bool enabled(unsigned level) const { return (levels_ >> level & 1) != 0; } // whether it goes in
   void levelIs(unsigned level, bool on) {
     levels_ = on ? levels_ | Vane::U32{1} << level : levels_ & ~(Vane::U32{1} << level);
   }
@@ -258,7 +258,7 @@ public:
 
   explicit TraceHandle(const String& name) : name_(name) {}
   const String& name() const { return name_; }
-  bool enabled(unsigned level) const { return (levels_ >> level & 1) != 0; }
+  bool enabled(unsigned level) const { return (levels_ >> level & 1) != 0; } // whether it is written
   void levelIs(unsigned level, bool on) {
     levels_ = on ? levels_ | U32{1} << level : levels_ & ~(U32{1} << level);
   }

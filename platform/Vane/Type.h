@@ -18,11 +18,11 @@
 // (by a show command, say). Every class declared with VANE_ENTITY has one record in the process.
 
 namespace Vane {
-
+// The kinds of attribute that Vane/Entity.h declares.
 enum class AttributeKind { constant, scalar, pointer, map, orderedMap, children, orderedChildren };
-VANE_API const char* attributeKindName(AttributeKind kind);
+VANE_API const char* attributeKindName(AttributeKind kind); // "scalar" and so on
 
-struct Attribute {
+struct Attribute { // as it was declared
   const char* name;
   AttributeKind kind;
   const char* keyType;   // as declared; empty for attributes without a key
@@ -55,7 +55,7 @@ private:
   Call call_;
 };
 
-class VANE_API Type {
+class VANE_API Type { // one for each class, for as long as the process lives
 public:
   using Fill = void (*)(Type&);
 
@@ -67,7 +67,7 @@ public:
 
   const char* name() const { return name_; }
   const Type* base() const { return base_; }
-  bool isA(const Type& other) const {
+  bool isA(const Type& other) const { // itself, or a base
     return other.depth_ < ancestors_.size() && ancestors_[other.depth_] == &other;
   }
 

@@ -11,10 +11,10 @@
 
 namespace Vane {
 
-using U8 = std::uint8_t;
-using U16 = std::uint16_t;
-using U32 = std::uint32_t;
-using U64 = std::uint64_t;
+using U8 = std::uint8_t;   // 8 bits without sign
+using U16 = std::uint16_t; // 16 bits without sign
+using U32 = std::uint32_t; // 32 bits without sign
+using U64 = std::uint64_t; // 64 bits without sign
 
 // How a value of type T is handed over: numbers and enumerations by value, the rest by reference.
 template <typename T>

@@ -36,7 +36,7 @@
 
 namespace Vane {
 
-using StrepIter = String::Iter;
+using StrepIter = String::Iter; // a place in a text that is read
 
 // ------------------------------------------------------------------------------------ parsing parts
 
@@ -56,9 +56,9 @@ VANE_API void parseHexBytes(StrepIter& at, const StrepIter& end, U8* bytes, std:
 
 // ------------------------------------------------------------------------- text of one field or key
 
-VANE_API String quoted(const String& text);
-VANE_API String hexBytes(const U8* bytes, std::size_t count);
-VANE_API String pointerText(const char* typeName, const void* object);
+VANE_API String quoted(const String& text);                            // in single quotes
+VANE_API String hexBytes(const U8* bytes, std::size_t count);          // two digits a byte, in their order
+VANE_API String pointerText(const char* typeName, const void* object); // "Type(0x7f00)"
 
 template <typename T>
 concept HasStrep = requires(const T& value) {

@@ -4,7 +4,7 @@
 
 namespace XpLib {
 
-class FeatureAllocation {
+class FeatureAllocation { // how much a feature has
 public:
   VANE_VALUE(XpLib, FeatureAllocation, (bool, allocated, false))
 };

@@ -20,7 +20,7 @@ enum xpIaclType_e : uint32_t {
   TACL_MAC_ACL = 7,
 };
 
-enum xpIaclKeyType : uint32_t {
+enum xpIaclKeyType : uint32_t { // the formats of keys
   IACL_V4_KEY_TYPE = 5,
   IACL_V6_KEY_TYPE = 6,
   IACL_MAC_KEY_TYPE = 7,
@@ -47,23 +47,23 @@ enum IaclMacField : uint8_t {
   IACL_MAC_SRC = 4,       // 6 bytes, least significant first
 };
 
-struct IaclFieldLayout {
+struct IaclFieldLayout { // one field of a key
   uint8_t fieldId;
   uint8_t width;  // bytes
   uint8_t offset; // bytes from the start of the packed key
 };
 
-struct IaclKeyLayout {
+struct IaclKeyLayout { // a key format, its fields in their order
   xpIaclKeyType keyType;
   uint8_t numFields;
   uint8_t length; // bytes of the packed key
   std::array<IaclFieldLayout, 8> fields;
 };
 
-constexpr std::size_t maxIaclKeyBytes = 41;
-constexpr std::size_t maxIaclKeyFields = 8;
-constexpr std::size_t maxIaclFieldBytes = 16;
-
+constexpr std::size_t maxIaclKeyBytes = 41;   // of any key format
+constexpr std::size_t maxIaclKeyFields = 8;   // of any key format
+constexpr std::size_t maxIaclFieldBytes = 16; // of any key format: an IPv6 address
+// In the order of xpIaclKeyType.
 inline constexpr std::array<IaclKeyLayout, 3> iaclKeyLayouts{{
     {IACL_V4_KEY_TYPE,
      8,
@@ -91,12 +91,12 @@ constexpr const IaclFieldLayout* iaclField(const IaclKeyLayout& layout, uint8_t 
   return fieldId < layout.numFields ? &layout.fields[fieldId] : nullptr;
 }
 
-struct IaclTableInfo {
+struct IaclTableInfo { // a TCAM table and its key format
   xpIaclType_e table;
   xpIaclKeyType keyType;
   const char* name; // as in the source: "TACL_V4_IACL"
 };
-
+// In the order of the ACL tables: ingress, egress, MAC.
 inline constexpr std::array<IaclTableInfo, 5> iaclTables{{
     {TACL_V4_IACL, IACL_V4_KEY_TYPE, "TACL_V4_IACL"},
     {TACL_V6_IACL, IACL_V6_KEY_TYPE, "TACL_V6_IACL"},
@@ -105,7 +105,7 @@ inline constexpr std::array<IaclTableInfo, 5> iaclTables{{
     {TACL_MAC_ACL, IACL_MAC_KEY_TYPE, "TACL_MAC_ACL"},
 }};
 
-constexpr const IaclTableInfo* iaclTable(xpIaclType_e table) {
+constexpr const IaclTableInfo* iaclTable(xpIaclType_e table) { // null: no such table
   for (const IaclTableInfo& info : iaclTables) {
     if (info.table == table) {
       return &info;

@@ -45,9 +45,9 @@ public:
 // Access control counters (ACM): one block of 64-bit counters per client. Client 39 counts for
 // ingress ACLs, client 40 for egress ACLs. Counters run freely; reading does not clear them.
 enum xpAcmClient_e : uint32_t { acmClientIngressAcl = 39, acmClientEgressAcl = 40 };
-enum XP_ACM_CONFIG_MODE : uint32_t { acmConfigModeCounter = 1 };
+enum XP_ACM_CONFIG_MODE : uint32_t { acmConfigModeCounter = 1 }; // what a counter counts
 
-class xpAcmMgr {
+class xpAcmMgr { // the packets that one counter has counted
 public:
   virtual ~xpAcmMgr() = default;
   virtual XP_STATUS readCounter(uint8_t device, xpAcmClient_e client, uint32_t index, uint64_t& count) = 0;
@@ -63,7 +63,7 @@ struct xpPortConfigEntry {
   bool operator==(const xpPortConfigEntry&) const = default;
 };
 
-class xpPortConfigMgr : public xpPrimitiveMgr {
+class xpPortConfigMgr : public xpPrimitiveMgr { // port numbers count from 0
 public:
   // Replaces the whole entry of port `portNumber`.
   virtual XP_STATUS writeEntry(uint8_t device, uint32_t portNumber, const xpPortConfigEntry* entry) = 0;
@@ -80,7 +80,7 @@ struct xpPortVlanIvifEntry {
   bool operator==(const xpPortVlanIvifEntry&) const = default;
 };
 
-class xpPortVlanIvifMgr : public xpPrimitiveMgr {
+class xpPortVlanIvifMgr : public xpPrimitiveMgr { // indexes are the chip's own
 public:
   // Inserts the entry into table copy `copy` and appends the hardware indices it occupies.
   virtual XP_STATUS addEntry(uint8_t device, uint8_t copy, const xpPortVlanIvifEntry* entry,
@@ -104,10 +104,10 @@ struct xpEgressBdEvifEntry {
   bool operator==(const xpEgressBdEvifEntry&) const = default;
 };
 
-class xpEgressBdEvifMgr : public xpPrimitiveMgr {
+class xpEgressBdEvifMgr : public xpPrimitiveMgr { // indexes are the chip's own; entries are written whole
 public:
   virtual XP_STATUS addEntry(uint8_t device, const xpEgressBdEvifEntry* entry,
-                             std::vector<uint32_t>& indexList) = 0;
+                             std::vector<uint32_t>& indexList) = 0; // as above
   virtual XP_STATUS writeEntry(uint8_t device, uint32_t index, const xpEgressBdEvifEntry* entry) = 0;
   // Finds the index of the entry with the key of `entry`; statusNotFound when there is none.
   virtual XP_STATUS lookup(uint8_t device, const xpEgressBdEvifEntry* entry, uint32_t& index) = 0;
@@ -122,7 +122,7 @@ struct xpTableProfile {
   uint8_t numTableCopies = 1; // copies of the ACL data (action) table
 };
 
-class xpDevice {
+class xpDevice { // not owned by those who ask for it
 public:
   virtual ~xpDevice() = default;
   virtual const xpTableProfile* tableProfile() const = 0; // null: none loaded
@@ -134,7 +134,7 @@ public:
   virtual ~xpDeviceMgr() = default;
   virtual xpDevice* device(uint8_t deviceId) = 0; // null: no such device; valid numbers are 0..63
 
-  static xpDeviceMgr* instance();
+  static xpDeviceMgr* instance(); // null: none installed
   // Installs `mgr` (not owned; null uninstalls) and answers the one installed before.
   static xpDeviceMgr* install(xpDeviceMgr* mgr);
 };
@@ -146,23 +146,23 @@ uint32_t getNewPlMgrId();
 class xpAclPl {
 public:
   virtual ~xpAclPl() = default;
-  virtual xpIaclMgr* iaclMgr(uint32_t plMgrId) = 0;
-  virtual xpAcmMgr* acmMgr() = 0;
+  virtual xpIaclMgr* iaclMgr(uint32_t plMgrId) = 0; // `plMgrId`: of getNewPlMgrId
+  virtual xpAcmMgr* acmMgr() = 0;                   // null: every counter reads 0
 
-  static xpAclPl* instance();
-  static xpAclPl* install(xpAclPl* pl);
+  static xpAclPl* instance();           // null: none installed
+  static xpAclPl* install(xpAclPl* pl); // as that of xpDeviceMgr
 };
 
 // The interface primitive layer: hands out the managers of the port, port-VLAN and egress tables.
 class xpIfPl {
 public:
   virtual ~xpIfPl() = default;
-  virtual xpPortConfigMgr* portConfigMgr() = 0;
-  virtual xpPortVlanIvifMgr* portVlanIvifMgr() = 0;
-  virtual xpEgressBdEvifMgr* egressBdEvifMgr() = 0;
+  virtual xpPortConfigMgr* portConfigMgr() = 0;     // not owned by the caller
+  virtual xpPortVlanIvifMgr* portVlanIvifMgr() = 0; // not owned by the caller
+  virtual xpEgressBdEvifMgr* egressBdEvifMgr() = 0; // not owned by the caller
 
-  static xpIfPl* instance();
-  static xpIfPl* install(xpIfPl* pl);
+  static xpIfPl* instance();          // null: none installed
+  static xpIfPl* install(xpIfPl* pl); // as that of xpDeviceMgr
 };
 
 } // namespace XpXdk

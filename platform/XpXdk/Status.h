@@ -4,9 +4,9 @@
 
 namespace XpXdk {
 
-using XP_STATUS = int;
+using XP_STATUS = int; // 0: done
 
-constexpr XP_STATUS statusOk = 0;
+constexpr XP_STATUS statusOk = 0; // done
 // Accepted by every caller exactly like success: the named table, row or entry does not exist on
 // this chip, so there was nothing to do (9), an entry was not found (41), or stands already (42).
 constexpr XP_STATUS statusNotPresent = 9;
