@@ -42,7 +42,8 @@ fake id 'echo 1000'
 fake clang-format ''
 fake ctest 'cat ctestSays; exit "$(cat ctestStatus)"'
 printf '%s\n' g++ binutils cmake ninja-build ccache libgtest-dev libbenchmark-dev libcli11-dev \
-  nlohmann-json3-dev libpcap-dev nettle-dev python3 clang-format pkg-config dpkg-dev jq doxygen >installed
+  nlohmann-json3-dev libpcap-dev nettle-dev python3 clang-format pkg-config dpkg-dev jq doxygen \
+  chromium-headless-shell >installed
 
 # All is there: nothing is installed, the summary counts the tests and the format check.
 echo '100% tests passed, 0 tests failed out of 7' >ctestSays
@@ -54,6 +55,27 @@ Testing (release)
 Checking the format
 8 passed, 0 failed" "$said"
 expect "status of passing tests" 0 "$status"
+calledForTests=$calls
+
+# What only makes more tests possible may be missing.
+grep -v doxygen installed >fewer
+mv installed all
+mv fewer installed
+fake apt-get 'exit 100'
+dev test
+expect "a package cannot be had" "Installing doxygen
+FAILED (status 100): sudo apt-get update; the whole output is in build/log/apt-update.txt
+FAILED (status 100): sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends doxygen; the whole output is in build/log/apt-install.txt
+Going on without doxygen; the tests that need it are skipped
+Building (release)
+Testing (release)
+Checking the format
+8 passed, 0 failed" "$said"
+expect "status without a package" 0 "$status"
+mv all installed
+fake apt-get ''
+calls=$calledForTests
+
 expect "calls of passing tests" "cmake --preset release
 cmake --build --preset release
 ctest --preset release
