@@ -1,5 +1,7 @@
 #include "agent/Agent.h"
 
+#include "agent/Plan.h"
+
 #include "XpXdk/Managers.h"
 
 #include <algorithm>
@@ -7,7 +9,6 @@
 namespace agent {
 
 namespace {
-constexpr uint32_t idsPerKind = 255; // hardware ACL ids have 8 bits in the chip's port tables; 0 is none
 constexpr Vane::U32 systemModeWithEgress = 3;
 } // namespace
 

@@ -10,7 +10,6 @@ namespace agent {
 
 namespace {
 
-constexpr uint32_t idsPerKind = 255;
 constexpr const char* familyNames[] = {" ipv4 ", " ipv6 ", " mac "};
 
 // One set of rows: an index key on a chip.

@@ -13,6 +13,8 @@
 
 namespace agent {
 
+constexpr uint32_t idsPerKind = 255; // hardware ACL ids have 8 bits in the chip's port tables; 0 is none
+
 struct TablePlan { // rows of one table
   XpAcl::TcamType table = XpAcl::ingressV4;
   uint32_t rows = 0; // of the table, the default row included

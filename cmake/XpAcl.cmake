@@ -33,6 +33,15 @@ function(xpacl_precompile target header)
   endif()
 endfunction()
 
+# xpacl_at_once(TARGET COUNT): compiles so many of its sources at once. What templates of the large header-only
+# libraries cost is paid once for all of them, which makes a clean build several times as fast; what it costs is
+# that names without linkage must differ between sources.
+function(xpacl_at_once target count)
+  if(XPACL_UNITY)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${count})
+  endif()
+endfunction()
+
 # xpacl_room(NAME [DEPENDS room...] [EXCLUDE folder...]): a static library of all .cpp files of the
 # current folder and the folders below it, without the excluded ones (rooms of their own). A room without sources becomes a header-only (interface) target.
 # The include root is the repository root, except for platform/, which is its own include root.

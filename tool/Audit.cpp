@@ -21,7 +21,7 @@ struct AuditOptions : CommonOptions {
   std::string save;
 };
 
-void printJson(const std::vector<AuditFinding>& findings) {
+void printFindings(const std::vector<AuditFinding>& findings) {
   Json list = Json::array();
   for (const AuditFinding& finding : findings) {
     list.push_back({{"damage", damageText(finding.damage)},
@@ -30,7 +30,7 @@ void printJson(const std::vector<AuditFinding>& findings) {
                     {"detail", finding.detail},
                     {"line", finding.line}});
   }
-  tool::printJson("audit", {{"findings", list}});
+  printJson("audit", {{"findings", list}});
 }
 
 void printText(const std::vector<AuditFinding>& findings) {
@@ -59,7 +59,7 @@ int runAudit(const AuditOptions& options) {
   }
   const std::vector<AuditFinding> findings = auditChips(session);
   if (options.json) {
-    printJson(findings);
+    printFindings(findings);
   } else {
     printText(findings);
   }

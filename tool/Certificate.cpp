@@ -1,6 +1,7 @@
 #include "tool/Certificate.h"
 
 #include "sim/ChipFile.h"
+#include "tool/Common.h"
 
 #include <nettle/sha2.h>
 
@@ -232,7 +233,6 @@ Json rangesJson(const std::vector<agent::PortRange>& ranges) {
 }
 
 std::vector<agent::PortRange> rangesFrom(const Json& json) {
-  constexpr uint16_t lastVlan = 4094;
   std::vector<agent::PortRange> ranges;
   for (const Json& pair : json) {
     if (!pair.is_array() || pair.size() != 2 || !pair[0].is_number_unsigned() ||

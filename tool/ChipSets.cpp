@@ -1,6 +1,8 @@
 #include "tool/ChipSets.h"
 
+#include "tool/Common.h"
 #include "tool/Session.h"
+#include "tool/SetCommands.h"
 
 #include <algorithm>
 #include <map>
@@ -18,8 +20,6 @@ using verify::FieldBits;
 
 namespace {
 
-constexpr uint16_t firstVlan = 1;
-constexpr uint16_t lastVlan = 4094;
 constexpr uint8_t roleBit = 1;
 constexpr uint8_t establishedBit = 2;
 constexpr uint8_t l4Bit = 4; // 0 for non-initial fragments alone
@@ -187,20 +187,6 @@ verify::PacketSet chipPermitted(verify::PacketSpace& space, const sim::Device& d
 }
 
 namespace {
-
-const agent::AccessList* listAt(const agent::Config& config, const agent::Interface* intf,
-                                agent::Direction direction, agent::Family family) {
-  if (intf == nullptr) {
-    return nullptr;
-  }
-  for (const agent::Binding& binding : intf->bindings) {
-    if (binding.direction == direction && binding.family == family) {
-      const agent::AccessList* const list = config.list(family, binding.list);
-      return list == nullptr || list->rules.empty() ? nullptr : list;
-    }
-  }
-  return nullptr;
-}
 
 class PlaceFinder {
 public:

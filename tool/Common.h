@@ -27,6 +27,15 @@ constexpr int exitDone = 0;
 constexpr int exitNo = 1;       // the answer is no: does not fit, found a difference
 constexpr int exitBadInput = 2; // bad input or usage
 
+// VLANs that frames can be in (IEEE 802.1Q).
+constexpr uint16_t firstVlan = 1;
+constexpr uint16_t lastVlan = 4094;
+
+// How verdicts are said.
+constexpr const char* permitWord(bool permit) {
+  return permit ? "permit" : "deny";
+}
+
 // Ends the command with `status`; the message, when there is one, goes to standard error.
 class Exit : public std::runtime_error {
 public:

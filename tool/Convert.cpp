@@ -9,6 +9,7 @@
 
 #include "verify/ListDiff.h"
 
+#include "agent/Aggregate.h"
 #include "tool/Commands.h"
 #include "tool/Common.h"
 #include "tool/JsonDocument.h"
@@ -32,14 +33,6 @@ struct ConvertOptions : CommonOptions {
   std::string to;
   std::string output;
 };
-
-bool sameRules(const agent::AccessList& a, const agent::AccessList& b) {
-  return std::equal(a.rules.begin(), a.rules.end(), b.rules.begin(), b.rules.end(),
-                    [](const agent::Rule& one, const agent::Rule& other) {
-                      return one.permit == other.permit && one.log == other.log &&
-                             one.alternatives == other.alternatives;
-                    });
-}
 
 // The list that permits what this one logs.
 agent::AccessList logged(agent::AccessList list) {

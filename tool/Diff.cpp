@@ -26,8 +26,6 @@ namespace tool {
 
 namespace {
 
-constexpr uint16_t lastVlan = 4094;
-
 struct DiffOptions : SetOptions {
   std::string before;
   std::string after;
@@ -40,20 +38,6 @@ struct Side {
   const agent::Interface* after = nullptr;
   const agent::Interface& any() const { return after != nullptr ? *after : *before; }
 };
-
-const agent::AccessList* listAt(const agent::Config& config, const agent::Interface* intf,
-                                agent::Direction direction, agent::Family family) {
-  if (intf == nullptr) {
-    return nullptr;
-  }
-  for (const agent::Binding& binding : intf->bindings) {
-    if (binding.direction == direction && binding.family == family) {
-      const agent::AccessList* const list = config.list(family, binding.list);
-      return list == nullptr || list->rules.empty() ? nullptr : list;
-    }
-  }
-  return nullptr;
-}
 
 bool isRefused(const agent::Interface* intf, agent::Direction direction, agent::Family family) {
   return intf != nullptr && std::any_of(intf->refusedBindings.begin(), intf->refusedBindings.end(),

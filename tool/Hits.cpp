@@ -1,5 +1,6 @@
 #include "tool/Hits.h"
 
+#include "tool/Common.h"
 #include "tool/Session.h"
 
 #include <CLI/CLI.hpp>
@@ -69,7 +70,7 @@ Json lookupJson(const sim::LookupResult& lookup, const agent::RowOwner* owner) {
   json["role"] = lookup.role == sim::Role::routed ? "routed" : "port";
   json["aclId"] = lookup.aclId;
   json["row"] = isHit(lookup) ? Json(lookup.row) : Json(nullptr);
-  json["result"] = lookup.forward ? "permit" : "deny";
+  json["result"] = permitWord(lookup.forward);
   json["acl"] = owner == nullptr ? Json(nullptr) : Json(owner->acl->source.name);
   json["line"] = owner == nullptr || owner->rule() == nullptr ? Json(nullptr) : Json(owner->rule()->loc.line);
   json["rule"] = owner != nullptr ? owner->acl->textOf(owner->origin)

@@ -1,5 +1,6 @@
 #include "tool/JsonShow.h"
 
+#include "tool/Common.h"
 #include "tool/JsonDocument.h"
 
 #include <nlohmann/json.hpp>
@@ -16,7 +17,7 @@ Json rowJson(Session& session, const sim::Device& device, const XpAcl::TcamTable
   const bool ofList = owner != nullptr && owner->acl;
   return {{"row", number},
           {"key", sim::keyText(info.table, row.value, row.mask)},
-          {"result", data.result() != 0 ? "permit" : "deny"},
+          {"result", permitWord(data.result() != 0)},
           {"log", data.logEn() != 0},
           {"counter", data.countEn() != 0 ? Json(data.cntrIdx()) : Json(nullptr)},
           {"acl", ofList ? Json(owner->acl->source.name) : Json(nullptr)},

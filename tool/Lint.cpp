@@ -24,10 +24,6 @@ struct LintOptions : SetOptions {
   std::string config;
 };
 
-const char* verdictName(bool permit) {
-  return permit ? "permit" : "deny";
-}
-
 // --------------------------------------------------------------------------------------------- text
 
 // Findings of one list, kind by kind; a kind with many is cut short.
@@ -138,7 +134,7 @@ private:
               << "        the same with " << range.cheaperRows
               << (range.cheaperRows == 1 ? " row: ports " : " rows: ports ") << portsText(range.cheaper);
     if (!range.excluded.empty()) {
-      std::cout << ", and in front of it the same line as " << verdictName(!report_.rule(range.line).permit)
+      std::cout << ", and in front of it the same line as " << permitWord(!report_.rule(range.line).permit)
                 << " without log, for ports " << portsText(range.excluded);
     }
     std::cout << "\n";

@@ -4,6 +4,7 @@
 #include "packet/HeaderTrace.h"
 
 #include "tool/Commands.h"
+#include "tool/Common.h"
 #include "tool/JsonDocument.h"
 #include "tool/Session.h"
 
@@ -185,9 +186,7 @@ private:
       }
     }
     if (everyPacket_) {
-      Json json{{"packet", result_.packets},
-                {"verdict", verdict.permit() ? "permit" : "deny"},
-                {"lookups", lookups}};
+      Json json{{"packet", result_.packets}, {"verdict", permitWord(verdict.permit())}, {"lookups", lookups}};
       if (severalPorts()) {
         json["in"] = in.name;
       }

@@ -178,8 +178,6 @@ agent::Config Session::withSparePorts(agent::Config config) const {
 }
 
 void Session::attachPorts() {
-  constexpr uint16_t firstVlan = 1;
-  constexpr uint16_t lastVlan = 4094;
   for (const agent::Interface& intf : config_.interfaces) {
     if (intf.kind != agent::InterfaceKind::ethernet) {
       continue;

@@ -33,6 +33,20 @@ std::string packetsText(double packets) {
   return power == std::floor(power) ? shown : "about " + shown;
 }
 
+const agent::AccessList* listAt(const agent::Config& config, const agent::Interface* intf,
+                                agent::Direction direction, agent::Family family) {
+  if (intf == nullptr) {
+    return nullptr;
+  }
+  for (const agent::Binding& binding : intf->bindings) {
+    if (binding.direction == direction && binding.family == family) {
+      const agent::AccessList* const list = config.list(family, binding.list);
+      return list == nullptr || list->rules.empty() ? nullptr : list;
+    }
+  }
+  return nullptr;
+}
+
 const agent::Rule* ruleOf(const verify::Judgement& judgement, const agent::AccessList* list) {
   return judgement.decider == verify::Decider::line && list != nullptr ? &list->rules[judgement.index]
                                                                        : nullptr;

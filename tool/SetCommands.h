@@ -24,6 +24,10 @@ std::string memoryText(std::size_t bytes); // "12 MiB"
 // A number of packets: exact up to a million, then "2^32" or "about 2^31.6".
 std::string packetsText(double packets);
 
+// The list that judges at an interface; null: none, or one without lines, which judges nothing.
+const agent::AccessList* listAt(const agent::Config& config, const agent::Interface* intf,
+                                agent::Direction direction, agent::Family family);
+
 // The rule that a judgement by `list` names, or null.
 const agent::Rule* ruleOf(const verify::Judgement& judgement, const agent::AccessList* list);
 // Where the rule stands and what it says: "LIST file:12 permit ip any any", "LIST (implicit) deny",

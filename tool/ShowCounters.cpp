@@ -47,7 +47,7 @@ std::vector<agent::LineCounter> sorted(const agent::ListCounters& list, bool byH
   return lines;
 }
 
-void printJson(const agent::Counters& counters, bool byHits) {
+void printCounters(const agent::Counters& counters, bool byHits) {
   Json lists = Json::array();
   for (const agent::ListCounters& list : counters.lists) {
     Json lines = Json::array();
@@ -65,10 +65,10 @@ void printJson(const agent::Counters& counters, bool byHits) {
                      {"lines", lines},
                      {"removed", list.removed}});
   }
-  tool::printJson("show",
-                  {{"what", "counters"},
-                   {"lists", lists},
-                   {"implicitDeny", {{"in", counters.implicitDeny[0]}, {"out", counters.implicitDeny[1]}}}});
+  printJson("show",
+            {{"what", "counters"},
+             {"lists", lists},
+             {"implicitDeny", {{"in", counters.implicitDeny[0]}, {"out", counters.implicitDeny[1]}}}});
 }
 
 void printText(const agent::Counters& counters, bool byHits) {
@@ -108,7 +108,7 @@ void showCounters(Session& session, const ShowOptions& options) {
   session.agent().pollCounters();
   const agent::Counters counters = session.agent().counters();
   if (options.json) {
-    printJson(counters, options.byHits);
+    printCounters(counters, options.byHits);
   } else {
     printText(counters, options.byHits);
   }

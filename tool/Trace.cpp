@@ -8,6 +8,7 @@
 #include "sim/Pipeline.h"
 
 #include "tool/Commands.h"
+#include "tool/Common.h"
 #include "tool/Hits.h"
 #include "tool/JsonDocument.h"
 #include "tool/Session.h"
@@ -91,7 +92,7 @@ private:
 
   void printJson(const sim::Verdict& verdict) {
     Json json{{"packet", packet::toText(packet_)},
-              {"verdict", verdict.permit() ? "permit" : "deny"},
+              {"verdict", permitWord(verdict.permit())},
               {"fate", sim::fateText(verdict.fate)},
               {"vlan", verdict.vlan},
               {"lookups", Json::array()}};

@@ -6,6 +6,7 @@
 #include "sim/Pipeline.h"
 
 #include "tool/Commands.h"
+#include "tool/Common.h"
 #include "tool/JsonDocument.h"
 #include "tool/Session.h"
 #include "tool/UpdateCheck.h"
@@ -109,14 +110,12 @@ private:
   static void printPacket(std::size_t index, bool permit, UpdateCheck::Is is) {
     using Is = UpdateCheck::Is;
     printJson("update", {{"packet", index + 1},
-                         {"verdict", permit ? "permit" : "deny"},
+                         {"verdict", permitWord(permit)},
                          {"is", is == Is::old       ? "old"
                                 : is == Is::fresh   ? "new"
                                 : is == Is::blocked ? "blocked"
                                                     : "neither"}});
   }
-
-  static const char* word(bool permit) { return permit ? "permit" : "deny"; }
 
   static std::vector<Hits::Line> lines(const Session& session, const Hits& hits) {
     std::vector<std::shared_ptr<agent::AggregatedAcl>> lists;
@@ -139,9 +138,9 @@ private:
                           {"packet", finding.packet},
                           {"table", finding.table},
                           {"row", finding.row ? Json(*finding.row) : Json(nullptr)},
-                          {"verdict", word(finding.verdict)},
-                          {"old", word(finding.old)},
-                          {"new", word(finding.fresh)}});
+                          {"verdict", permitWord(finding.verdict)},
+                          {"old", permitWord(finding.old)},
+                          {"new", permitWord(finding.fresh)}});
     }
     printJson("update", {{"summary",
                           {{"writes", check.writes()},

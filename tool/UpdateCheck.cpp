@@ -1,16 +1,9 @@
 #include "tool/UpdateCheck.h"
+#include "tool/Common.h"
 
 #include <algorithm>
 
 namespace tool {
-
-namespace {
-
-const char* word(bool permit) {
-  return permit ? "permit" : "deny";
-}
-
-} // namespace
 
 UpdateCheck::UpdateCheck(Session& session, Path path, const std::vector<packet::Packet>& packets,
                          Verdicts verdicts)
@@ -116,8 +109,8 @@ void UpdateCheck::find(std::size_t i, const sim::Verdict& verdict) {
 
 std::string findingText(const UpdateCheck::Finding& finding) {
   return "write " + std::to_string(finding.write) + " (" + finding.call + "): packet " +
-         std::to_string(finding.packet) + ": " + word(finding.verdict) + ", old " + word(finding.old) +
-         ", new " + word(finding.fresh) + ", " + finding.table + " row " +
+         std::to_string(finding.packet) + ": " + permitWord(finding.verdict) + ", old " +
+         permitWord(finding.old) + ", new " + permitWord(finding.fresh) + ", " + finding.table + " row " +
          (finding.row ? std::to_string(*finding.row) : "none");
 }
 

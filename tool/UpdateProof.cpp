@@ -2,6 +2,7 @@
 
 #include "packet/PacketText.h"
 #include "sim/Key.h"
+#include "tool/Common.h"
 
 #include <algorithm>
 
@@ -15,10 +16,6 @@ namespace {
 
 const agent::AccessList* listOf(const agent::Config& config, const ProofPlace& place, const PlaceSide& side) {
   return side.list.empty() ? nullptr : config.list(place.family, side.list);
-}
-
-const char* word(bool permit) {
-  return permit ? "permit" : "deny";
 }
 
 } // namespace
@@ -411,24 +408,24 @@ std::string UpdateProof::findingText() const {
   if (finding.isWay()) {
     text += "  a packet that enters at " + finding.from + " in VLAN " + std::to_string(finding.vlan) +
             (finding.to.empty() ? "" : " and leaves at " + finding.to) + "\n  " +
-            packet::toText(finding.witness) + "\n  now " + word(finding.now()) + "; old " +
-            word(finding.old()) + "; new " + word(finding.fresh());
+            packet::toText(finding.witness) + "\n  now " + permitWord(finding.now()) + "; old " +
+            permitWord(finding.old()) + "; new " + permitWord(finding.fresh());
   }
   for (const ProofStep& step : finding.steps) {
     const ProofPlace& place = places_[step.place];
     text += std::string(finding.isWay() ? "\n" : "") + "  " + place.text() + " (" + place.entryText() + ")" +
             (finding.isWay() ? ": " : "\n  " + packet::toText(finding.witness) + "\n  ") + "now " +
-            word(step.now) + ", " +
+            permitWord(step.now) + ", " +
             (!step.lookup ? "the chip makes no lookup"
              : step.row   ? "row " + std::to_string(*step.row)
                           : "no row hits") +
             (step.blocked ? ", the interface is blocked" : "");
     if (finding.when != When::after) {
-      text += "; old " + std::string(word(step.old)) + ", " +
+      text += "; old " + std::string(permitWord(step.old)) + ", " +
               (place.old.list.empty() ? "no list" : place.old.list);
     }
     if (finding.when != When::before) {
-      text += "; new " + std::string(word(step.fresh)) + ", " +
+      text += "; new " + std::string(permitWord(step.fresh)) + ", " +
               (place.fresh.list.empty() ? "no list" : place.fresh.list);
     }
   }

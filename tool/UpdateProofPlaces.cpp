@@ -73,9 +73,9 @@ constexpr Site sites[] = {
     {Direction::out, Role::routed, Family::ipv6},
 };
 
-class PlaceFinder {
+class ProofPlaceFinder {
 public:
-  explicit PlaceFinder(const Change& change) : change_(change), enabled_(change) {}
+  explicit ProofPlaceFinder(const Change& change) : change_(change), enabled_(change) {}
 
   std::vector<ProofPlace> find() {
     addTopology(change_.old, &ProofPlace::old);
@@ -240,7 +240,7 @@ ChipLookup lookupAt(const ProofPlace& place, uint8_t aclId) {
 }
 
 std::vector<ProofPlace> proofPlaces(const Change& change) {
-  return PlaceFinder(change).find();
+  return ProofPlaceFinder(change).find();
 }
 
 } // namespace tool

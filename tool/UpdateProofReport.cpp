@@ -3,6 +3,7 @@
 #include "packet/PacketText.h"
 
 #include "tool/Certificate.h"
+#include "tool/Common.h"
 #include "tool/JsonDocument.h"
 #include "tool/UpdateProof.h"
 
@@ -23,10 +24,6 @@ constexpr std::size_t placesShown = 20;
 
 constexpr PlaceVerdict shownVerdicts[] = {PlaceVerdict::same, PlaceVerdict::old, PlaceVerdict::fresh,
                                           PlaceVerdict::between, PlaceVerdict::blocked};
-
-const char* permitWord(bool permit) {
-  return permit ? "permit" : "deny";
-}
 
 std::string countText(uint64_t count, const char* one, const char* more) {
   return std::to_string(count) + " " + (count == 1 ? one : more);

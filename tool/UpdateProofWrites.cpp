@@ -1,4 +1,5 @@
 #include "tool/UpdateProofWrites.h"
+#include "tool/Common.h"
 
 #include <algorithm>
 #include <optional>
@@ -10,9 +11,6 @@ using namespace XpXdk;
 using sim::Op;
 
 namespace {
-
-constexpr uint16_t firstVlan = 1;
-constexpr uint16_t lastVlan = 4094;
 
 template <typename... Numbers>
 std::string packed(Numbers... numbers) {

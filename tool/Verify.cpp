@@ -181,10 +181,6 @@ std::string listName(const ChipPlace& place) {
   return place.list == nullptr ? "none" : place.list->name;
 }
 
-const char* verdictName(bool permit) {
-  return permit ? "permit" : "deny";
-}
-
 Json differenceJson(const Comparison& comparison) {
   const Difference& difference = *comparison.difference;
   const ChipPlace& place = comparison.place;
@@ -195,8 +191,8 @@ Json differenceJson(const Comparison& comparison) {
           {"list", place.list == nullptr ? Json(nullptr) : Json(place.list->name)},
           {"witness", packet::toText(difference.witness)},
           {"packets", difference.packets},
-          {"chip", verdictName(difference.chipPermits)},
-          {"lines", verdictName(difference.line.permit)},
+          {"chip", permitWord(difference.chipPermits)},
+          {"lines", permitWord(difference.line.permit)},
           {"row", difference.row ? Json(*difference.row) : Json(nullptr)},
           {"rowRule", difference.rowText},
           {"line", rule == nullptr ? Json(nullptr) : Json(rule->loc.line)},
@@ -313,10 +309,10 @@ private:
               << familyName(familyOf(place.lookup.table)) << ", for " << packetsText(difference.packets)
               << " packets such as\n"
               << "  " << packet::toText(difference.witness) << "\n"
-              << "  chip " << unsigned{place.chip} << ": " << verdictName(difference.chipPermits) << ", "
+              << "  chip " << unsigned{place.chip} << ": " << permitWord(difference.chipPermits) << ", "
               << (difference.row ? "row " + std::to_string(*difference.row) + ", " : "") << difference.rowText
               << "\n"
-              << "  lines:  " << verdictName(difference.line.permit) << ", "
+              << "  lines:  " << permitWord(difference.line.permit) << ", "
               << judgementText(difference.line, place.list) << "\n";
   }
 

@@ -1,12 +1,12 @@
 #include "agent/config/CliReader.h"
 
+#include "agent/config/InterfaceNames.h"
+
 #include <algorithm>
 
 namespace agent {
 
 namespace {
-
-constexpr unsigned maxChip = 63; // the SDK numbers devices from 0 to 63
 
 bool contains(std::string_view text, std::string_view part) {
   return text.find(part) != std::string_view::npos;

@@ -115,16 +115,16 @@ constexpr std::array icmpV6Names = {
 };
 
 template <class Table>
-constexpr bool isSorted(const Table& table) {
+constexpr bool namesAscend(const Table& table) {
   for (size_t i = 1; i < table.size(); ++i)
     if (table[i].name <= table[i - 1].name)
       return false;
   return true;
 }
-static_assert(isSorted(icmpNames) && isSorted(icmpV6Names), "names are found by halving");
+static_assert(namesAscend(icmpNames) && namesAscend(icmpV6Names), "names are found by halving");
 
 template <class Table>
-std::optional<IcmpName> find(const Table& table, std::string_view name) {
+std::optional<IcmpName> findIcmp(const Table& table, std::string_view name) {
   const auto at =
       std::lower_bound(table.begin(), table.end(), name, [](const Icmp& entry, std::string_view word) {
         return compareWords(entry.name, word) < 0;
@@ -140,7 +140,7 @@ std::optional<IcmpName> find(const Table& table, std::string_view name) {
 } // namespace
 
 std::optional<IcmpName> icmpFromName(std::string_view name, bool v6) {
-  return v6 ? find(icmpV6Names, name) : find(icmpNames, name);
+  return v6 ? findIcmp(icmpV6Names, name) : findIcmp(icmpNames, name);
 }
 
 void offerIcmpNames(NearestWord& nearest, bool v6) {

@@ -13,6 +13,8 @@
 
 namespace agent {
 
+constexpr unsigned maxChip = 63; // the SDK numbers devices from 0 to 63
+
 class InterfaceName {
 public:
   // Nothing when the text does not start with a letter. A kind that is unknown, a position that makes no

@@ -6,7 +6,6 @@ namespace agent {
 
 namespace {
 
-constexpr uint32_t sequenceStep = 10;
 // A default key of the agent has this name; a list of this name could not be told from no list.
 constexpr std::string_view reservedName = "aclGroupDefault";
 

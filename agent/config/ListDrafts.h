@@ -21,6 +21,8 @@ namespace agent {
 enum class ListNumber : uint8_t { none, standard, extended, macStandard, macExtended };
 ListNumber listNumber(std::string_view name); // none also for what is no number
 
+constexpr uint32_t sequenceStep = 10; // from an entry to the next one that says no number
+
 using ListKey = std::pair<Family, std::string>;
 
 class ListDraft {

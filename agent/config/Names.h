@@ -40,6 +40,7 @@ struct IcmpName {
 std::optional<IcmpName> icmpFromName(std::string_view name, bool v6);
 void offerIcmpNames(NearestWord& nearest, bool v6);
 
+constexpr uint32_t lowestEtherType = 1536; // IEEE 802.3: smaller numbers are lengths
 // EtherTypes (IEEE registration authority, RFC 9542).
 std::optional<uint16_t> etherTypeFromName(std::string_view name);
 void offerEtherTypes(NearestWord& nearest);

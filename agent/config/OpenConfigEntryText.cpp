@@ -29,8 +29,6 @@ JsonValue numberOf(std::string name, uint64_t number) {
 
 namespace {
 
-constexpr uint32_t lowestEtherType = 1536; // IEEE 802.3: smaller numbers are lengths
-
 std::string prefixText(const V4Match& match) {
   return v4Text(match.address) + "/" + std::to_string(*prefixLengthOf(match.wildcard));
 }

@@ -1,4 +1,5 @@
 #include "agent/config/Addresses.h"
+#include "agent/config/Names.h"
 #include "agent/config/OpenConfigEntryParts.h"
 #include "agent/config/OpenConfigNames.h"
 
@@ -7,7 +8,6 @@ namespace agent::openconfig {
 namespace {
 
 // IEEE 802.3: smaller numbers are lengths.
-constexpr uint32_t lowestEtherType = 1536;
 
 void takeMac(Container& container, const std::string& side, Problems& problems, MacMatch& match) {
   const Member* const address = container.take(side + "-mac");

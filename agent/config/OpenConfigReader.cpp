@@ -20,7 +20,6 @@ namespace {
 
 using namespace openconfig;
 
-constexpr uint32_t maxChip = 63;
 constexpr const char* setsPath = "acl/acl-sets";
 
 class DocumentReader {

@@ -1,6 +1,7 @@
 #include "agent/config/OpenConfigText.h"
 
 #include "agent/config/Lexer.h"
+#include "agent/config/ListDrafts.h"
 #include "agent/config/OpenConfigEntryText.h"
 #include "agent/config/OpenConfigJson.h"
 #include "agent/config/OpenConfigNames.h"
@@ -20,8 +21,6 @@ SetType typeOf(Family family) {
 std::string typeIdentity(Family family) {
   return std::string("openconfig-acl:") + setTypeName(typeOf(family));
 }
-
-constexpr uint32_t sequenceStep = 10;
 
 // Appends a value as text; every string in it is UTF-8.
 void print(const JsonValue& value, const std::string& indent, std::string& text) {
