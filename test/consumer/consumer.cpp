@@ -1,7 +1,7 @@
 // Uses one installed target, named by the definition WITH_..., and says what it made.
 
-#include "Vane/Vane.h"
 #include "Ovnet/IntfId.h"
+#include "Vane/Vane.h"
 
 #ifdef WITH_XPACLTCAM
 #include "XpAclTcam/XpAclAgentCommon.h"
