@@ -215,6 +215,19 @@ TEST_F(Tool, WrongUsageEndsWithTwo) {
   }
 }
 
+TEST_F(Tool, WrongUsageIsSaidByTheCommandThatItIsFor) {
+  EXPECT_EQ(
+      run("bogus").err,
+      "xpacl: there is no command 'bogus'; the commands are plan, replay, show, trace, who, update, audit, "
+      "run, verify, lint, diff, check-certificate, convert, report, top\n"
+      "xpacl --help tells more\n");
+  EXPECT_EQ(run("diff").err, "xpacl diff: OLD is required\nxpacl diff --help tells more\n");
+  EXPECT_EQ(run("convert a --to xml").err, "xpacl convert: --to: xml not in {cli,openconfig}\n"
+                                           "xpacl convert --help tells more\n");
+  EXPECT_EQ(run("--bogus").status, 2);
+  EXPECT_EQ(run("check-certificate " + file("no.json", "hostname a\n")).status, 2);
+}
+
 TEST_F(Tool, HelpShowsExamples) {
   for (const char* const command : {"plan", "replay", "show", "trace", "who", "update"}) {
     const Outcome help = run(std::string(command) + " --help");

@@ -463,7 +463,11 @@ Json readCertificate(const std::string& path) {
   try {
     json = Json::parse(file);
   } catch (const nlohmann::json::parse_error& error) {
-    throw Exit(exitBadInput, path + ": is no JSON: " + error.what());
+    // Behind the library's own mark: "[json.exception.parse_error.101] ".
+    const std::string why = error.what();
+    const std::size_t mark = why.find("] ");
+    throw Exit(exitBadInput, path + ": is no certificate, and no JSON: " +
+                                 (mark == std::string::npos ? why : why.substr(mark + 2)));
   }
   if (!json.is_object() || !json.contains("format") || json["format"] != certificateFormat) {
     throw Exit(exitBadInput, path + ": is no certificate: its 'format' is not '" + certificateFormat + "'");
