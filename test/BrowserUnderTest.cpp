@@ -266,7 +266,8 @@ void BrowserUnderTest::screenshot(const std::string& path, bool whole) {
 
 std::vector<std::string> BrowserUnderTest::nameless(const std::vector<std::string>& roles) {
   std::vector<std::string> found;
-  for (const json& node : call("Accessibility.getFullAXTree")["nodes"]) {
+  const json tree = call("Accessibility.getFullAXTree");
+  for (const json& node : tree.at("nodes")) {
     const std::string role = node.value("role", json::object()).value("value", "");
     if (node.value("ignored", false) || std::find(roles.begin(), roles.end(), role) == roles.end()) {
       continue;
