@@ -140,8 +140,7 @@ TEST_F(ToolShow, CountersByHits) {
 
 TEST_F(ToolShow, ArgumentsThatDoNotFit) {
   const std::string config = file("a.conf", small);
-  EXPECT_EQ(run("show " + config + " ids --by-hits").err,
-            "xpacl: --by-hits belongs to show counters\n");
+  EXPECT_EQ(run("show " + config + " ids --by-hits").err, "xpacl: --by-hits belongs to show counters\n");
   EXPECT_EQ(run("show " + config + " counters --in Ethernet1").err,
             "xpacl: show counters: --in, --out and --vlan say where packets go; give them with --pcap\n");
   EXPECT_EQ(run("show " + config + " counters x").err,

@@ -26,9 +26,14 @@ function bar(part, whole) {
   return h("span", {class: "bar", "aria-hidden": "true"}, inner);
 }
 
+// A column without a title draws the figure before it.
+function columnHead([title, kind]) {
+  return h("th", {scope: "col", class: kind || "", "aria-label": title ? null : "as a bar"}, title);
+}
+
 // Columns: [title, class]; cells: text or elements. The first cell of each row is its header.
 function table(caption, columns, rows) {
-  const head = h("tr", {}, columns.map(([title, kind]) => h("th", {scope: "col", class: kind || ""}, title)));
+  const head = h("tr", {}, columns.map(columnHead));
   const lines = rows.map((cells) => h("tr", {}, cells.map((cell, i) =>
     h(i === 0 ? "th" : "td", {scope: i === 0 ? "row" : null, class: columns[i][1] || ""}, cell))));
   return h("div", {class: "scroll"}, h("table", {}, h("caption", {}, caption), h("thead", {}, head), h("tbody", {}, lines)));
@@ -478,7 +483,7 @@ class RowMap {
       const [shown, ignored] = fieldText(name, value, mask, this.family);
       return h("tr", {}, h("th", {scope: "row"}, fieldTitles[name] || name), h("td", {class: "mono"}, shown), h("td", {class: "mono"}, ignored));
     });
-    return h("table", {}, h("thead", {}, h("tr", {}, h("th", {scope: "col"}, "Field"), h("th", {scope: "col"}, "Value"), h("th", {scope: "col"}, "Ignored bits"))), h("tbody", {}, fields));
+    return h("table", {"aria-label": "What the row compares"}, h("thead", {}, h("tr", {}, h("th", {scope: "col"}, "Field"), h("th", {scope: "col"}, "Value"), h("th", {scope: "col"}, "Ignored bits"))), h("tbody", {}, fields));
   }
 }
 
@@ -569,10 +574,10 @@ class ListView {
     this.more = h("div", {class: "tools"});
     const filter = h("input", {type: "search", placeholder: "part of a rule", "aria-label": "Show only lines of " + this.list.acl + " with this text",
       oninput: () => this.filterIs(filter.value)});
-    const implicit = h("tbody", {}, this.list.implicit.map((one) => h("tr", {}, h("th", {scope: "row"}, ""), h("td", {class: "rule soft"}, one.rule), h("td", {class: "num"}, "1"), h("td", {}, bar(1, this.costly)),
+    const implicit = h("tbody", {}, this.list.implicit.map((one) => h("tr", {}, h("td", {}, ""), h("td", {class: "rule soft"}, one.rule), h("td", {class: "num"}, "1"), h("td", {}, bar(1, this.costly)),
       this.hits ? [h("td", {class: "num"}, number(one.hits)), h("td", {}, bar(one.hits, this.most))] : [])));
     this.inside.append(this.list.entries.length > 20 ? h("div", {class: "tools"}, filter) : "", this.less,
-      h("div", {class: "scroll"}, h("table", {}, h("caption", {}, "Lines of " + listTitle(this.list)), h("thead", {}, h("tr", {}, columns.map(([title, kind]) => h("th", {scope: "col", class: kind || ""}, title)))), this.rows, implicit)), this.more);
+      h("div", {class: "scroll"}, h("table", {}, h("caption", {}, "Lines of " + listTitle(this.list)), h("thead", {}, h("tr", {}, columns.map(columnHead))), this.rows, implicit)), this.more);
     this.show(0, ListView.chunk);
   }
 
