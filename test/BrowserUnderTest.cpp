@@ -85,7 +85,10 @@ BrowserUnderTest::BrowserUnderTest() {
   const int reads = ::fcntl(down[0], F_DUPFD_CLOEXEC, 10);
   const int writes = ::fcntl(up[1], F_DUPFD_CLOEXEC, 10);
   std::string folder = (std::filesystem::temp_directory_path() / "xpacl_browser.XXXXXX").string();
-  profile_ = ::mkdtemp(folder.data());
+  if (::mkdtemp(folder.data()) == nullptr) {
+    throw std::runtime_error("no folder for the browser's profile");
+  }
+  profile_ = folder;
   const std::string name = program();
   const std::string profile = "--user-data-dir=" + profile_;
   const std::array<const char*, 12> arguments{name.c_str(),

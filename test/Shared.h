@@ -10,6 +10,10 @@
 
 namespace test {
 
+constexpr const char* noSharedData =
+    "the real configurations are not there, which are no part of the repository: put them into shared/data "
+    "beside it, or name their folder shared in XPACL_SHARED";
+
 inline std::optional<std::filesystem::path> sharedData() {
   const char* named = std::getenv("XPACL_SHARED");
   const std::filesystem::path folder =

@@ -2,13 +2,13 @@
 #include "sim/ChipFile.h"
 #include "test/Random.h"
 #include "test/ToolUnderTest.h"
+#include "test/TwoPlaces.h"
 #include "tool/Certificate.h"
 #include "tool/CheckCertificate.h"
 #include "tool/UpdateProof.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <functional>
 #include <regex>
@@ -337,40 +337,20 @@ TEST_F(CertificateTool, WithoutPacketsOrProofThereIsNothingToDo) {
 }
 
 // One port opens what another still denies, then that one denies less and more; nothing is blocked meanwhile.
-constexpr const char* mixedOld = R"(ip access-list extended A
+const std::string mixedOld = std::string(R"(ip access-list extended A
  10 deny udp any any eq 53
  20 permit ip any any
 ip access-list extended B
  10 deny udp any any eq 53
  20 permit ip any any
-interface Ethernet1
- switchport access vlan 1
- ip access-group A in
-interface Ethernet2
- switchport access vlan 1
- ip access-group B out
-)";
-constexpr const char* mixedNew = R"(ip access-list extended A
+)") + test::entranceAndExit;
+const std::string mixedNew = std::string(R"(ip access-list extended A
  10 permit ip any any
 ip access-list extended B
  10 deny udp any any eq 53
  20 deny tcp any any eq 80
  30 permit ip any any
-interface Ethernet1
- switchport access vlan 1
- ip access-group A in
-interface Ethernet2
- switchport access vlan 1
- ip access-group B out
-)";
-
-bool isBlock(const tool::ChipWrite& write) {
-  if (write.op == sim::Op::portConfigWrite) {
-    const XpXdk::xpPortConfigEntry entry = tool::portConfigOf(write);
-    return entry.portAclId == 0 && entry.aclEnBits != 0;
-  }
-  return write.op == sim::Op::egressWrite && tool::egressOf(write).ePaclId == 0;
-}
+)") + test::entranceAndExit;
 
 // Every place goes from its old list to its new one; the packets that meet several are judged on their ways.
 TEST(Certificate, WaysThroughSeveralPlacesAreFoundAgain) {
@@ -379,8 +359,7 @@ TEST(Certificate, WaysThroughSeveralPlacesAreFoundAgain) {
   tool::Session session(old, tool::CommonOptions(), {&fresh});
   agent::ApplyResult result;
   tool::Change change = tool::recordChange(session, fresh, result);
-  change.writes.erase(std::remove_if(change.writes.begin(), change.writes.end(), isBlock),
-                      change.writes.end());
+  test::dropBlocks(change.writes);
   tool::UpdateProof proof(change, old, fresh);
   ASSERT_TRUE(result.ok && proof.run());
   EXPECT_GT(proof.numMixed(), 0u);

@@ -8,6 +8,7 @@
 #include <optional>
 #include <regex>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -205,7 +206,10 @@ class FakeTree {
 public:
   FakeTree() {
     std::string name = (fs::temp_directory_path() / "includeRulesXXXXXX").string();
-    root_ = mkdtemp(name.data());
+    if (mkdtemp(name.data()) == nullptr) {
+      throw std::runtime_error("no folder for a tree");
+    }
+    root_ = name;
   }
   ~FakeTree() { fs::remove_all(root_); }
   FakeTree(const FakeTree&) = delete;

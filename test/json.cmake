@@ -1,10 +1,6 @@
 # What commands print for machines, and the live view's picture.
-if(TARGET xpacl)
-  foreach(area json top)
-    xpacl_test(${area}_test)
-    target_compile_definitions(${area}_test PRIVATE XPACL_TOOL="$<TARGET_FILE:xpacl>")
-    add_dependencies(${area}_test xpacl)
-  endforeach()
+xpacl_tool_test(json_test)
+xpacl_tool_test(top_test)
+if(TARGET json_test)
   target_sources(json_test PRIVATE JsonSchema.cpp)
-  target_compile_definitions(json_test PRIVATE XPACL_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
 endif()

@@ -646,7 +646,7 @@ TEST(OpenConfigConvert, differencesAreFound) {
 TEST(OpenConfigConvert, realConfigurations) {
   const auto shared = test::sharedData();
   if (!shared)
-    GTEST_SKIP() << "no shared data";
+    GTEST_SKIP() << test::noSharedData;
   size_t converted = 0;
   for (const char* const folder : {"configs", "openconfig"}) {
     std::vector<std::filesystem::path> files;

@@ -446,7 +446,7 @@ TEST(OpenConfigDocument, textsOfStrings) {
 TEST(OpenConfigDocument, realDocuments) {
   const auto shared = test::sharedData();
   if (!shared || !std::filesystem::is_directory(*shared / "openconfig"))
-    GTEST_SKIP() << "no shared data";
+    GTEST_SKIP() << test::noSharedData;
   std::string text;
   for (const char* const name : {"01-update-identityref", "02-deny-subnets-bound", "03-two-sets-two-ports",
                                  "04-compiled-inet", "05-compiled-mixed", "06-port-ranges-established"}) {

@@ -205,7 +205,7 @@ TEST(Lines, neighbourDiscoveryIsPermittedBehindTheLines) {
 TEST(Lines, realListsAndFilterSets) {
   const auto data = test::sharedData();
   if (!data) {
-    GTEST_SKIP() << "no shared data";
+    GTEST_SKIP() << test::noSharedData;
   }
   test::Random random(test::Random::seed("Real"));
   test::RandomLists packets(random);

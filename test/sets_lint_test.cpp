@@ -340,7 +340,7 @@ TEST(Lint, oneLineIsNotRemovableUnlessItPermitsEverything) {
 TEST(Lint, realLists) {
   const auto data = test::sharedData();
   if (!data) {
-    GTEST_SKIP() << "no shared data";
+    GTEST_SKIP() << test::noSharedData;
   }
   test::Random random(test::Random::seed("RealLint"));
   for (const auto& entry : std::filesystem::directory_iterator(*data / "configs")) {

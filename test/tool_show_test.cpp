@@ -99,7 +99,7 @@ TEST_F(ToolShow, CountersAgreeWithReplay) {
 TEST_F(ToolShow, CountersAgreeWithReplayOnSharedCaptures) {
   const auto data = test::sharedData();
   if (!data) {
-    GTEST_SKIP() << "the shared captures are not there";
+    GTEST_SKIP() << test::noSharedData;
   }
   unsigned captures = 0;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(*data)) {

@@ -137,7 +137,7 @@ TEST(UpdateCheck, RandomPairsOfListsShowNothingElse) {
 TEST(UpdateCheck, SharedListsChangeIntoEachOther) {
   const auto data = test::sharedData();
   if (!data) {
-    GTEST_SKIP() << "the shared configurations are not there";
+    GTEST_SKIP() << test::noSharedData;
   }
   std::map<Family, std::vector<AccessList>> applied;
   std::vector<std::filesystem::path> files;

@@ -3,6 +3,7 @@
 #include "sim/Key.h"
 #include "test/Random.h"
 #include "test/RandomLists.h"
+#include "test/TwoPlaces.h"
 #include "tool/CertificateWays.h"
 #include "tool/UpdateCheck.h"
 #include "tool/UpdateProof.h"
@@ -24,6 +25,8 @@ namespace {
 using agent::AccessList;
 using agent::Direction;
 using agent::Family;
+using test::dropBlocks;
+using test::entranceAndExit;
 using test::Random;
 using test::RandomLists;
 using tool::PlaceVerdict;
@@ -358,26 +361,6 @@ std::string confirmed(const UpdateProof& proof, const tool::Change& change, cons
   return "";
 }
 
-// A write that makes an interface drop everything while its lists change.
-bool isBlock(const tool::ChipWrite& write) {
-  switch (write.op) {
-  case sim::Op::portConfigWrite: {
-    const XpXdk::xpPortConfigEntry entry = tool::portConfigOf(write);
-    return entry.portAclId == 0 && (entry.aclEnBits != 0 || entry.macAclEn != 0);
-  }
-  case sim::Op::egressWrite: {
-    const XpXdk::xpEgressBdEvifEntry entry = tool::egressOf(write);
-    return (entry.ePaclId == 0 && entry.ePaclIpV4En != 0) || (entry.eRaclId == 0 && entry.eRaclIpV4En != 0);
-  }
-  case sim::Op::portVlanWrite: {
-    const XpXdk::xpPortVlanIvifEntry entry = tool::portVlanOf(write);
-    return entry.routeAclId == 0 && entry.routeAclEn != 0;
-  }
-  default:
-    return false;
-  }
-}
-
 // Sequences that no library would write: a write is left out or moved, or a row turned, also one in force.
 TEST(UpdateProof, WhateverIsDoneToTheWritesIsFoundOrIsNoHarm) {
   Random random(Random::seed("broken"));
@@ -417,7 +400,7 @@ TEST(UpdateProof, WhateverIsDoneToTheWritesIsFoundOrIsNoHarm) {
         break;
       case 3:
         // Without blocks: places change one after the other while packets pass.
-        writes.erase(std::remove_if(writes.begin(), writes.end(), isBlock), writes.end());
+        dropBlocks(writes);
         break;
       default: {
         // A row that is in force, and may be put right at once.
@@ -618,13 +601,6 @@ ip access-list extended B
  10 deny tcp any any eq 80
  20 permit ip any any
 )";
-constexpr const char* entranceAndExit = R"(interface Ethernet1
- switchport access vlan 1
- ip access-group A in
-interface Ethernet2
- switchport access vlan 1
- ip access-group B out
-)";
 
 TEST(UpdateProof, APacketThatMeetsANewListHereAndAnOldOneThereIsFound) {
   const agent::Config old =
@@ -636,8 +612,7 @@ TEST(UpdateProof, APacketThatMeetsANewListHereAndAnOldOneThereIsFound) {
     ASSERT_TRUE(proof.run());
     EXPECT_EQ(proof.numMixed(), 0u);
   }
-  change.writes.erase(std::remove_if(change.writes.begin(), change.writes.end(), isBlock),
-                      change.writes.end());
+  dropBlocks(change.writes);
   UpdateProof proof(change, old, fresh);
   ASSERT_FALSE(proof.run());
   EXPECT_EQ(proof.findingText(),
@@ -671,8 +646,7 @@ interface Ethernet2
   const agent::Config old = agent::readConfigText(macDenies + ipPermits + ports, "old.conf");
   const agent::Config fresh = agent::readConfigText(macPermits + ipDenies + ports, "new.conf");
   tool::Change change = recorded(old, fresh).change;
-  change.writes.erase(std::remove_if(change.writes.begin(), change.writes.end(), isBlock),
-                      change.writes.end());
+  dropBlocks(change.writes);
   UpdateProof proof(change, old, fresh);
   ASSERT_FALSE(proof.run());
   EXPECT_EQ(
@@ -705,8 +679,7 @@ TEST(UpdateProof, PlacesThatAreMixedMayStillLetNothingThrough) {
   const agent::Config old = agent::readConfigText(entranceDenies + exitPermits + entranceAndExit, "old.conf");
   const agent::Config fresh = agent::readConfigText(open + exitDenies + entranceAndExit, "new.conf");
   tool::Change change = recorded(old, fresh).change;
-  change.writes.erase(std::remove_if(change.writes.begin(), change.writes.end(), isBlock),
-                      change.writes.end());
+  dropBlocks(change.writes);
   UpdateProof proof(change, old, fresh);
   ASSERT_TRUE(proof.run()) << proof.findingText();
   EXPECT_EQ(proof.numMixed(), 2u);

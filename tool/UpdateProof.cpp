@@ -1,5 +1,6 @@
 #include "tool/UpdateProof.h"
 
+#include "agent/config/VlanSets.h"
 #include "packet/PacketText.h"
 #include "sim/Key.h"
 #include "tool/Common.h"
@@ -49,21 +50,8 @@ PacketSet enteringAt(verify::PacketSpace& space, const ProofPlace& place) {
     return space.all();
   }
   // What is carried before and what is carried after may overlap.
-  std::vector<bool> carried(4096, false);
-  for (const agent::PortRange& range : place.vlans) {
-    for (unsigned vlan = range.low; vlan <= range.high && vlan < carried.size(); ++vlan) {
-      carried[vlan] = true;
-    }
-  }
-  agent::PortSet vlans;
-  for (uint16_t vlan = 1; vlan < carried.size(); ++vlan) {
-    if (carried[vlan] && !vlans.empty() && vlans.back().high + 1 == vlan) {
-      vlans.back().high = vlan;
-    } else if (carried[vlan]) {
-      vlans.push_back({vlan, vlan});
-    }
-  }
-  return space.fromRow({verify::Condition::within(verify::Field::vlan, std::move(vlans))});
+  const agent::PortSet vlans = agent::rangesOf(agent::vlansOf(place.vlans));
+  return space.fromRow({verify::Condition::within(verify::Field::vlan, vlans)});
 }
 
 packet::Packet witnessAt(const PacketSet& set, const ProofPlace& place) {

@@ -6,38 +6,12 @@ namespace tool {
 
 using agent::Direction;
 using agent::Family;
+using agent::VlanSet;
 using verify::Condition;
 using verify::Field;
 using verify::PacketSet;
 
 namespace {
-
-using Vlans = std::bitset<4096>;
-
-Vlans vlansOf(const std::vector<agent::PortRange>& ranges) {
-  Vlans vlans;
-  for (const agent::PortRange& range : ranges) {
-    for (unsigned vlan = range.low; vlan <= range.high && vlan < vlans.size(); ++vlan) {
-      vlans.set(vlan);
-    }
-  }
-  return vlans;
-}
-
-agent::PortSet rangesOf(const Vlans& vlans) {
-  agent::PortSet ranges;
-  for (uint16_t vlan = 1; vlan < vlans.size(); ++vlan) {
-    if (!vlans.test(vlan)) {
-      continue;
-    }
-    if (!ranges.empty() && ranges.back().high + 1 == vlan) {
-      ranges.back().high = vlan;
-    } else {
-      ranges.push_back({vlan, vlan});
-    }
-  }
-  return ranges;
-}
 
 bool meet(const std::vector<uint32_t>& places, const std::set<uint32_t>& some) {
   return std::any_of(places.begin(), places.end(),
@@ -103,14 +77,14 @@ void WayProof::findEnds() {
         found->second->accessVlan != port.accessVlan) {
       continue;
     }
-    const Vlans vlans = vlansOf(port.vlans) & vlansOf(found->second->vlans);
+    const VlanSet vlans = agent::vlansOf(port.vlans) & agent::vlansOf(found->second->vlans);
     for (const Family family : {Family::ipv4, Family::ipv6}) {
       addEnds(port, vlans, family, ends_[family]);
     }
   }
 }
 
-void WayProof::addEnds(const Topology::Port& port, const Vlans& vlans, Family family, Ends& ends) {
+void WayProof::addEnds(const Topology::Port& port, const VlanSet& vlans, Family family, Ends& ends) {
   std::vector<uint32_t> atPort;                        // that judge what enters in every VLAN
   std::map<uint16_t, std::vector<uint32_t>> enterings; // by VLAN
   std::map<uint16_t, std::vector<uint32_t>> leavings;
@@ -130,7 +104,7 @@ void WayProof::addEnds(const Topology::Port& port, const Vlans& vlans, Family fa
   }
   const auto add = [&](std::vector<WayEnd>& to, const std::vector<uint32_t>& always,
                        const std::map<uint16_t, std::vector<uint32_t>>& more) {
-    std::map<std::vector<uint32_t>, Vlans> alike;
+    std::map<std::vector<uint32_t>, VlanSet> alike;
     for (uint16_t vlan = 1; vlan < vlans.size(); ++vlan) {
       if (vlans.test(vlan)) {
         std::vector<uint32_t> places = always;
@@ -151,7 +125,7 @@ void WayProof::addEnds(const Topology::Port& port, const Vlans& vlans, Family fa
   } else if (vlans.test(port.accessVlan)) {
     const auto found = leavings.find(port.accessVlan);
     ends.out.push_back({port.chip, port.number, port.name, port.accessVlan,
-                        found == leavings.end() ? std::vector<uint32_t>() : found->second, Vlans().set()});
+                        found == leavings.end() ? std::vector<uint32_t>() : found->second, VlanSet().set()});
   }
 }
 
@@ -208,7 +182,7 @@ std::optional<WayProof::Finding> WayProof::strayOn(Family family, const Way& way
   verify::PacketSpace& macSpace = spaceOf_(Family::mac);
   Together mac(macSpace);
   const uint16_t carried = family == Family::ipv4 ? packet::etherTypeIpv4 : packet::etherTypeIpv6;
-  mac.keep(macSpace.fromRow({Condition::within(Field::vlan, rangesOf(way.vlans)),
+  mac.keep(macSpace.fromRow({Condition::within(Field::vlan, agent::rangesOf(way.vlans)),
                              Condition::equals(Field::etherType, carried, 16)}));
   for (const uint32_t place : way.places()) {
     (places_[place].family == Family::mac ? mac : ip).add(setsAt_(place));

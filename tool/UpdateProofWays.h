@@ -1,11 +1,11 @@
 #pragma once
 
+#include "agent/config/VlanSets.h"
 #include "packet/Packet.h"
 #include "tool/UpdateProofPlaces.h"
 #include "tool/UpdateProofWrites.h"
 #include "verify/PacketSet.h"
 
-#include <bitset>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -36,14 +36,14 @@ struct WayEnd {
   uint32_t port = 0;
   std::string name;             // of the port
   uint16_t accessVlan = 0;      // of the port; an access port sends what it is given into that VLAN
-  std::vector<uint32_t> places; // ascending; none: nothing judges there
-  std::bitset<4096> vlans;      // where frames enter; where they leave, unless it is an access port
+  std::vector<uint32_t> places; // none: nothing judges there
+  agent::VlanSet vlans;         // where frames enter; where they leave, unless it is an access port
 };
 
 struct Way {
   const WayEnd* in = nullptr;
   const WayEnd* out = nullptr; // null: not told
-  std::bitset<4096> vlans;     // that frames can be in when they enter
+  agent::VlanSet vlans;        // that frames can be in when they enter
   std::vector<uint32_t> places() const;
 };
 
@@ -86,7 +86,7 @@ private:
   };
 
   void findEnds();
-  void addEnds(const Topology::Port& port, const std::bitset<4096>& vlans, agent::Family family, Ends& ends);
+  void addEnds(const Topology::Port& port, const agent::VlanSet& vlans, agent::Family family, Ends& ends);
   std::optional<Finding> checkWay(agent::Family family, const WayEnd& in, const WayEnd* out);
   std::optional<Finding> strayOn(agent::Family family, const Way& way);
   bool isBeyond(const verify::PacketSet& now, const verify::PacketSet& list);

@@ -48,9 +48,7 @@ void CliReader::read(Config& config) {
   lists_.build(applied, groups_, budget_, diagnostics_, config.lists);
   diagnostics_.addAll(groups_.takeFindings());
   interfaces_.build(lists_, options_.keepGoing, config);
-  for (uint32_t vlan = 1; vlan <= maxVlan; ++vlan)
-    if (vlans_.test(vlan))
-      config.vlans.push_back(static_cast<uint16_t>(vlan));
+  config.vlans = numbersOf(vlans_);
   config.tcamRows = tcamRows_;
   config.numChips = numChips_;
   if (config.lists.empty() && config.interfaces.empty() && config.vlans.empty() && lines_.number() > 0)

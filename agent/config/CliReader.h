@@ -5,8 +5,8 @@
 #include "agent/config/InterfaceDrafts.h"
 #include "agent/config/ListDrafts.h"
 #include "agent/config/ObjectGroups.h"
+#include "agent/config/VlanSets.h"
 
-#include <bitset>
 #include <string_view>
 #include <unordered_set>
 
@@ -73,7 +73,7 @@ private:
   GroupKind groupKind_ = GroupKind::unsupported;
 
   std::unordered_set<std::string> openEndedBanners_; // delimiters that do not come again
-  std::bitset<4096> vlans_;
+  VlanSet vlans_;
   std::map<Table, uint32_t> tcamRows_;
   unsigned numChips_ = 1;
 };

@@ -238,7 +238,7 @@ void InterfaceTable::takeTrunkVlans(const std::vector<Token>& tokens, size_t fir
   const bool add = cursor.takeWord("add");
   const bool remove = !add && cursor.takeWord("remove");
   const bool except = !add && !remove && cursor.takeWord("except");
-  std::bitset<4096> named;
+  VlanSet named;
   if (cursor.at("all")) {
     named.set();
   } else if (!cursor.at("none")) {
@@ -248,14 +248,12 @@ void InterfaceTable::takeTrunkVlans(const std::vector<Token>& tokens, size_t fir
       diagnostics_->error(line, token.column, quotedWord(range.culprit) + ": " + range.error);
       return;
     }
-    for (const PortRange& part : range.ranges)
-      for (uint32_t vlan = part.low; vlan <= part.high; ++vlan)
-        named.set(vlan);
+    named = vlansOf(range.ranges);
   }
   for (const size_t index : open_) {
     auto& vlans = drafts_[index].trunkVlans;
     if (!vlans)
-      vlans = remove ? std::bitset<4096>().set() : std::bitset<4096>();
+      vlans = remove ? VlanSet().set() : VlanSet();
     vlans = add ? *vlans | named : remove ? *vlans & ~named : except ? ~named : named;
   }
 }
@@ -269,10 +267,7 @@ std::set<ListKey> InterfaceTable::appliedLists() const {
 }
 
 void InterfaceTable::spreadPortChannels() {
-  std::unordered_map<uint32_t, std::vector<Draft*>> members;
-  for (Draft& draft : drafts_)
-    if (draft.channelGroup && draft.name.kind() == InterfaceKind::ethernet)
-      members[*draft.channelGroup].push_back(&draft);
+  const auto members = channelMembers(drafts_);
   for (Draft& channel : drafts_) {
     if (channel.name.kind() != InterfaceKind::portChannel)
       continue;
@@ -304,48 +299,10 @@ void InterfaceTable::warnOfName(const Draft& draft) const {
 }
 
 Interface InterfaceTable::made(const Draft& draft) const {
-  Interface result;
-  result.name = draft.name.text();
-  result.kind = draft.name.kind();
-  result.loc = {diagnostics_->file(), draft.line, draft.column};
-  result.accessVlan = draft.accessVlan;
-  result.channelGroup = draft.channelGroup;
-  result.chip = draft.chip;
-  if (result.kind == InterfaceKind::vlan)
-    result.vlan = static_cast<uint16_t>(*draft.name.plainNumber());
-  if (!draft.trunkVlans || draft.accessMode)
-    return result;
-  result.trunk = true;
-  for (uint32_t vlan = 1; vlan <= maxVlan; ++vlan) {
-    if (!draft.trunkVlans->test(vlan))
-      continue;
-    if (!result.allowedVlans.empty() && result.allowedVlans.back().high + 1u == vlan)
-      result.allowedVlans.back().high = static_cast<uint16_t>(vlan);
-    else
-      result.allowedVlans.push_back({static_cast<uint16_t>(vlan), static_cast<uint16_t>(vlan)});
-  }
-  return result;
-}
-
-void InterfaceTable::namePorts(std::vector<Interface>& interfaces) const {
-  constexpr uint32_t maxPort = 65534;
-  std::vector<bool> taken(maxPort + 1, false);
-  for (size_t i = 0; i < drafts_.size(); ++i) {
-    const auto number = drafts_[i].name.isPlainEthernet() ? drafts_[i].name.plainNumber() : std::nullopt;
-    if (drafts_[i].name.kind() != InterfaceKind::ethernet || !number || *number < 1 || *number > maxPort)
-      continue;
-    taken[*number] = true;
-    interfaces[i].portName = "Ethernet" + std::to_string(*number);
-  }
-  uint32_t next = 1;
-  for (Interface& interface : interfaces) {
-    if (interface.kind != InterfaceKind::ethernet || !interface.portName.empty())
-      continue;
-    while (taken[next])
-      ++next; // ends, because there are fewer interfaces than port numbers
-    taken[next] = true;
-    interface.portName = "Ethernet" + std::to_string(next);
-  }
+  PortDraft port = draft;
+  if (draft.accessMode)
+    port.trunkVlans.reset();
+  return interfaceOf(port, {diagnostics_->file(), draft.line, draft.column});
 }
 
 } // namespace agent

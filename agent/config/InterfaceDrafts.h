@@ -4,8 +4,8 @@
 #include "agent/config/Diagnostics.h"
 #include "agent/config/InterfaceNames.h"
 #include "agent/config/ListDrafts.h"
+#include "agent/config/PortDrafts.h"
 
-#include <bitset>
 #include <optional>
 #include <set>
 #include <string>
@@ -51,17 +51,12 @@ private:
              wrongDirection == other.wrongDirection;
     }
   };
-  struct Draft {
-    explicit Draft(InterfaceName interfaceName) : name(std::move(interfaceName)) {}
-    InterfaceName name;
+  struct Draft : PortDraft {
+    using PortDraft::PortDraft;
     unsigned line = 0;
     unsigned column = 0;
     std::vector<Candidate> candidates;
-    std::optional<uint16_t> accessVlan;
-    std::optional<std::bitset<4096>> trunkVlans;
-    bool accessMode = false;
-    std::optional<uint32_t> channelGroup;
-    uint8_t chip = 0;
+    bool accessMode = false; // whatever VLANs a trunk would carry
   };
   using ListIndex = std::map<ListKey, const AccessList*>;
   struct Resolver; // judges bindings in the second pass
@@ -72,7 +67,6 @@ private:
   void takeTrunkVlans(const std::vector<Token>& tokens, size_t first, unsigned line);
   void addCandidate(Draft& draft, const Candidate& candidate);
   void spreadPortChannels();
-  void namePorts(std::vector<Interface>& interfaces) const;
   Interface made(const Draft& draft) const;
   void warnOfName(const Draft& draft) const;
 

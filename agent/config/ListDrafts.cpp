@@ -6,9 +6,6 @@ namespace agent {
 
 namespace {
 
-// A default key of the agent has this name; a list of this name could not be told from no list.
-constexpr std::string_view reservedName = "aclGroupDefault";
-
 // Entries that say the same have the same key, however they are blanked and cased.
 std::string deletionKey(const std::vector<Token>& tokens, size_t first) {
   size_t last = tokens.size();
@@ -174,7 +171,7 @@ ListDraft* ListTable::open(Family family, bool standard, const Token& name, unsi
   if (isNew) {
     drafts_.push_back(
         std::make_unique<ListDraft>(family, standard, std::string(name.text), line, name.column));
-    if (name.text == reservedName) {
+    if (name.text == reservedListName) {
       Findings findings(line);
       findings.refuse(name, "this name means no list at all; give the list another name");
       drafts_.back()->addStructuralFinding(findings.all().front());

@@ -21,6 +21,8 @@ namespace agent {
 enum class ListNumber : uint8_t { none, standard, extended, macStandard, macExtended };
 ListNumber listNumber(std::string_view name); // none also for what is no number
 
+// A default key of the agent has this name; a list of this name could not be told from no list.
+constexpr std::string_view reservedListName = "aclGroupDefault";
 constexpr uint32_t sequenceStep = 10; // from an entry to the next one that says no number
 
 using ListKey = std::pair<Family, std::string>;

@@ -103,10 +103,7 @@ void InterfaceReader::apply(const SetTable& sets, bool keepGoing, const Draft& d
 }
 
 void InterfaceReader::spreadPortChannels() {
-  std::unordered_map<uint32_t, std::vector<Draft*>> members;
-  for (Draft& draft : drafts_)
-    if (draft.channelGroup && draft.name.kind() == InterfaceKind::ethernet)
-      members[*draft.channelGroup].push_back(&draft);
+  const auto members = channelMembers(drafts_);
   for (Draft& channel : drafts_) {
     if (channel.name.kind() != InterfaceKind::portChannel)
       continue;
@@ -139,7 +136,8 @@ void InterfaceReader::build(const SetTable& sets, bool keepGoing, Config& config
   spreadPortChannels();
   config.interfaces.reserve(drafts_.size());
   for (const Draft& draft : drafts_) {
-    Interface interface = made(draft);
+    Interface interface = interfaceOf(
+        draft, {diagnostics_.file(), lines_.line(draft.value->offset), lines_.column(draft.value->offset)});
     if (interface.kind != InterfaceKind::portChannel)
       apply(sets, keepGoing, draft, config, interface);
     config.interfaces.push_back(std::move(interface));

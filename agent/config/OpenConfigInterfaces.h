@@ -5,8 +5,8 @@
 #include "agent/config/InterfaceNames.h"
 #include "agent/config/OpenConfigLists.h"
 #include "agent/config/OpenConfigTree.h"
+#include "agent/config/PortDrafts.h"
 
-#include <bitset>
 #include <map>
 #include <optional>
 #include <set>
@@ -45,15 +45,10 @@ private:
     std::string path;
     bool refused = false; // something is wrong with the interface
   };
-  struct Draft {
-    explicit Draft(InterfaceName interfaceName) : name(std::move(interfaceName)) {}
-    InterfaceName name;
+  struct Draft : PortDraft {
+    using PortDraft::PortDraft;
     const JsonValue* value = nullptr;
     std::vector<Candidate> candidates;
-    std::optional<uint16_t> accessVlan;
-    std::optional<std::bitset<4096>> trunkVlans;
-    std::optional<uint32_t> channelGroup;
-    uint8_t chip = 0;
   };
 
   Draft* draftOf(const std::string& name, const JsonValue& value, const Place& place, Problems& problems);
@@ -62,7 +57,7 @@ private:
                 std::vector<Candidate>& candidates, Problems& problems);
   std::optional<SetKey> keyOf(Container& entry, Problems& problems);
   void readVlans(const Member& member, Draft& draft, Problems& problems);
-  std::bitset<4096> trunkVlansOf(const Member& leaf, Problems& problems);
+  VlanSet trunkVlansOf(const Member& leaf, Problems& problems);
   void readEthernet(const Member& member, Draft& draft, Problems& problems);
   void spreadPortChannels();
   void apply(const SetTable& sets, bool keepGoing, const Draft& draft, const Config& config,
@@ -71,8 +66,6 @@ private:
   bool refuseSecond(const Draft& draft, size_t position, Family family);
   void refuseUndefined(const SetTable& sets, const Candidate& candidate);
   void refuse(const Candidate& candidate, const std::string& why);
-  Interface made(const Draft& draft) const;
-  void namePorts(std::vector<Interface>& interfaces) const;
 
   const TextLines& lines_;
   Diagnostics& diagnostics_;

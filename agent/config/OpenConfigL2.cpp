@@ -7,8 +7,6 @@ namespace agent::openconfig {
 
 namespace {
 
-// IEEE 802.3: smaller numbers are lengths.
-
 void takeMac(Container& container, const std::string& side, Problems& problems, MacMatch& match) {
   const Member* const address = container.take(side + "-mac");
   const Member* const mask = container.take(side + "-mac-mask");

@@ -1,19 +1,11 @@
 #include "agent/config/OpenConfigLists.h"
 
+#include "agent/config/ListDrafts.h"
 #include "agent/config/OpenConfigEntry.h"
 
 #include <algorithm>
 
 namespace agent::openconfig {
-
-namespace {
-
-// A default key of the agent has this name; a list of this name could not be told from no list.
-constexpr std::string_view reservedName = "aclGroupDefault";
-
-constexpr const char* setsPath = "acl/acl-sets";
-
-} // namespace
 
 std::vector<Family> familiesOf(SetType type) {
   switch (type) {
@@ -81,7 +73,7 @@ void SetTable::read(const JsonValue& set) {
   draft.container->pass({"name", "type", "description", "acl-entries"});
   draft.container->refuseRest("this is not known here, and without it the set may mean something else; leave "
                               "it out");
-  if (key->second == reservedName)
+  if (key->second == reservedListName)
     problems.refuse(set, *draft.place, "this name means no list at all; give the set another name");
   const bool meetsOther = !checkFamilies(draft, problems);
   draft.findings = problems.takeAll();

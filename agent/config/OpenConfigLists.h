@@ -19,6 +19,8 @@
 
 namespace agent::openconfig {
 
+constexpr const char* setsPath = "acl/acl-sets";
+
 using SetKey = std::pair<SetType, std::string>;
 
 // The families of lists that a set of this type becomes; a mixed one becomes two of the same name.

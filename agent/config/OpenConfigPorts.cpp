@@ -68,11 +68,11 @@ void InterfaceReader::readVlans(const Member& member, Draft& draft, Problems& pr
     problems.warn(*native->value, native->place,
                   "frames without a tag are in VLAN 1 on a trunk of this system; write 1");
   // A trunk carries every VLAN unless it is told otherwise.
-  draft.trunkVlans = trunk == nullptr ? std::bitset<4096>().set() : trunkVlansOf(*trunk, problems);
+  draft.trunkVlans = trunk == nullptr ? VlanSet().set() : trunkVlansOf(*trunk, problems);
 }
 
-std::bitset<4096> InterfaceReader::trunkVlansOf(const Member& leaf, Problems& problems) {
-  std::bitset<4096> vlans;
+VlanSet InterfaceReader::trunkVlansOf(const Member& leaf, Problems& problems) {
+  VlanSet vlans;
   if (!leaf.value->is(JsonKind::array)) {
     problems.refuse(*leaf.value, leaf.place,
                     describe(*leaf.value) +
@@ -109,51 +109,6 @@ void InterfaceReader::chipIs(const std::string& interface, uint8_t chip, const M
   else
     problems.refuse(*leaf.value, leaf.place,
                     quotedWord(interface) + ": only Ethernet ports have a chip; name Ethernet ports here");
-}
-
-Interface InterfaceReader::made(const Draft& draft) const {
-  Interface result;
-  result.name = draft.name.text();
-  result.kind = draft.name.kind();
-  result.loc = {diagnostics_.file(), lines_.line(draft.value->offset), lines_.column(draft.value->offset)};
-  result.accessVlan = draft.accessVlan;
-  result.channelGroup = draft.channelGroup;
-  result.chip = draft.chip;
-  if (result.kind == InterfaceKind::vlan)
-    result.vlan = static_cast<uint16_t>(*draft.name.plainNumber());
-  if (!draft.trunkVlans)
-    return result;
-  result.trunk = true;
-  for (uint32_t vlan = 1; vlan <= maxVlan; ++vlan) {
-    if (!draft.trunkVlans->test(vlan))
-      continue;
-    if (!result.allowedVlans.empty() && result.allowedVlans.back().high + 1u == vlan)
-      result.allowedVlans.back().high = static_cast<uint16_t>(vlan);
-    else
-      result.allowedVlans.push_back({static_cast<uint16_t>(vlan), static_cast<uint16_t>(vlan)});
-  }
-  return result;
-}
-
-void InterfaceReader::namePorts(std::vector<Interface>& interfaces) const {
-  constexpr uint32_t maxPort = 65534;
-  std::vector<bool> taken(maxPort + 1, false);
-  for (size_t i = 0; i < drafts_.size(); ++i) {
-    const auto number = drafts_[i].name.isPlainEthernet() ? drafts_[i].name.plainNumber() : std::nullopt;
-    if (drafts_[i].name.kind() != InterfaceKind::ethernet || !number || *number < 1 || *number > maxPort)
-      continue;
-    taken[*number] = true;
-    interfaces[i].portName = "Ethernet" + std::to_string(*number);
-  }
-  uint32_t next = 1;
-  for (Interface& interface : interfaces) {
-    if (interface.kind != InterfaceKind::ethernet || !interface.portName.empty())
-      continue;
-    while (taken[next])
-      ++next; // ends, because there are fewer interfaces than port numbers
-    taken[next] = true;
-    interface.portName = "Ethernet" + std::to_string(next);
-  }
 }
 
 } // namespace agent::openconfig

@@ -8,9 +8,9 @@
 #include "agent/config/OpenConfigSets.h"
 #include "agent/config/OpenConfigText.h"
 #include "agent/config/OpenConfigTree.h"
+#include "agent/config/VlanSets.h"
 
 #include <algorithm>
-#include <bitset>
 #include <map>
 #include <vector>
 
@@ -19,8 +19,6 @@ namespace agent {
 namespace {
 
 using namespace openconfig;
-
-constexpr const char* setsPath = "acl/acl-sets";
 
 class DocumentReader {
 public:
@@ -50,7 +48,7 @@ private:
   DefinedSets definedSets_;
   InterfaceReader interfaces_;
   std::vector<const JsonValue*> aclInterfaces_; // read behind the ports, whose order gives them numbers
-  std::bitset<4096> vlans_;
+  VlanSet vlans_;
   std::map<Table, uint32_t> tcamRows_;
   unsigned numChips_ = 1;
 };
@@ -71,9 +69,7 @@ void DocumentReader::read(const JsonValue& root, Config& config) {
   const bool nothing = sets_.isEmpty() && interfaces_.isEmpty() && vlans_.none();
   sets_.build(interfaces_.applied(), definedSets_, config.lists);
   interfaces_.build(sets_, options_.keepGoing, config);
-  for (uint32_t vlan = 1; vlan <= maxVlan; ++vlan)
-    if (vlans_.test(vlan))
-      config.vlans.push_back(static_cast<uint16_t>(vlan));
+  config.vlans = numbersOf(vlans_);
   config.tcamRows = tcamRows_;
   config.numChips = numChips_;
   if (nothing)
