@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Vane/CollectionBody.h"
 #include "Vane/Hash.h"
 #include "Vane/HashMapBody.h"
 #include "Vane/Ptr.h"
@@ -146,7 +147,7 @@ public:
   using Iterator = CollectionIterator<Body>;
 
   CollectionMap() = default;
-  CollectionMap(CollectionMap&& other) noexcept : body_(std::exchange(other.body_, nullptr)) {}
+  CollectionMap(CollectionMap&& other) noexcept : body_(other.body_) { other.body_ = nullptr; }
   CollectionMap& operator=(CollectionMap&& other) noexcept {
     std::swap(body_, other.body_);
     return *this;
@@ -155,8 +156,7 @@ public:
   CollectionMap& operator=(const CollectionMap&) = delete;
   ~CollectionMap() {
     if (body_ != nullptr) {
-      body_->clear();
-      body_->drop();
+      static_cast<CollectionBody*>(body_)->ownerLeaves();
     }
   }
 

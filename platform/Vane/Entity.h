@@ -314,14 +314,20 @@ public:
 #define VANE_RECORD_CONST(T, foo) VANE_RECORD_ADD(#foo, constant, "", #T)
 #define VANE_CHILD_CONST(T, foo)
 
+// In front of what most files that see an entity never call: compiled only where it is called. Without it each
+// file would compile every operation of every collection that it includes, which takes seconds.
+#define VANE_WHEN_USED template <typename VaneUse = void>
+
 #define VANE_ATTRIBUTE_SCALAR(T, foo, Foo, ...)                                                    \
   ::Vane::Param<T> foo() const { return foo##_; }                                                  \
+  VANE_WHEN_USED                                                                                   \
   void foo##Is(::Vane::Param<T> value) {                                                           \
     if (!(foo##_ == value)) {                                                                      \
       foo##_ = value;                                                                              \
       foo##Notify();                                                                               \
     }                                                                                              \
   }                                                                                                \
+  VANE_WHEN_USED                                                                                   \
   void foo##Notify() const { ::Vane::notifyPlain<&NotifieeConst::on##Foo>(*this, vaneType()); }    \
 private:                                                                                           \
   T foo##_{static_cast<T>(__VA_ARGS__)};                                                           \
@@ -332,13 +338,16 @@ public:
 
 #define VANE_ATTRIBUTE_PTR(T, foo, Foo)                                                            \
   ::Vane::Ptr<T> foo() const { return foo##_; }                                                    \
+  VANE_WHEN_USED                                                                                   \
   void foo##Is(const ::Vane::Ptr<T>& pointer) {                                                    \
     if (!(foo##_ == pointer)) {                                                                    \
       foo##_ = pointer;                                                                            \
       foo##Notify();                                                                               \
     }                                                                                              \
   }                                                                                                \
+  VANE_WHEN_USED                                                                                   \
   void foo##Del() { foo##Is(nullptr); }                                                            \
+  VANE_WHEN_USED                                                                                   \
   void foo##Notify() const { ::Vane::notifyPlain<&NotifieeConst::on##Foo>(*this, vaneType()); }    \
 private:                                                                                           \
   ::Vane::Ptr<T> foo##_;                                                                           \
@@ -349,10 +358,15 @@ public:
 
 // What every keyed collection has, whatever Map it is kept in.
 #define VANE_KEYED(Map, Key, foo, Foo)                                                             \
+  VANE_WHEN_USED                                                                                   \
   bool foo##Has(const Key& key) const { return foo##_.has(key); }                                  \
+  VANE_WHEN_USED                                                                                   \
   std::size_t foo##Count() const { return foo##_.size(); }                                         \
+  VANE_WHEN_USED                                                                                   \
   typename Map::Iterator foo##IteratorConst() const { return foo##_.iteratorConst(); }             \
+  VANE_WHEN_USED                                                                                   \
   ::Vane::Walk<typename Map::Iterator> foo##All() const { return foo##_.all(); }                   \
+  VANE_WHEN_USED                                                                                   \
   void foo##Del(const Key& key) {                                                                  \
     if (!vaneHasNotifiees()) {                                                                     \
       foo##_.erase(key);                                                                           \
@@ -363,6 +377,7 @@ public:
       foo##Notify(removed);                                                                        \
     }                                                                                              \
   }                                                                                                \
+  VANE_WHEN_USED                                                                                   \
   void foo##DelAll() {                                                                             \
     ::Vane::NotificationScope scope;                                                               \
     for (const auto& member : foo##All()) {                                                        \
@@ -370,9 +385,11 @@ public:
     }                                                                                              \
     scope.close();                                                                                 \
   }                                                                                                \
+  VANE_WHEN_USED                                                                                   \
   void foo##Notify(const Key& key) const {                                                         \
     ::Vane::notifyKeyed<&NotifieeConst::on##Foo>(*this, vaneType(), key);                          \
   }                                                                                                \
+  VANE_WHEN_USED                                                                                   \
   void foo##Notify() const {                                                                       \
     ::Vane::notifyPlain<&NotifieeConst::on##Foo##vaneImmediate>(*this, vaneType());                \
   }                                                                                                \
@@ -388,8 +405,11 @@ public:
 #define VANE_CHILD_MAP(Key, Value, foo, Foo)
 
 #define VANE_MAP_OPERATIONS(Key, Value, foo, Foo)                                                  \
+  VANE_WHEN_USED                                                                                   \
   Value foo(const Key& key) const { return foo##_.valueOrDefault(key); }                           \
+  VANE_WHEN_USED                                                                                   \
   const Value* foo##Find(const Key& key) const { return foo##_.find(key); }                        \
+  VANE_WHEN_USED                                                                                   \
   void foo##Is(const Key& key, ::Vane::Param<Value> value) {                                       \
     if (foo##_.assign(key, value)) {                                                               \
       foo##Notify(key);                                                                            \
@@ -403,7 +423,9 @@ public:
 #define VANE_CHILD_SET(Key, foo, Foo)
 
 #define VANE_ORDERED_OPERATIONS(foo, Foo)                                                          \
+  VANE_WHEN_USED                                                                                   \
   typename Vane##Foo##Coll::Iterator foo##First() const { return foo##_.first(); }                 \
+  VANE_WHEN_USED                                                                                   \
   void foo##Del(const typename Vane##Foo##Coll::Iterator& at) { foo##Del(at.key()); }
 
 #define VANE_ATTRIBUTE_ORDERED_MAP(Key, Value, foo, Foo)                                           \
@@ -415,6 +437,7 @@ public:
 #define VANE_CHILD_ORDERED_MAP(Key, Value, foo, Foo)
 
 #define VANE_CHILDREN_OPERATIONS(Key, Child, foo, Foo)                                             \
+  VANE_WHEN_USED                                                                                   \
   ::Vane::Ptr<Child> foo(const Key& key) const { return foo##_.valueOrDefault(key); }              \
   template <typename... Args>                                                                      \
   ::Vane::Ptr<Child> foo##Is(const Key& key, const Args&... args) {                                \

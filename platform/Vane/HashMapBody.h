@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Vane/CollectionBody.h"
 #include "Vane/Hash.h"
 #include "Vane/Sanitizer.h"
 #include "Vane/Types.h"
@@ -24,7 +25,7 @@
 namespace Vane {
 
 template <typename K, typename V>
-class HashMapBody {
+class HashMapBody : public CollectionBody {
   struct Entry {
     union {
       K key;
@@ -47,13 +48,9 @@ public:
   using Value = V;
   using Place = U32;
 
-  HashMapBody() = default;
-
-  void hold() { ++references_; }
-  void drop() {
-    if (--references_ == 0) {
-      dispose();
-    }
+  void ownerLeaves() override {
+    clear();
+    drop();
   }
 
   std::size_t size() const { return size_; }
@@ -153,7 +150,7 @@ public:
     Entry& entry = at(place);
     entry.state -= onePin;
     if (entry.state == held) {
-      destroy(entry);
+      unpinned(&entry);
     }
   }
 
@@ -163,10 +160,7 @@ private:
   static constexpr U32 scanned = 8;        // members of a map without slots
   static constexpr U32 chunkEntries = 256; // of a full-sized chunk
 
-  ~HashMapBody() = default;
-
-  // Out of line, because callers that drop twice in a row are seen as using freed memory otherwise.
-  __attribute__((noinline)) void dispose() { delete this; }
+  void handleUnpinned(void* place) override { destroy(*static_cast<Entry*>(place)); }
 
   // Chunks of 1, 1, 2, 4, .. 128 entries, then of 256 each.
   static unsigned chunkOf(U32 place) {
@@ -302,7 +296,6 @@ private:
   U32 slotsUsed_ = 0; // those of dead positions included
   U32 end_ = 0;       // positions taken
   U32 size_ = 0;
-  U32 references_ = 1; // the map and every iterator
 };
 
 } // namespace Vane

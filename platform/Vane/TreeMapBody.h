@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Vane/CollectionBody.h"
 #include "Vane/NodePool.h"
 #include "Vane/Types.h"
 
@@ -21,7 +22,7 @@
 namespace Vane {
 
 template <typename K, typename V>
-class TreeMapBody {
+class TreeMapBody : public CollectionBody {
   struct Node {
     Node* next;
     U64 number;
@@ -51,13 +52,9 @@ public:
   using Value = V;
   using Place = Node*;
 
-  TreeMapBody() = default;
-
-  void hold() { ++references_; }
-  void drop() {
-    if (--references_ == 0) {
-      dispose();
-    }
+  void ownerLeaves() override {
+    clear();
+    drop();
   }
 
   std::size_t size() const { return size_; }
@@ -176,17 +173,14 @@ public:
   static void pin(Place place) { ++place->pins; }
   void unpin(Place place) {
     if (--place->pins == 0 && place->deleted) {
-      destroy(spotOf(place->key));
+      unpinned(place);
     }
   }
 
 private:
   static constexpr std::size_t scanned = 8; // nodes of a map without index
 
-  ~TreeMapBody() = default;
-
-  // Out of line, because callers that drop twice in a row are seen as using freed memory otherwise.
-  __attribute__((noinline)) void dispose() { delete this; }
+  void handleUnpinned(void* place) override { destroy(spotOf(static_cast<Place>(place)->key)); }
 
   // The first run whose last key is not below `key`, or the number of runs.
   std::size_t runOf(const K& key) const {
@@ -356,7 +350,6 @@ private:
   std::size_t nodes_ = 0; // the deleted ones included
   std::size_t size_ = 0;
   U64 lastNumber_ = 0;
-  U32 references_ = 1; // the map and every iterator
 };
 
 } // namespace Vane

@@ -63,6 +63,14 @@ const Type& Type::define(const char* name, const std::type_info& info, const Typ
   return *held;
 }
 
+void Type::attributeIs(const Attribute& attribute) {
+  attributes_.push_back(attribute);
+}
+
+void Type::operationIs(Operation operation) {
+  operations_.push_back(std::move(operation));
+}
+
 const Type* Type::find(const String& name) {
   Registry& all = registry();
   const std::lock_guard lock(all.mutex);

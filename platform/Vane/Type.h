@@ -79,8 +79,8 @@ public:
   const Operation& operation(const String& name) const;
 
   // Filling a record.
-  void attributeIs(const Attribute& attribute) { attributes_.push_back(attribute); }
-  void operationIs(Operation operation) { operations_.push_back(std::move(operation)); }
+  void attributeIs(const Attribute& attribute);
+  void operationIs(Operation operation);
 
 private:
   Type(const char* name, const Type* base);
