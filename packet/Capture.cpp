@@ -12,6 +12,7 @@ namespace packet {
 namespace {
 
 constexpr int writerSnapLength = 262144;
+constexpr std::size_t streamBuffer = 65536; // bytes; what stdio takes of itself is a few dozen frames
 
 // Whether a file's first four octets say that its times are in nanoseconds: the nanosecond form of pcap,
 // or pcapng, whose interfaces may each have their own resolution.
@@ -36,6 +37,7 @@ FILE* openFile(const std::string& fileName, const char* mode) {
   if (!stream) {
     throw CaptureError(fileName + ": cannot be opened: " + systemError());
   }
+  std::setvbuf(stream, nullptr, _IOFBF, streamBuffer);
   return stream;
 }
 

@@ -10,7 +10,7 @@
 
 namespace tool {
 
-void Hits::hit(const agent::RowOwner* owner) {
+void Hits::hit(const agent::RowOwner* owner, uint64_t hits) {
   if (owner == nullptr) {
     return;
   }
@@ -27,7 +27,7 @@ void Hits::hit(const agent::RowOwner* owner) {
   const std::size_t entry = owner->origin >= 0
                                 ? static_cast<std::size_t>(owner->origin)
                                 : last_->entries.size() - 4 + static_cast<std::size_t>(-owner->origin);
-  ++last_->entries[entry];
+  last_->entries[entry] += hits;
 }
 
 std::vector<Hits::Line> Hits::lines(const std::vector<std::shared_ptr<agent::AggregatedAcl>>& lists,
@@ -62,6 +62,35 @@ std::vector<Hits::Line> Hits::lines(const std::vector<std::shared_ptr<agent::Agg
     }
   }
   return lines;
+}
+
+void RowHits::hit(const sim::LookupResult& lookup, const PortRef& in, const PortRef* out) {
+  if (!isHit(lookup)) {
+    return;
+  }
+  const XpAcl::TcamType table = tcamType(lookup.table);
+  const uint8_t chip = chipOf(table, in, out);
+  if (chip >= chips_.size()) {
+    chips_.resize(chip + 1u);
+  }
+  Rows& rows = chips_[chip][table];
+  if (lookup.row >= rows.size()) {
+    rows.resize(std::max<std::size_t>(lookup.row + std::size_t{1}, 2 * rows.size()));
+  }
+  ++rows[lookup.row];
+}
+
+void RowHits::addTo(const Session& session, Hits& hits) const {
+  for (std::size_t chip = 0; chip < chips_.size(); ++chip) {
+    for (const XpAcl::TcamTableInfo& table : XpAcl::tcamTables) {
+      const Rows& rows = chips_[chip][table.tcamType];
+      for (uint32_t row = 0; row < rows.size(); ++row) {
+        if (rows[row] != 0) {
+          hits.hit(session.agent().rowOwner(static_cast<uint8_t>(chip), table.tcamType, row), rows[row]);
+        }
+      }
+    }
+  }
 }
 
 Json lookupJson(const sim::LookupResult& lookup, const agent::RowOwner* owner) {

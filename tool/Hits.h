@@ -5,6 +5,7 @@
 #include "sim/Pipeline.h"
 #include "tool/Common.h"
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -16,11 +17,12 @@
 namespace tool {
 
 class Session;
+struct PortRef;
 
 class Hits {
 public:
-  // A hit of the row's owner; null: the default row, or no row at all.
-  void hit(const agent::RowOwner* owner);
+  // Hits of the row's owner; null: the default row, or no row at all.
+  void hit(const agent::RowOwner* owner, uint64_t hits = 1);
 
   struct Line {
     std::string acl;
@@ -48,6 +50,19 @@ private:
   std::map<Key, Counts> counts_;
   Key lastKey_{nullptr, agent::Direction::in};
   Counts* last_ = nullptr;
+};
+
+// Hits of rows, which cost less to count than those of lines: for many packets while nothing changes.
+class RowHits {
+public:
+  // `in` and `out` (null: none) are where the frame enters and leaves.
+  void hit(const sim::LookupResult& lookup, const PortRef& in, const PortRef* out);
+  // As hits of the rows' owners, who are what they were when the rows were hit.
+  void addTo(const Session& session, Hits& hits) const;
+
+private:
+  using Rows = std::vector<uint64_t>;
+  std::vector<std::array<Rows, XpAcl::tcamTables.size()>> chips_;
 };
 
 Json lookupJson(const sim::LookupResult& lookup, const agent::RowOwner* owner);

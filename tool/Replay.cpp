@@ -121,7 +121,9 @@ public:
     if (writer) {
       writer->close();
     }
-    result_.lines = summaryLines();
+    Hits hits;
+    rowHits_.addTo(session_, hits);
+    result_.lines = summaryLines(hits);
     if (options_.json) {
       printSummary();
     } else {
@@ -177,28 +179,31 @@ private:
     result_.permit += verdict.permit() ? 1 : 0;
     result_.notCarried += notCarried(verdict) ? 1 : 0;
     result_.blocked += metBlock(verdict) ? 1 : 0;
-    Json lookups = Json::array();
     for (const sim::LookupResult& lookup : verdict.lookups()) {
-      const agent::RowOwner* const owner = ownerOf(session_, lookup, in, out_ ? &*out_ : nullptr);
-      hits_.hit(owner);
-      if (everyPacket_) {
-        lookups.push_back(lookupJson(lookup, owner));
-      }
+      rowHits_.hit(lookup, in, out_ ? &*out_ : nullptr);
     }
     if (everyPacket_) {
-      Json json{{"packet", result_.packets}, {"verdict", permitWord(verdict.permit())}, {"lookups", lookups}};
-      if (severalPorts()) {
-        json["in"] = in.name;
-      }
-      if (notCarried(verdict)) {
-        json["dropped"] = sim::fateText(verdict.fate);
-      }
-      printJson("replay", std::move(json));
+      printPacket(verdict, in);
     }
   }
 
+  void printPacket(const sim::Verdict& verdict, const PortRef& in) const {
+    Json lookups = Json::array();
+    for (const sim::LookupResult& lookup : verdict.lookups()) {
+      lookups.push_back(lookupJson(lookup, ownerOf(session_, lookup, in, out_ ? &*out_ : nullptr)));
+    }
+    Json json{{"packet", result_.packets}, {"verdict", permitWord(verdict.permit())}, {"lookups", lookups}};
+    if (severalPorts()) {
+      json["in"] = in.name;
+    }
+    if (notCarried(verdict)) {
+      json["dropped"] = sim::fateText(verdict.fate);
+    }
+    printJson("replay", std::move(json));
+  }
+
   // The lists of the ports and of their VLANs stand in the summary whether they were hit or not.
-  std::vector<Hits::Line> summaryLines() {
+  std::vector<Hits::Line> summaryLines(const Hits& hits) const {
     std::vector<std::shared_ptr<agent::AggregatedAcl>> lists;
     std::vector<agent::Direction> directions;
     const auto add = [&](Ovnet::IntfId intf, agent::Direction direction) {
@@ -228,7 +233,7 @@ private:
     if (out_) {
       addPort(*out_, agent::Direction::out);
     }
-    return hits_.lines(lists, directions);
+    return hits.lines(lists, directions);
   }
 
   void printSummary() const {
@@ -276,7 +281,7 @@ private:
   std::optional<PortRef> out_;
   std::optional<uint16_t> vlan_;
   ReplayResult result_;
-  Hits hits_;
+  RowHits rowHits_;
 };
 
 } // namespace

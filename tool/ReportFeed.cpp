@@ -41,8 +41,7 @@ bool CaptureFeed::advance() {
     hits_.hit(ownerOf(session_, lookup, in_, out));
     if (isHit(lookup)) {
       const XpAcl::TcamType table = tcamType(lookup.table);
-      const bool egress = XpAcl::tcamTable(table).direction == Acl::egress;
-      ++rows_[{egress && out != nullptr ? out->chip : in_.chip, table, lookup.row}];
+      ++rows_[{chipOf(table, in_, out), table, lookup.row}];
     }
   }
   return true;

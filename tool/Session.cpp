@@ -83,23 +83,13 @@ bool hasIngressList(const agent::Interface& intf) {
 
 } // namespace
 
-XpAcl::TcamType tcamType(XpXdk::xpIaclType_e table) {
-  for (const XpAcl::TcamTableInfo& info : XpAcl::tcamTables) {
-    if (info.table == table) {
-      return info.tcamType;
-    }
-  }
-  return XpAcl::ingressV4;
-}
-
 const agent::RowOwner* ownerOf(const Session& session, const sim::LookupResult& lookup, const PortRef& in,
                                const PortRef* out) {
   if (!isHit(lookup)) {
     return nullptr;
   }
   const XpAcl::TcamType table = tcamType(lookup.table);
-  const bool egress = XpAcl::tcamTable(table).direction == Acl::egress;
-  return session.agent().rowOwner(egress && out != nullptr ? out->chip : in.chip, table, lookup.row);
+  return session.agent().rowOwner(chipOf(table, in, out), table, lookup.row);
 }
 
 bool metBlock(const sim::Verdict& verdict) {

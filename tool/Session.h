@@ -104,9 +104,23 @@ private:
 // piece by piece is a fifth of what a short command costs. To be asked for once.
 Session& lastingSession(const agent::Config& config, const CommonOptions& options);
 
+// The table of the library's books for a table of the chip.
+inline XpAcl::TcamType tcamType(XpXdk::xpIaclType_e table) {
+  for (const XpAcl::TcamTableInfo& info : XpAcl::tcamTables) {
+    if (info.table == table) {
+      return info.tcamType;
+    }
+  }
+  return XpAcl::ingressV4;
+}
+
 // Whether a lookup hit a row, and whose row it was; null for the default row and for no row.
 inline bool isHit(const sim::LookupResult& lookup) {
   return lookup.row != sim::TcamTable::noRow;
+}
+// Of the two chips of a way, the one whose table it is.
+inline uint8_t chipOf(XpAcl::TcamType table, const PortRef& in, const PortRef* out) {
+  return out != nullptr && XpAcl::tcamTables[table].direction == Acl::egress ? out->chip : in.chip;
 }
 const agent::RowOwner* ownerOf(const Session& session, const sim::LookupResult& lookup, const PortRef& in,
                                const PortRef* out);
@@ -116,8 +130,5 @@ bool metBlock(const sim::Verdict& verdict);
 
 // Rows in use, without the one that holds the default entry.
 uint32_t usedRows(const sim::TcamTable& table);
-
-// The table of the library's books for a table of the chip.
-XpAcl::TcamType tcamType(XpXdk::xpIaclType_e table);
 
 } // namespace tool
