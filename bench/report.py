@@ -30,6 +30,8 @@ GOALS = [
     ("memory of a pair", "startUp/64/4094", "bytes/pair", 200),
     ("start-up of xpacl replay, one list", "startUp/small", "ms", 20),
     ("start-up of xpacl replay, campus", "startUp/campus", "ms", 20),
+    ("build, one file of the library changed", "build/oneFile", "s", 10),
+    ("build, all with tests", "build/clean", "s", 180),
 ] + [
     (f"row write at 54,000 rows: {kind}", f"rowWrite/{kind}/54000", "us/item", 5)
     for kind in ("rewrite", "replace", "invalidate", "insert", "move", "fill")
