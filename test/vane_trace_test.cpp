@@ -122,6 +122,24 @@ TEST_F(VaneTrace, LongTextsAndRecordsAreCut) {
   EXPECT_EQ(text, "demo 5 T " + std::string(180, 'a') + std::string(180, 'b') + "...\n");
 }
 
+// Values with names go into the ring as bytes; nobody can tell, wherever the record is cut.
+TEST_F(VaneTrace, ValuesReadAsIfTheirTextHadBeenWritten) {
+  const auto record = [&](const std::string& fill, const auto& value) {
+    VANE_TRACE(handle, 6, "T", fill << value << "|" << value << 7 << Demo::egress << value << true << "end");
+    return ring.dump(1).back();
+  };
+  unsigned cut = 0;
+  for (const std::size_t length : {0, 1, 20, 60, 97, 98, 99, 110, 150, 191, 192, 300}) {
+    for (std::size_t fill = 0; fill <= 200; fill += length == 60 ? 1 : 7) {
+      const Demo::Named value(Vane::String(std::string(length, '\'')), Demo::VifId(4294967295));
+      const std::string asText = record(std::string(fill, 'f'), std::string(valueToStrep(value).charPtr()));
+      EXPECT_EQ(record(std::string(fill, 'f'), value), asText) << length << " " << fill;
+      cut += asText.ends_with("end") ? 0 : 1;
+    }
+  }
+  EXPECT_GT(cut, 50u);
+}
+
 TEST_F(VaneTrace, RingKeepsTheNewest) {
   constexpr unsigned count = 20000;
   for (unsigned i = 0; i < count; ++i) {

@@ -32,50 +32,94 @@ void Msg::put(std::string_view text) {
   }
 }
 
+// Bytes of the piece at `piece`, its tag included.
+std::size_t Msg::pieceSize(const std::byte* piece) {
+  switch (static_cast<Tag>(*piece)) {
+  case Tag::literal:
+  case Tag::pointer:
+    return 1 + sizeof(void*);
+  case Tag::text:
+    return 2 + static_cast<std::size_t>(piece[1]);
+  case Tag::signedWord:
+  case Tag::unsignedWord:
+    return 1 + sizeof(Vane::U64);
+  case Tag::object:
+  case Tag::packed:
+    return sizeof(Object) + load<Object>(piece).size;
+  case Tag::yes:
+  case Tag::no:
+  case Tag::cut:
+    break;
+  }
+  return 1;
+}
+
+std::string Msg::packedText(const std::byte* piece) {
+  std::string text;
+  load<Object>(piece).format(piece + sizeof(Object), text);
+  return text;
+}
+
 std::string Msg::text() const {
   std::string result;
-  for (const std::byte* at = bytes_; at < bytes_ + size_;) {
+  // By how much the record would be longer with its packed values as text: it is cut where it would be then.
+  std::size_t longer = 0;
+  for (const std::byte* at = bytes_; at < bytes_ + size_; at += pieceSize(at)) {
     const std::byte* argument = at + 1;
-    switch (static_cast<Tag>(*at)) {
+    const auto end = static_cast<std::size_t>(at + pieceSize(at) - bytes_);
+    const Tag tag = static_cast<Tag>(*at);
+    if (tag == Tag::cut || (tag != Tag::packed && longer != 0 && end + longer >= capacity)) {
+      return result + "...";
+    }
+    switch (tag) {
     case Tag::literal:
       result += load<const char*>(argument);
-      at = argument + sizeof(const char*);
       break;
-    case Tag::text: {
-      const auto size = static_cast<std::size_t>(*argument);
-      result.append(reinterpret_cast<const char*>(argument + 1), size);
-      at = argument + 1 + size;
+    case Tag::text:
+      result.append(reinterpret_cast<const char*>(argument + 1), static_cast<std::size_t>(*argument));
       break;
-    }
     case Tag::yes:
     case Tag::no:
-      result += static_cast<Tag>(*at) == Tag::yes ? "True" : "False";
-      at = argument;
+      result += tag == Tag::yes ? "True" : "False";
       break;
     case Tag::signedWord:
       result += std::to_string(load<std::int64_t>(argument));
-      at = argument + sizeof(std::int64_t);
       break;
     case Tag::unsignedWord:
       result += std::to_string(load<Vane::U64>(argument));
-      at = argument + sizeof(Vane::U64);
       break;
     case Tag::pointer: {
       char digits[32];
       std::snprintf(digits, sizeof digits, "0x%llx",
                     static_cast<unsigned long long>(load<std::uintptr_t>(argument)));
       result += digits;
-      at = argument + sizeof(void*);
       break;
     }
-    case Tag::object: {
-      const auto object = load<Object>(at);
-      object.format(at + sizeof(Object), result);
-      at += sizeof(Object) + object.size;
+    case Tag::object:
+      load<Object>(at).format(at + sizeof(Object), result);
+      break;
+    case Tag::packed: {
+      // What put() does with a text.
+      const std::string value = packedText(at);
+      const std::string_view kept = std::string_view(value).substr(0, longestText);
+      const bool shortened = kept.size() < value.size();
+      std::size_t textEnd = static_cast<std::size_t>(at - bytes_) + longer + 2 + kept.size();
+      if (textEnd >= capacity) {
+        return result + "...";
+      }
+      result += kept;
+      if (shortened) {
+        result += "...";
+        textEnd += 1 + sizeof(const char*);
+        if (textEnd >= capacity) {
+          return result;
+        }
+      }
+      longer = textEnd - end;
       break;
     }
     case Tag::cut:
-      return result + "...";
+      break;
     }
   }
   return result;
@@ -85,20 +129,24 @@ RingBuf::RingBuf(std::size_t size) : size_(size / 8 * 8) {
   VANE_ASSERT(size_ >= 2 * (footprint(Msg::capacity) + sizeof(Header)));
 }
 
-// Drops the oldest records until the `need` bytes behind writeAt_ hold none.
-void RingBuf::makeRoom(std::size_t need) {
-  if (writeAt_ + need > size_) {
-    // The round ends here: what still lies behind the write position is the oldest.
-    while (numRecords_ != 0 && oldest_ >= writeAt_) {
-      const bool last = after(oldest_) == 0;
-      oldest_ = after(oldest_);
-      --numRecords_;
-      if (last) {
-        break;
-      }
+// The round ends here: what still lies behind the write position is the oldest, and goes.
+void RingBuf::nextRound() {
+  while (numRecords_ != 0 && oldest_ >= writeAt_) {
+    const bool last = after(oldest_) == 0;
+    oldest_ = after(oldest_);
+    --numRecords_;
+    if (last) {
+      break;
     }
-    wrappedAt_ = writeAt_;
-    writeAt_ = 0;
+  }
+  wrappedAt_ = writeAt_;
+  writeAt_ = 0;
+}
+
+// Drops the oldest records until the `need` bytes behind writeAt_ hold none.
+inline void RingBuf::makeRoom(std::size_t need) {
+  if (writeAt_ + need > size_) {
+    nextRound();
   }
   while (numRecords_ != 0 && oldest_ >= writeAt_ && oldest_ < writeAt_ + need) {
     oldest_ = after(oldest_);
@@ -109,15 +157,37 @@ void RingBuf::makeRoom(std::size_t need) {
   }
 }
 
+namespace {
+
+// Records are short, and whole words: a loop is quicker than a call.
+inline void copyWords(std::byte* to, const std::byte* from, std::size_t words) {
+  for (; words >= 4; words -= 4, to += 32, from += 32) {
+    std::memcpy(to, from, 32);
+  }
+  for (; words != 0; --words, to += 8, from += 8) {
+    std::memcpy(to, from, 8);
+    asm volatile("" ::: "memory"); // not to be turned into the call again
+  }
+}
+
+// Where the next records will stand, and the oldest that give way to them.
+constexpr std::size_t ahead = 768; // bytes
+
+} // namespace
+
 void RingBuf::endMsg(const Msg& msg) {
   if (buffer_ == nullptr) {
     buffer_ = std::make_unique_for_overwrite<std::byte[]>(size_);
   }
-  const std::size_t need = footprint(msg.size());
+  const std::size_t size = msg.size();
+  const std::size_t need = footprint(size);
   makeRoom(need);
   std::byte* place = buffer_.get() + writeAt_;
-  new (place) Header{&msg.desc(), msg.size()};
-  std::memcpy(place + sizeof(Header), msg.bytes(), msg.size());
+  if (writeAt_ + ahead < size_) {
+    __builtin_prefetch(place + ahead, 1);
+  }
+  new (place) Header{&msg.desc(), size};
+  copyWords(place + sizeof(Header), msg.bytes(), (size + 7) / 8);
   writeAt_ += need;
   ++numRecords_;
   ++numWritten_;

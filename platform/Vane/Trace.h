@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Vane/Pack.h"
 #include "Vane/String.h"
 #include "Vane/Types.h"
 #include "Vane/Value.h"
@@ -82,8 +83,9 @@ public:
     return *this;
   }
 
-  // Numbers, texts, and whatever has a text: values that are plain bytes are stored as they are and
-  // formatted when the ring is dumped; others are formatted now.
+  // Numbers, texts, and whatever has a text: values that consist of plain bytes and short strings are stored
+  // as they are and formatted when the ring is dumped; others are formatted now. Which it is makes no
+  // difference to the text of a record, nor to where it is cut.
   template <typename T>
   void put(const T& value) {
     if constexpr (std::is_same_v<T, char>) {
@@ -106,24 +108,63 @@ public:
         place->format = format;
         std::memcpy(place + 1, &value, sizeof(T));
       }
+    } else if constexpr (keptPacked<T>()) {
+      if (const std::size_t size = Vane::packedSize(value); size > largestPacked) {
+        putText(value);
+      } else if (std::byte* at = reservePacked(size, formatPacked<T>)) {
+        Vane::pack(at, value);
+      }
     } else {
-      std::string text;
-      formatObject<T>(&value, text);
-      put(std::string_view(text));
+      putText(value);
     }
   }
 
 private:
-  static constexpr std::size_t largestObject = 64; // bytes
-  enum class Tag : Vane::U8 { literal, text, yes, no, signedWord, unsignedWord, pointer, object, cut };
+  static constexpr std::size_t largestObject = 64;  // bytes
+  static constexpr std::size_t largestPacked = 128; // bytes
+  enum class Tag : Vane::U8 {
+    literal,
+    text,
+    yes,
+    no,
+    signedWord,
+    unsignedWord,
+    pointer,
+    object,
+    packed,
+    cut
+  };
   using Format = void (*)(const void* value, std::string& text);
 #pragma pack(push, 1)
-  struct Object {
+  struct Object { // of both object and packed
     Tag tag;
     Vane::U8 size;
     Format format;
   };
 #pragma pack(pop)
+
+  // Only where the bytes are never more than those of a text record, so that they fit where it would.
+  template <typename T>
+  static constexpr bool keptPacked() {
+    if constexpr (!std::is_trivially_copyable_v<T> && Vane::packs<T>) {
+      return sizeof(Object) + T::vaneFixedBytes <= T::vaneTextAtLeast;
+    } else {
+      return false;
+    }
+  }
+  template <typename T>
+  static void formatPacked(const void* stored, std::string& text) {
+    T value;
+    const std::byte* at = static_cast<const std::byte*>(stored);
+    Vane::unpack(at, value);
+    formatObject<T>(&value, text);
+  }
+  template <typename T>
+  void putText(const T& value) {
+    std::string text;
+    formatObject<T>(&value, text);
+    put(std::string_view(text));
+  }
 
   template <typename T>
   static void formatObject(const void* stored, std::string& text) {
@@ -166,6 +207,15 @@ private:
       size_ += 1 + size;
     }
   }
+  std::byte* reservePacked(std::size_t size, Format format) {
+    Object* place = reserveObject(size);
+    if (place == nullptr) {
+      return nullptr;
+    }
+    place->tag = Tag::packed;
+    place->format = format;
+    return reinterpret_cast<std::byte*>(place + 1);
+  }
   Object* reserveObject(std::size_t size) {
     if (!fits(sizeof(Object) + size)) {
       return nullptr;
@@ -177,10 +227,13 @@ private:
     return place;
   }
 
+  static std::size_t pieceSize(const std::byte* piece);
+  static std::string packedText(const std::byte* piece);
+
   const MsgDesc* desc_;
   std::size_t size_ = 0;
   bool cut_ = false;
-  std::byte bytes_[capacity]; // the first size_ of them are set
+  alignas(8) std::byte bytes_[capacity]; // the first size_ of them are set
 };
 
 // A fixed buffer of records; the newest overwrite the oldest. Its memory is taken by the first one.
@@ -208,6 +261,7 @@ private:
     const MsgDesc* desc; // null: the rest of the buffer is unused
     std::size_t size;    // bytes of arguments
   };
+  // Records stand at multiples of 8.
   static std::size_t footprint(std::size_t size) { return sizeof(Header) + (size + 7) / 8 * 8; }
   const Header& at(std::size_t offset) const {
     return *reinterpret_cast<const Header*>(buffer_.get() + offset);
@@ -218,6 +272,7 @@ private:
     return next == wrappedAt_ && wrappedAt_ > writeAt_ ? 0 : next;
   }
   void makeRoom(std::size_t need);
+  void nextRound();
 
   std::size_t size_;
   std::unique_ptr<std::byte[]> buffer_;

@@ -3,11 +3,13 @@
 #include "Vane/Exception.h"
 #include "Vane/Hash.h"
 #include "Vane/Macros.h"
+#include "Vane/Pack.h"
 #include "Vane/String.h"
 #include "Vane/Types.h"
 
 #include <array>
 #include <concepts>
+#include <cstddef>
 #include <limits>
 #include <ostream>
 #include <string>
@@ -200,6 +202,14 @@ constexpr T inRangeOrThrow(Given given, T min, T max, const char* message) {
 #define VANE_VALUE_TEXT_I(T, name, ...)                                                            \
   text += separator; text += "'" #name "': "; text += ::Vane::strepOf(value.name##_).view();       \
   separator = ", ";
+#define VANE_VALUE_EACH(field) VANE_VALUE_EACH_I field
+#define VANE_VALUE_EACH_I(T, name, ...) visit(self.name##_);
+#define VANE_VALUE_PACKS(field) VANE_VALUE_PACKS_I field
+#define VANE_VALUE_PACKS_I(T, name, ...) && ::Vane::packs<T>
+#define VANE_VALUE_FIXED(field) VANE_VALUE_FIXED_I field
+#define VANE_VALUE_FIXED_I(T, name, ...) + ::Vane::fixedBytes<T>
+#define VANE_VALUE_LABEL(field) VANE_VALUE_LABEL_I field
+#define VANE_VALUE_LABEL_I(T, name, ...) + sizeof("'" #name "': ") - 1
 #define VANE_VALUE_PARSE(field) VANE_VALUE_PARSE_I field
 #define VANE_VALUE_PARSE_I(T, name, ...)                                                           \
   ::Vane::needString(at, end, separator);                                                          \
@@ -227,6 +237,16 @@ constexpr T inRangeOrThrow(Given given, T min, T max, const char* message) {
     return mixed.result();                                                                         \
   }                                                                                                \
   bool operator==(const CLS&) const = default;                                                     \
+  /* For Vane/Pack.h: visit(field) for every field, in the order of declaration. */                \
+  template <typename Self, typename Visit>                                                         \
+  static void vaneEach(Self& self, const Visit& visit) {                                           \
+    VANE_FOR_EACH(VANE_VALUE_EACH, __VA_ARGS__)                                                    \
+  }                                                                                                \
+  static constexpr bool vanePacks = true VANE_FOR_EACH(VANE_VALUE_PACKS, __VA_ARGS__);             \
+  static constexpr std::size_t vaneFixedBytes = 0 VANE_FOR_EACH(VANE_VALUE_FIXED, __VA_ARGS__);     \
+  /* Of its text, whatever the values of the fields. */                                            \
+  static constexpr std::size_t vaneTextAtLeast =                                                   \
+      sizeof("Value('" #NS "::" #CLS "', ** {})") - 1 VANE_FOR_EACH(VANE_VALUE_LABEL, __VA_ARGS__); \
   friend ::Vane::String valueToStrep(const CLS& value) {                                           \
     std::string text = "Value('" #NS "::" #CLS "', ** {";                                          \
     const char* separator = "";                                                                    \
