@@ -328,7 +328,11 @@ public:
     }                                                                                              \
   }                                                                                                \
   VANE_WHEN_USED                                                                                   \
-  void foo##Notify() const { ::Vane::notifyPlain<&NotifieeConst::on##Foo>(*this, vaneType()); }    \
+  void foo##Notify() const {                                                                       \
+    if (vaneHasNotifiees()) {                                                                      \
+      ::Vane::notifyPlain<&NotifieeConst::on##Foo>(*this, vaneType());                             \
+    }                                                                                              \
+  }                                                                                                \
 private:                                                                                           \
   T foo##_{static_cast<T>(__VA_ARGS__)};                                                           \
 public:
@@ -348,7 +352,11 @@ public:
   VANE_WHEN_USED                                                                                   \
   void foo##Del() { foo##Is(nullptr); }                                                            \
   VANE_WHEN_USED                                                                                   \
-  void foo##Notify() const { ::Vane::notifyPlain<&NotifieeConst::on##Foo>(*this, vaneType()); }    \
+  void foo##Notify() const {                                                                       \
+    if (vaneHasNotifiees()) {                                                                      \
+      ::Vane::notifyPlain<&NotifieeConst::on##Foo>(*this, vaneType());                             \
+    }                                                                                              \
+  }                                                                                                \
 private:                                                                                           \
   ::Vane::Ptr<T> foo##_;                                                                           \
 public:
@@ -387,7 +395,9 @@ public:
   }                                                                                                \
   VANE_WHEN_USED                                                                                   \
   void foo##Notify(const Key& key) const {                                                         \
-    ::Vane::notifyKeyed<&NotifieeConst::on##Foo>(*this, vaneType(), key);                          \
+    if (vaneHasNotifiees()) {                                                                      \
+      ::Vane::notifyKeyed<&NotifieeConst::on##Foo>(*this, vaneType(), key);                        \
+    }                                                                                              \
   }                                                                                                \
   VANE_WHEN_USED                                                                                   \
   void foo##Notify() const {                                                                       \

@@ -31,6 +31,12 @@ public:
     return block;
 #endif
   }
+  // A block that belongs to the pool's owner and lives as long as the pool; it is taken first.
+  void ownBlock([[maybe_unused]] void* memory) noexcept {
+#ifndef VANE_SANITIZED
+    give(memory);
+#endif
+  }
   void give(void* memory) noexcept {
 #ifdef VANE_SANITIZED
     ::operator delete(memory);

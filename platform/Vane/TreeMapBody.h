@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <memory>
 #include <new>
 #include <utility>
@@ -51,6 +52,8 @@ public:
   using Key = K;
   using Value = V;
   using Place = Node*;
+
+  TreeMapBody() { pool_.ownBlock(firstNode_); }
 
   void ownerLeaves() override {
     clear();
@@ -114,6 +117,10 @@ public:
   }
 
   void clear() {
+    if (references_ == 1) {
+      clearUnwatched();
+      return;
+    }
     // Destroying a value may come back to this map; the pins keep every node in its place meanwhile.
     hold();
     std::vector<Node*> nodes;
@@ -181,6 +188,21 @@ private:
   static constexpr std::size_t scanned = 8; // nodes of a map without index
 
   void handleUnpinned(void* place) override { destroy(spotOf(static_cast<Place>(place)->key)); }
+
+  // Without iterators nothing is pinned: the map is empty at once, whatever destroying a value does to it,
+  // and nothing has to be taken out of the index.
+  void clearUnwatched() {
+    hold();
+    runs_.clear();
+    nodes_ = size_ = 0;
+    for (Node* node = std::exchange(first_, nullptr); node != nullptr;) {
+      Node* const next = node->next;
+      node->~Node();
+      pool_.give(node);
+      node = next;
+    }
+    drop();
+  }
 
   // The first run whose last key is not below `key`, or the number of runs.
   std::size_t runOf(const K& key) const {
@@ -344,6 +366,8 @@ private:
     drop();
   }
 
+  // Many maps have one member: the sub-rules of a line that takes no more than one row.
+  alignas(Node) std::byte firstNode_[sizeof(Node)];
   NodePool pool_;
   std::vector<std::unique_ptr<Run>> runs_;
   Node* first_ = nullptr;
