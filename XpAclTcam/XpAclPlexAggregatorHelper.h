@@ -231,10 +231,12 @@ private:
                           const char* operation, const char* traceText);
 
   void commitRules(PendingTcamMapping& pending);
-  void commitVersion(const TcamIdxMapping& staged);
+  void commitVersion(const Vane::Ptr<TcamIdxMapping>& programmed);
   void programRule(const AclKeyInfo& aclKeyInfo, TcamRuleInfo& rule, Vane::U32 tcamIdx);
   Vane::U32 takeCounter(const AclKeyInfo& aclKeyInfo, TcamRuleInfo& rule, Vane::U32 tcamIdx);
-  void retireRow(const AclKeyInfo& aclKeyInfo, Vane::U32 row, const char* rowText);
+  void retireRow(const TcamTableInfo& table, TcamIdxAllocator& pool, XpLib::AcmHelper* acm, Vane::U32 row,
+                 const char* rowText);
+  void retireRows(const TcamIdxMapping& mapping, bool permit);
 
   template <typename Filter>
   void programIpRow(const TcamTableInfo& table, const AclKeyInfo& aclKeyInfo, const Filter& filter,

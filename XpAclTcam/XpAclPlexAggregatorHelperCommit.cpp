@@ -3,9 +3,11 @@
 #include "XpAclTcam/XpAclHelperUnit.h"
 
 #include <charconv>
+#include <cstddef>
 #include <iterator>
 #include <limits>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -18,13 +20,21 @@ namespace {
 
 // "NAME:rule.subrule", made for every row that counts.
 Vane::String counterLabel(const Vane::String& name, Vane::U32 ruleNum, Vane::U32 subruleNum) {
-  std::string label(name.view());
+  constexpr std::size_t mostDigits = std::numeric_limits<Vane::U32>::digits10 + 1;
+  char numbers[2 * (1 + mostDigits)];
+  char* end = numbers;
   for (const auto& [before, number] : {std::pair(':', ruleNum), std::pair('.', subruleNum)}) {
-    char digits[std::numeric_limits<Vane::U32>::digits10 + 1];
-    label += before;
-    label.append(digits, std::to_chars(std::begin(digits), std::end(digits), number).ptr);
+    *end++ = before;
+    end = std::to_chars(end, std::end(numbers), number).ptr;
   }
-  return Vane::String(label);
+  const std::string_view both(numbers, static_cast<std::size_t>(end - numbers));
+  char small[64];
+  if (name.size() + both.size() > sizeof small) {
+    return Vane::String(std::string(name.view()).append(both));
+  }
+  name.view().copy(small, name.size());
+  both.copy(small + name.size(), both.size());
+  return Vane::String(std::string_view(small, name.size() + both.size()));
 }
 
 } // namespace
@@ -57,34 +67,43 @@ void XpAclPlexAggregatorHelper::commitPendingPlatform(const Plex::AclKey& key) {
   const auto pending = pendingTcamMappingIs(key);
   commitRules(*pending);
   for (const auto& version : pending->pendingAclKeyInfoToIdxAll()) {
-    commitVersion(*version.ptr());
+    commitVersion(version.ptr());
   }
   for (const auto& acl : pending->pendingAclKeyToTcamInfoAll()) {
     const auto programmed = programmedAclKeyToTcamInfo(acl.key());
+    Vane::Ptr<TcamRuleIdMapping> mapping; // of the rule before: the sub-rules of a rule follow each other
     for (const auto& rule : programmed->tcamRuleInfoAll()) {
-      programmed->tcamRuleIdMappingIs(rule.ptr()->aclId())->ruleIdIs(rule.key(), true);
+      const Acl::UniqueId& aclId = rule.ptr()->aclId();
+      if (!mapping || !(mapping->uniqueId() == aclId)) {
+        mapping = programmed->tcamRuleIdMappingIs(aclId);
+      }
+      mapping->ruleIdIs(rule.key(), true);
     }
   }
   pendingTcamMappingDel(key);
   printDebugStatePlatform();
 }
 
+// What is staged becomes what is programmed by changing hands: the records are neither copied nor made anew.
+// Only where the ACL has programmed rules already they take the attributes over.
 void XpAclPlexAggregatorHelper::commitRules(PendingTcamMapping& pending) {
   for (const auto& acl : pending.pendingAclKeyToTcamInfoAll()) {
-    const auto programmed = programmedAclKeyToTcamInfoIs(acl.key());
+    if (programmedAclKeyToTcamInfo_.insert(acl.key(), acl.ptr())) {
+      programmedAclKeyToTcamInfoNotify(acl.key());
+      continue;
+    }
+    const auto programmed = programmedAclKeyToTcamInfo(acl.key());
     for (const auto& rule : acl.ptr()->tcamRuleInfoAll()) {
       programmed->tcamRuleInfoIs(rule.key())->attributesFrom(*rule.ptr());
     }
   }
 }
 
-void XpAclPlexAggregatorHelper::commitVersion(const TcamIdxMapping& staged) {
-  const AclKeyInfo& aclKeyInfo = staged.aclKeyInfo();
+void XpAclPlexAggregatorHelper::commitVersion(const Vane::Ptr<TcamIdxMapping>& programmed) {
+  const AclKeyInfo& aclKeyInfo = programmed->aclKeyInfo();
   XPACL_UNIT_ASSERT(!programmedAclKeyInfoToIdxHas(aclKeyInfo), "!programmedAclKeyInfoHas( iter.key() )");
-  const auto programmed = programmedAclKeyInfoToIdxIs(aclKeyInfo);
-  for (const auto& placed : staged.tcamIdxAll()) {
-    programmed->tcamIdxIs(placed.key(), placed.value());
-  }
+  programmedAclKeyInfoToIdx_.insert(aclKeyInfo, programmed);
+  programmedAclKeyInfoToIdxNotify(aclKeyInfo);
   const auto tcamInfo = programmedAclKeyToTcamInfo(aclKeyInfo.aclKey());
   // Rules and placement are in the same order, so one walk over the rules serves the whole version.
   auto rule = tcamInfo->tcamRuleInfoFirst();
@@ -162,15 +181,34 @@ void XpAclPlexAggregatorHelper::cleanupPendingPlatform(const Plex::AclKey& key) 
 }
 
 // Invalid in the chip first, then the counter, then the pool: a free row never hits.
-void XpAclPlexAggregatorHelper::retireRow(const AclKeyInfo& aclKeyInfo, Vane::U32 row, const char* rowText) {
-  const Plex::AclKey& aclKey = aclKeyInfo.aclKey();
-  const TcamTableInfo& table = tcamTable(getTcamType(aclKey.direction(), aclKey.aclType()));
+void XpAclPlexAggregatorHelper::retireRow(const TcamTableInfo& table, TcamIdxAllocator& pool,
+                                          XpLib::AcmHelper* acm, Vane::U32 row, const char* rowText) {
   setEntryValid(table, row, false, rowText);
-  const auto acm = acmHelper(aclKey.direction());
-  if (acm) {
-    acm->freeAcmIdx(counterIndexOfRow(aclKey.aclType(), row));
+  if (acm != nullptr) {
+    acm->freeAcmIdx(counterIndexOfRow(table.aclType, row));
   }
-  tcamIdxAllocatorIs(table.tcamType)->freeTcamIdxIs(row, true);
+  pool.freeTcamIdxIs(row, true);
+}
+
+void XpAclPlexAggregatorHelper::retireRows(const TcamIdxMapping& mapping, bool permit) {
+  const Plex::AclKey& aclKey = mapping.aclKeyInfo().aclKey();
+  const TcamTableInfo& table = tcamTable(getTcamType(aclKey.direction(), aclKey.aclType()));
+  const auto pool = tcamIdxAllocatorIs(table.tcamType);
+  const auto acm = acmHelper(aclKey.direction());
+  if (!permit) {
+    for (const auto& placed : mapping.tcamIdxAll()) {
+      retireRow(table, *pool, acm.ptr(), placed.value(), "tcamIdx");
+    }
+    return;
+  }
+  std::vector<Vane::U32> rows;
+  rows.reserve(mapping.tcamIdxCount());
+  for (const auto& placed : mapping.tcamIdxAll()) {
+    rows.push_back(placed.value());
+  }
+  for (const Vane::U32 row : rows) {
+    retireRow(table, *pool, acm.ptr(), row, "*it");
+  }
 }
 
 void XpAclPlexAggregatorHelper::freeResource(const AclKeyInfo& aclKeyInfo) {
@@ -189,19 +227,8 @@ void XpAclPlexAggregatorHelper::freeResource(const AclKeyInfo& aclKeyInfo) {
     const auto aclData = tcamInfo->tcamRuleInfoFirst().ptr()->aclData();
     permit = aclData && getPermitDuringAclUpdate(aclData->permitDuringAclUpdate());
   }
-  if (permit) {
-    std::vector<Vane::U32> rows;
-    rows.reserve(mapping->tcamIdxCount());
-    for (const auto& placed : mapping->tcamIdxAll()) {
-      rows.push_back(placed.value());
-    }
-    for (const Vane::U32 row : rows) {
-      retireRow(aclKeyInfo, row, "*it");
-    }
-  } else {
-    for (const auto& placed : mapping->tcamIdxAll()) {
-      retireRow(aclKeyInfo, placed.value(), "tcamIdx");
-    }
+  if (mapping->tcamIdxCount() != 0) {
+    retireRows(*mapping, permit);
   }
   programmedAclKeyInfoToIdxDel(aclKeyInfo);
   for (const auto& version : programmedAclKeyInfoToIdxAll()) {

@@ -23,8 +23,7 @@ TcamRuleInfo* XpAclPlexAggregatorHelper::stageRule(const AclKeyInfo& aclKeyInfo,
   const TcamType tcamType = getTcamType(aclKey.direction(), aclType);
   const auto pool = tcamIdxAllocatorIs(tcamType);
   // Raises the range error for a device number that no chip has.
-  const Plex::Central::DeviceId deviceId(xpDevId().value());
-  static_cast<void>(systemStatus()->chipInfoFind(deviceId));
+  static_cast<void>(Plex::Central::DeviceId(xpDevId().value()));
 
   if (pool->freeTcamIdxCount() == 0) {
     const Vane::String text =
@@ -36,8 +35,7 @@ TcamRuleInfo* XpAclPlexAggregatorHelper::stageRule(const AclKeyInfo& aclKeyInfo,
     return nullptr;
   }
   const auto pending = pendingTcamMappingIs(aclKey);
-  const auto tcamInfo = pending->pendingAclKeyToTcamInfoIs(aclKey);
-  const auto rule = tcamInfo->tcamRuleInfoIs(ruleId);
+  const auto rule = pending->pendingAclKeyToTcamInfoIs(aclKey)->tcamRuleInfoIs(ruleId);
   rule->aclDataIs(aclData);
   rule->ruleNumIs(ruleId.ruleNum());
   rule->subruleNumIs(ruleId.subRuleNum());

@@ -3,10 +3,10 @@
 namespace XpLib {
 
 Vane::U32 AcmHelper::getAcmIdx(Vane::U32 index, const Vane::String& name) {
-  if (acmIdxHas(index)) {
+  if (!acmIdx_.insert(index, name)) {
     return baseIndex();
   }
-  acmIdxIs(index, name);
+  acmIdxNotify(index);
   lastCountIs(index, dal()->readCounter(device().value(), client(), index));
   return index;
 }
@@ -17,8 +17,15 @@ void AcmHelper::freeAcmIdx(Vane::U32 index) {
 
 Vane::U64 AcmHelper::getCounterValue(Vane::U32 index) {
   const Vane::U64 now = dal()->readCounter(device().value(), client(), index);
-  const Vane::U64 before = lastCount(index);
-  lastCountIs(index, now);
+  const Vane::U64* const held = lastCountFind(index);
+  if (held == nullptr) {
+    lastCountIs(index, now);
+    return now;
+  }
+  const Vane::U64 before = *held;
+  if (before != now) {
+    lastCountIs(index, now);
+  }
   return now - before;
 }
 
