@@ -159,6 +159,8 @@ std::vector<uint32_t> rowsPerEntry(const AggregatedAcl& acl) {
 std::shared_ptr<AggregatedAcl> aggregate(const AccessList& list, bool neighborDiscovery) {
   auto acl = std::make_shared<AggregatedAcl>();
   acl->source = list;
+  acl->filters.reserve(list.rules.size());
+  acl->rows.reserve(list.rules.size() + 1);
   EntryRows entries(*acl, 1);
   for (std::size_t i = 0; i < list.rules.size(); ++i) {
     entries.entry(static_cast<int32_t>(i), list.rules[i]);
@@ -178,6 +180,9 @@ std::shared_ptr<AggregatedAcl> aggregate(const AccessList& list, bool neighborDi
 }
 
 bool sameRules(const AccessList& a, const AccessList& b) {
+  if (a.family == b.family && a.rules.sharedWith(b.rules)) {
+    return true;
+  }
   return a.family == b.family && std::equal(a.rules.begin(), a.rules.end(), b.rules.begin(), b.rules.end(),
                                             [](const Rule& x, const Rule& y) {
                                               return x.permit == y.permit && x.log == y.log &&

@@ -147,7 +147,7 @@ public:
     }
     std::vector<agent::AccessList> lists = std::move(config_.lists);
     for (agent::AccessList& list : lists) {
-      list.rules.resize(1);
+      list.rules.edit().resize(1);
     }
     config_ = agent::Config();
     config_.lists = std::move(lists);
@@ -270,11 +270,13 @@ private:
     if (kind == 0) {
       list = lists_.list(list.name, list.family, 12);
     } else if (kind == 1 && list.rules.size() > 1) {
-      list.rules.erase(list.rules.begin() + random_.below(static_cast<uint32_t>(list.rules.size())));
+      std::vector<agent::Rule>& rules = list.rules.edit();
+      rules.erase(rules.begin() + random_.below(static_cast<uint32_t>(rules.size())));
     } else {
       const agent::AccessList other = lists_.list("x", list.family, 1);
-      list.rules.insert(list.rules.begin() + random_.below(static_cast<uint32_t>(list.rules.size() + 1)),
-                        other.rules.front());
+      std::vector<agent::Rule>& rules = list.rules.edit();
+      rules.insert(rules.begin() + random_.below(static_cast<uint32_t>(rules.size() + 1)),
+                   other.rules.front());
     }
     return "edit " + list.name + " " + apply();
   }

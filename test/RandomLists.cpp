@@ -136,7 +136,7 @@ agent::AccessList RandomLists::list(const std::string& name, agent::Family famil
     for (unsigned n = random_.oneIn(6) ? 3 : 1; n != 0; --n) {
       rule.alternatives.push_back(criteria(family));
     }
-    list.rules.push_back(rule);
+    list.rules.edit().push_back(rule);
   }
   return list;
 }

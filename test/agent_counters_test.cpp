@@ -350,9 +350,11 @@ private:
     if (random_.oneIn(2)) {
       const agent::AccessList other = lists_.list("x", list.family, 1);
       if (random_.oneIn(2) && list.rules.size() > 1) {
-        list.rules.erase(list.rules.begin() + random_.below(static_cast<uint32_t>(list.rules.size())));
+        std::vector<agent::Rule>& rules = list.rules.edit();
+        rules.erase(rules.begin() + random_.below(static_cast<uint32_t>(rules.size())));
       } else {
-        list.rules.insert(list.rules.begin(), other.rules.front());
+        std::vector<agent::Rule>& rules = list.rules.edit();
+        rules.insert(rules.begin(), other.rules.front());
       }
       return;
     }

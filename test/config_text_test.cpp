@@ -157,7 +157,7 @@ TEST(ConfigText, whatHasNoWordsIsNamed) {
   EXPECT_EQ(1u, losses.size());
 
   // Alternatives that are no product of services, sources and destinations.
-  Rule& rule = config.lists[0].rules[0];
+  Rule& rule = config.lists[0].rules.edit()[0];
   rule.alternatives.resize(2);
   rule.alternatives[0].srcV4 = rule.alternatives[1].dstV4 = {0x0A000001, 0};
   config.lists[0].hasErrors = false;

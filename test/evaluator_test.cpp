@@ -25,7 +25,7 @@ std::string judged(const agent::AccessList& list, const packet::Packet& packet, 
   std::string text = judgement.permit ? "permit by " : "deny by ";
   switch (judgement.decider) {
   case Decider::line:
-    return text + std::to_string(list.rules.at(judgement.index).sequence);
+    return text + std::to_string(list.rules[judgement.index].sequence);
   case Decider::neighbourDiscovery:
     return text + "neighbour discovery";
   case Decider::implicitDeny:

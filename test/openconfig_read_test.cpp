@@ -257,7 +257,7 @@ TEST(OpenConfigEntry, l2) {
 // How the tool names an entry: in the words of configuration text.
 TEST(OpenConfigEntry, textOfARule) {
   const auto textOf = [](const std::string& type, const std::string& body) {
-    return readConfigText(documentOf(type, body), "t").lists.at(0).rules.at(0).text;
+    return readConfigText(documentOf(type, body), "t").lists.at(0).rules[0].text;
   };
   EXPECT_EQ("permit ip any any", textOf("ACL_IPV4", ""));
   EXPECT_EQ("permit tcp prefix-set NETS host 10.0.0.1 eq 22",

@@ -34,21 +34,22 @@ verify::Judgement judged(const AccessList* list, const packet::Packet& packet) {
 AccessList edited(test::Random& random, test::RandomLists& lists, const AccessList& list) {
   AccessList changed = list;
   for (unsigned n = random.below(4); n != 0; --n) {
-    const auto at = changed.rules.begin() + random.below(static_cast<uint32_t>(changed.rules.size()));
+    std::vector<agent::Rule>& rules = changed.rules.edit();
+    const auto at = rules.begin() + random.below(static_cast<uint32_t>(rules.size()));
     switch (random.below(4)) {
     case 0:
-      if (changed.rules.size() > 1) {
-        changed.rules.erase(at);
+      if (rules.size() > 1) {
+        rules.erase(at);
       }
       break;
     case 1:
-      changed.rules.insert(at, lists.list("M", list.family, 1).rules.front());
+      rules.insert(at, lists.list("M", list.family, 1).rules.front());
       break;
     case 2:
       at->permit = !at->permit;
       break;
     default:
-      std::iter_swap(at, changed.rules.begin());
+      std::iter_swap(at, rules.begin());
     }
   }
   return changed;
@@ -125,13 +126,13 @@ TEST(Diff, orderThatDoesNotMatterChangesNothing) {
   for (unsigned round = 0; round < 30; ++round) {
     AccessList before = lists.list("L", Family::ipv4, 10);
     for (std::size_t i = 0; i < before.rules.size(); ++i) {
-      for (agent::Criteria& criteria : before.rules[i].alternatives) {
+      for (agent::Criteria& criteria : before.rules.edit()[i].alternatives) {
         criteria.protocol = static_cast<uint8_t>(100 + i);
         criteria.established = false;
       }
     }
     AccessList after = before;
-    std::reverse(after.rules.begin(), after.rules.end());
+    std::reverse(after.rules.edit().begin(), after.rules.edit().end());
     PacketSpace space(Family::ipv4);
     EXPECT_TRUE(verify::diff(space, &before, &after, space.all()).isEmpty());
   }
@@ -140,11 +141,11 @@ TEST(Diff, orderThatDoesNotMatterChangesNothing) {
 TEST(Diff, witnessesAreTakenFromThePreferredPackets) {
   AccessList before;
   before.family = Family::mac;
-  before.rules.resize(1);
-  before.rules[0].permit = true;
-  before.rules[0].alternatives.resize(1);
+  before.rules.edit().resize(1);
+  before.rules.edit()[0].permit = true;
+  before.rules.edit()[0].alternatives.resize(1);
   AccessList after = before;
-  after.rules[0].permit = false;
+  after.rules.edit()[0].permit = false;
   PacketSpace space(Family::mac);
   const auto witness = [&](agent::PortSet vlans) {
     const PacketSet preferred =

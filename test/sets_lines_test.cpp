@@ -136,7 +136,8 @@ TEST(Lines, successorsAreWhatTheListWithoutTheLineSays) {
           continue;
         }
         AccessList without = list;
-        without.rules.erase(without.rules.begin() + static_cast<std::ptrdiff_t>(decides.index));
+        std::vector<agent::Rule>& rules = without.rules.edit();
+        rules.erase(rules.begin() + static_cast<std::ptrdiff_t>(decides.index));
         Judgement next = verify::evaluate(without, packet, vlanOf(packet));
         bool log = false;
         if (next.decider == verify::Decider::line) {

@@ -40,7 +40,8 @@ Diagram effects(PacketSpace& space, const AccessList& list) {
 
 AccessList without(const AccessList& list, std::size_t line) {
   AccessList shorter = list;
-  shorter.rules.erase(shorter.rules.begin() + static_cast<std::ptrdiff_t>(line));
+  std::vector<agent::Rule>& rules = shorter.rules.edit();
+  rules.erase(rules.begin() + static_cast<std::ptrdiff_t>(line));
   return shorter;
 }
 
@@ -154,7 +155,8 @@ void expectWitnesses(const AccessList& list, const std::vector<verify::Contradic
 // The list with the cheaper form in place.
 AccessList cheaper(const AccessList& list, const verify::CostlyRange& range) {
   AccessList changed = list;
-  const auto at = changed.rules.begin() + static_cast<std::ptrdiff_t>(range.line);
+  std::vector<agent::Rule>& rules = changed.rules.edit();
+  const auto at = rules.begin() + static_cast<std::ptrdiff_t>(range.line);
   agent::Rule front = *at;
   front.permit = !front.permit;
   front.log = false;
@@ -170,7 +172,7 @@ AccessList cheaper(const AccessList& list, const verify::CostlyRange& range) {
   }
   front.alternatives = opposite;
   if (!range.excluded.empty()) {
-    changed.rules.insert(at, front);
+    rules.insert(at, front);
   }
   return changed;
 }

@@ -150,7 +150,7 @@ TEST(ChipSets, AnyBitThatMattersIsFound) {
     Flips flips;
     for (unsigned round = 0; round < 2; ++round) {
       AccessList list = lists.list("L", family, 3);
-      for (agent::Rule& rule : list.rules) {
+      for (agent::Rule& rule : list.rules.edit()) {
         rule.alternatives.resize(1);
         rule.alternatives[0].srcPorts = agent::anyPort();
       }

@@ -105,7 +105,7 @@ private:
 
   AccessList edited(AccessList list) {
     if (!list.rules.empty()) {
-      agent::Rule& rule = list.rules[random_.below(static_cast<unsigned>(list.rules.size()))];
+      agent::Rule& rule = list.rules.edit()[random_.below(static_cast<unsigned>(list.rules.size()))];
       rule.permit = !rule.permit;
     }
     return list;
@@ -697,7 +697,7 @@ TEST(UpdateProof, OneLineMoreCostsAFewCombinations) {
     rule.permit = i % 3 != 0;
     rule.alternatives.emplace_back();
     rule.alternatives[0].dstV4 = {i * 2654435761u, (1u << i % 20) - 1};
-    list.rules.push_back(rule);
+    list.rules.edit().push_back(rule);
   }
   EXPECT_EQ(tool::listPermitted(sets, &list, {}), verify::permitted(space, &list));
   const auto cost = [&](AccessList changed) {
@@ -707,14 +707,14 @@ TEST(UpdateProof, OneLineMoreCostsAFewCombinations) {
   };
   EXPECT_EQ(cost(list), 0u);
   AccessList changed = list;
-  changed.rules[250].permit = !changed.rules[250].permit;
+  changed.rules.edit()[250].permit = !changed.rules[250].permit;
   const std::size_t turned = cost(changed);
   changed = list;
-  changed.rules.erase(changed.rules.begin() + 40);
+  changed.rules.edit().erase(changed.rules.begin() + 40);
   const std::size_t less = cost(changed);
   changed = list;
-  changed.rules.insert(changed.rules.begin() + 499, list.rules[0]);
-  changed.rules[499].permit = true;
+  changed.rules.edit().insert(changed.rules.begin() + 499, list.rules[0]);
+  changed.rules.edit()[499].permit = true;
   const std::size_t more = cost(changed);
   std::cout << "combinations for a line turned, less, more: " << turned << " " << less << " " << more << "\n";
   for (const std::size_t each : {turned, less, more}) {

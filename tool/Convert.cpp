@@ -36,7 +36,7 @@ struct ConvertOptions : CommonOptions {
 
 // The list that permits what this one logs.
 agent::AccessList logged(agent::AccessList list) {
-  for (agent::Rule& rule : list.rules) {
+  for (agent::Rule& rule : list.rules.edit()) {
     rule.permit = rule.log;
   }
   return list;

@@ -166,7 +166,7 @@ void readClassBench(std::string_view text, Diagnostics& diagnostics, Config& con
     rule.permit = true;
     rule.text = foldedText(tokens, 0, tokens.size());
     if (FilterParser(tokens, findings).parse(budget, rule))
-      list.rules.push_back(std::move(rule));
+      list.rules.edit().push_back(std::move(rule));
     for (Finding& finding : findings.takeAll()) {
       list.hasErrors = list.hasErrors || finding.severity == Severity::error;
       diagnostics.add(std::move(finding), list.name);

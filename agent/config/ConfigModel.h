@@ -1,10 +1,13 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 // The configuration as read: what the operator wrote, with every name resolved and every line
@@ -97,15 +100,49 @@ struct Rule {
   std::vector<Criteria> alternatives;
 };
 
+// The entries of a list. A change holds its configuration several times over, so copies share the entries
+// until one of them is edited.
+class Rules {
+public:
+  using value_type = Rule;
+  using const_iterator = std::vector<Rule>::const_iterator;
+
+  Rules() = default;
+  Rules(std::vector<Rule> rules) : rules_(std::make_shared<std::vector<Rule>>(std::move(rules))) {}
+
+  std::size_t size() const { return rules_ ? rules_->size() : 0; }
+  bool empty() const { return size() == 0; }
+  const Rule& operator[](std::size_t index) const { return (*rules_)[index]; }
+  const Rule& front() const { return rules_->front(); }
+  const Rule& back() const { return rules_->back(); }
+  const_iterator begin() const { return rules_ ? rules_->cbegin() : const_iterator(); }
+  const_iterator end() const { return rules_ ? rules_->cend() : const_iterator(); }
+  // Whether these are the very same entries, not only equal ones.
+  bool sharedWith(const Rules& other) const { return rules_ == other.rules_; }
+
+  // The entries, as these alone have them. Until the next copy.
+  std::vector<Rule>& edit() {
+    if (!rules_) {
+      rules_ = std::make_shared<std::vector<Rule>>();
+    } else if (rules_.use_count() != 1) {
+      rules_ = std::make_shared<std::vector<Rule>>(*rules_);
+    }
+    return *rules_;
+  }
+
+private:
+  std::shared_ptr<std::vector<Rule>> rules_; // null: none
+};
+
 // What a row cannot express, or what could not be read: the line stands in the list's errors and
 // the list is not loadable.
 struct AccessList {
   std::string name;
   Family family = Family::ipv4;
-  bool standard = false;   // source address only
-  SourceLoc loc;           // where it was first opened
-  std::vector<Rule> rules; // in sequence order
-  bool hasErrors = false;  // some line of it is not expressible
+  bool standard = false;  // source address only
+  SourceLoc loc;          // where it was first opened
+  Rules rules;            // in sequence order
+  bool hasErrors = false; // some line of it is not expressible
 };
 
 // A list applied to an interface.

@@ -240,16 +240,17 @@ AccessList ListTable::build(const ListDraft& draft, bool applied, GroupTable& gr
     report(finding, false);
   EntryContext context{draft.family(), draft.standard(), applied, &groups, &budget};
   std::vector<Token> tokens;
-  list.rules.reserve(draft.entries_.size());
+  std::vector<Rule>& rules = list.rules.edit();
+  rules.reserve(draft.entries_.size());
   for (const auto& [sequence, entry] : draft.entries_) {
     splitWords(entry.text, tokens);
     Findings findings(entry.line);
-    Rule& rule = list.rules.emplace_back();
+    Rule& rule = rules.emplace_back();
     rule.loc = {diagnostics.file(), entry.line, 1};
     rule.sequence = sequence;
     parseEntry(tokens, entry.first, context, findings, rule);
     if (findings.hasErrors())
-      list.rules.pop_back();
+      rules.pop_back();
     for (Finding& finding : findings.takeAll())
       report(std::move(finding), false);
   }
