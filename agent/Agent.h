@@ -21,6 +21,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -222,6 +223,7 @@ private:
   void joinPairs(const Config& config, const WantedPairs& wanted);
   void removePairs(const WantedPairs& wanted);
   void reserveAtLeast(std::size_t bytes);
+  static std::size_t bytesToCommit(XpAcl::TcamType table, std::size_t rows);
   std::size_t bytesToFinish(const Change& change) const;
   std::size_t bytesToMove(Ovnet::IntfId intf, const WantedPairs& pairs) const;
   void finish(Change& change, const std::set<uint8_t>& chips);
@@ -233,8 +235,8 @@ private:
   void abandon(Change& change);
   // `claimed`: counters that rows of the same commit take before, and from now on those of this version.
   void ownRows(uint8_t chip, const XpAcl::TcamIdxMapping& placement, const AclGeneration& generation,
-               std::set<uint32_t>& claimed);
-  void disownRows(uint8_t chip, const XpAcl::AclKeyInfo& version, ApplyResult& result);
+               std::vector<bool>& claimed);
+  void disownRows(uint8_t chip, const XpAcl::TcamIdxMapping& placement, ApplyResult& result);
   void commitAll(Change& change);
   void adoptLists(Change& change);
   void addPorts(const Config& config);
@@ -247,8 +249,9 @@ private:
   void clearUnitError();
   std::set<uint32_t> takenCounterRows(uint8_t chip, XpAcl::TcamType table) const;
   std::vector<uint32_t> withholdRows(uint8_t chip, XpAcl::TcamType table, std::size_t needed);
-  std::vector<uint32_t> rowsWithoutCounter(uint8_t chip, const XpAcl::AclKeyInfo& version) const;
-  void warnOfCounters(uint8_t chip, const XpAcl::AclKeyInfo& version, ApplyResult& result) const;
+  std::vector<uint32_t> rowsOf(uint8_t chip, const Plex::AclKey& key) const;
+  std::vector<uint32_t> rowsWithoutCounter(uint8_t chip, const XpAcl::TcamIdxMapping& placement) const;
+  void warnOfCounters(uint8_t chip, const XpAcl::TcamIdxMapping& placement, ApplyResult& result) const;
   void pollAcl(uint8_t chip, const Plex::AclKey& key);
   std::map<Acl::AclDirection, uint64_t> implicitHitsRead(uint8_t chip) const;
   void implicitHitsReadIs(uint8_t chip, const std::map<Acl::AclDirection, uint64_t>& read);
@@ -297,7 +300,7 @@ private:
     AclName name;
     uint64_t hits = 0;
   };
-  std::map<uint64_t, Total> totals_;    // by unique id
+  std::unordered_map<uint64_t, Total> totals_; // by unique id
   std::map<AclName, uint64_t> removed_; // hits of lines that the list lost, as far as they left totals_
   std::map<uint8_t, Adopted> adopted_;
   uint64_t implicitDeny_[2] = {0, 0};

@@ -257,6 +257,7 @@ bool Agent::stageMember(Change& change, const Wanted& wanted, uint8_t chip, cons
     }
   }
   change.result.rowsStaged += static_cast<uint32_t>(generation.acl->rows.size());
+  change.bytesToCommit += bytesToCommit(table, generation.acl->rows.size());
   return true;
 }
 
@@ -280,36 +281,39 @@ void Agent::abandon(Change& change) {
 }
 
 void Agent::ownRows(uint8_t chip, const XpAcl::TcamIdxMapping& placement, const AclGeneration& generation,
-                    std::set<uint32_t>& claimed) {
+                    std::vector<bool>& claimed) {
   const XpAcl::AclKeyInfo& version = placement.aclKeyInfo();
-  const XpAcl::TcamType table = XpAcl::getTcamType(version.aclKey().direction(), version.aclKey().aclType());
+  const Acl::AclType type = version.aclKey().aclType();
   const AggregatedAcl& acl = *generation.acl;
   const auto acm = helpers_.at(chip)->acmHelper(version.aclKey().direction());
+  const uint32_t nobodys = helpers_.at(chip)->unusedAcmIndex();
+  std::vector<RowOwner>& owners = owners_.at(chip)[XpAcl::getTcamType(version.aclKey().direction(), type)];
+  claimed.resize(std::max(claimed.size(), std::size_t{2} * owners.size() + 1));
   auto row = acl.rows.begin();
   for (const auto& placed : placement.tcamIdxAll()) {
     // Rules and placement are in the same order.
     const std::size_t unique = row->origin >= 0
                                    ? static_cast<std::size_t>(row->origin)
                                    : acl.source.rules.size() + static_cast<std::size_t>(-row->origin - 1);
-    const uint32_t counter = XpAcl::counterIndexOfRow(version.aclKey().aclType(), placed.value());
-    const bool ownCounter = setup_.counters && row->origin != originFinal &&
-                            counter != helpers_.at(chip)->unusedAcmIndex() && !acm->acmIdxHas(counter) &&
-                            claimed.insert(counter).second;
-    owners_.at(chip)[table][placed.value()] = {generation.acl,  version,     row->ruleNum,
-                                               row->subRuleNum, row->origin, generation.uniqueIds[unique],
-                                               ownCounter};
+    const uint32_t counter = XpAcl::counterIndexOfRow(type, placed.value());
+    const bool ownCounter = setup_.counters && row->origin != originFinal && counter != nobodys &&
+                            !acm->acmIdxHas(counter) && !claimed[counter];
+    if (ownCounter) {
+      claimed[counter] = true;
+    }
+    owners[placed.value()] = {generation.acl,  version,     row->ruleNum,
+                              row->subRuleNum, row->origin, generation.uniqueIds[unique],
+                              ownCounter};
     ++row;
   }
 }
 
-void Agent::disownRows(uint8_t chip, const XpAcl::AclKeyInfo& version, ApplyResult& result) {
-  const auto placement = helpers_.at(chip)->programmedAclKeyInfoToIdx(version);
-  if (!placement) {
-    return;
-  }
-  const XpAcl::TcamType table = XpAcl::getTcamType(version.aclKey().direction(), version.aclKey().aclType());
-  for (const auto& placed : placement->tcamIdxAll()) {
-    owners_.at(chip)[table][placed.value()] = RowOwner();
+void Agent::disownRows(uint8_t chip, const XpAcl::TcamIdxMapping& placement, ApplyResult& result) {
+  const Plex::AclKey& key = placement.aclKeyInfo().aclKey();
+  std::vector<RowOwner>& owners = owners_.at(chip)[XpAcl::getTcamType(key.direction(), key.aclType())];
+  const RowOwner nobody;
+  for (const auto& placed : placement.tcamIdxAll()) {
+    owners[placed.value()] = nobody;
     ++result.rowsRetired;
   }
 }
@@ -318,11 +322,11 @@ void Agent::commitAll(Change& change) {
   for (const auto& [chip, keys] : change.pendingKeys) {
     for (const Plex::AclKey& key : keys) {
       const auto pending = helpers_.at(chip)->pendingTcamMapping(key);
-      std::set<uint32_t> claimed[2]; // counters, by direction
+      std::vector<bool> claimed[2]; // by direction, counter
       for (const auto& version : pending->pendingAclKeyInfoToIdxAll()) {
         ownRows(chip, *version.ptr(), *generationOf(&change, version.key().aclKey()),
                 claimed[version.key().aclKey().direction() == Acl::ingress ? 0 : 1]);
-        warnOfCounters(chip, version.key(), change.result);
+        warnOfCounters(chip, *version.ptr(), change.result);
       }
       const std::map<Acl::AclDirection, uint64_t> implicitRead = implicitHitsRead(chip);
       helpers_.at(chip)->commitPendingPlatform(key);
@@ -410,8 +414,11 @@ void Agent::retire(const XpAcl::HwAclIndexKey& key, const LiveIndexKey& live, ui
   for (const Plex::AclKey& member : members(key)) {
     const XpAcl::AclKeyInfo version = versionOf(member, live.id, live.routed);
     pollAcl(chip, member);
-    const std::vector<uint32_t> shared = rowsWithoutCounter(chip, version);
-    disownRows(chip, version, result);
+    std::vector<uint32_t> shared;
+    if (const auto placement = helpers_.at(chip)->programmedAclKeyInfoToIdx(version)) {
+      shared = rowsWithoutCounter(chip, *placement);
+      disownRows(chip, *placement, result);
+    }
     helpers_.at(chip)->freeResource(version);
     restoreCounters(chip, XpAcl::getTcamType(member.direction(), member.aclType()), shared);
   }

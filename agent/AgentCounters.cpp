@@ -28,6 +28,13 @@ bool countsAtEven(XpAcl::TcamType table) {
   return XpAcl::tcamTable(table).aclType != Acl::ipv4;
 }
 
+// The rows of one version are mostly ascending already.
+void sortRows(std::vector<uint32_t>& rows) {
+  if (!std::is_sorted(rows.begin(), rows.end())) {
+    std::sort(rows.begin(), rows.end());
+  }
+}
+
 Vane::String counterLabel(const RowOwner& owner) {
   return Vane::format("%s:%u.%u", owner.version.aclKey().name().charPtr(), owner.ruleNum, owner.subRuleNum);
 }
@@ -82,23 +89,28 @@ std::vector<uint32_t> Agent::withholdRows(uint8_t chip, XpAcl::TcamType table, s
   return rows;
 }
 
-std::vector<uint32_t> Agent::rowsWithoutCounter(uint8_t chip, const XpAcl::AclKeyInfo& version) const {
+std::vector<uint32_t> Agent::rowsWithoutCounter(uint8_t chip, const XpAcl::TcamIdxMapping& placement) const {
   std::vector<uint32_t> rows;
-  const XpAcl::TcamType table = XpAcl::getTcamType(version.aclKey().direction(), version.aclKey().aclType());
-  const std::vector<RowOwner>& owners = owners_.at(chip)[table];
-  for (uint32_t row = 0; setup_.counters && row < owners.size(); ++row) {
-    const RowOwner& owner = owners[row];
-    if (owner.acl && owner.version == version && !owner.ownCounter) {
-      rows.push_back(row);
+  if (!setup_.counters) {
+    return rows;
+  }
+  const Plex::AclKey& key = placement.aclKeyInfo().aclKey();
+  const std::vector<RowOwner>& owners = owners_.at(chip)[XpAcl::getTcamType(key.direction(), key.aclType())];
+  for (const auto& placed : placement.tcamIdxAll()) {
+    const RowOwner& owner = owners[placed.value()];
+    if (owner.acl && owner.version == placement.aclKeyInfo() && !owner.ownCounter) {
+      rows.push_back(placed.value());
     }
   }
+  sortRows(rows);
   return rows;
 }
 
-void Agent::warnOfCounters(uint8_t chip, const XpAcl::AclKeyInfo& version, ApplyResult& result) const {
-  const XpAcl::TcamType table = XpAcl::getTcamType(version.aclKey().direction(), version.aclKey().aclType());
+void Agent::warnOfCounters(uint8_t chip, const XpAcl::TcamIdxMapping& placement, ApplyResult& result) const {
+  const Plex::AclKey& key = placement.aclKeyInfo().aclKey();
+  const XpAcl::TcamType table = XpAcl::getTcamType(key.direction(), key.aclType());
   std::set<int32_t> named;
-  for (const uint32_t row : rowsWithoutCounter(chip, version)) {
+  for (const uint32_t row : rowsWithoutCounter(chip, placement)) {
     const RowOwner& owner = owners_.at(chip)[table][row];
     if (owner.origin != originFinal && named.insert(owner.origin).second) {
       const Rule* const rule = owner.rule();
@@ -145,9 +157,11 @@ void Agent::implicitHitsReadIs(uint8_t chip, const std::map<Acl::AclDirection, u
 }
 
 void Agent::addHits(const AclName& name, uint64_t uniqueId, uint64_t hits) {
-  Total& total = totals_[uniqueId];
-  total.name = name;
-  total.hits += hits;
+  const auto [total, isNew] = totals_.try_emplace(uniqueId);
+  if (isNew) {
+    total->second.name = name;
+  }
+  total->second.hits += hits;
 }
 
 // Lines that a list lost never come back: what they counted becomes one number a list. Done when they are
@@ -176,6 +190,26 @@ void Agent::foldRemoved() {
   }
 }
 
+// The rows of all versions of a list that stand in a chip, ascending.
+std::vector<uint32_t> Agent::rowsOf(uint8_t chip, const Plex::AclKey& key) const {
+  std::vector<uint32_t> rows;
+  const std::vector<RowOwner>& owners = owners_.at(chip)[XpAcl::getTcamType(key.direction(), key.aclType())];
+  for (const auto& version : helpers_.at(chip)->programmedAclKeyInfoToIdxAll()) {
+    if (!(version.key().aclKey() == key)) {
+      continue;
+    }
+    rows.reserve(rows.size() + version.ptr()->tcamIdxCount());
+    for (const auto& placed : version.ptr()->tcamIdxAll()) {
+      const RowOwner& owner = owners[placed.value()];
+      if (owner.acl && owner.version.aclKey() == key) {
+        rows.push_back(placed.value());
+      }
+    }
+  }
+  sortRows(rows);
+  return rows;
+}
+
 // Through the library where every line has its counters; else row by row, so that nobody's hits are read in
 // the name of another.
 void Agent::pollAcl(uint8_t chip, const Plex::AclKey& key) {
@@ -187,10 +221,10 @@ void Agent::pollAcl(uint8_t chip, const Plex::AclKey& key) {
     return;
   }
   const AclName name = aclName(key);
-  const XpAcl::TcamType table = XpAcl::getTcamType(key.direction(), key.aclType());
-  const std::vector<RowOwner>& owners = owners_.at(chip)[table];
-  const bool allOwn = std::none_of(owners.begin(), owners.end(), [&](const RowOwner& owner) {
-    return owner.acl && owner.version.aclKey() == key && owner.origin != originFinal && !owner.ownCounter;
+  const std::vector<RowOwner>& owners = owners_.at(chip)[XpAcl::getTcamType(key.direction(), key.aclType())];
+  const std::vector<uint32_t> rows = rowsOf(chip, key);
+  const bool allOwn = std::all_of(rows.begin(), rows.end(), [&](uint32_t row) {
+    return owners[row].origin == originFinal || owners[row].ownCounter;
   });
   if (allOwn && data->second->installed() && helper.aclCountersAllocated(data->second)) {
     for (const uint64_t uniqueId : generation->second.uniqueIds) {
@@ -202,10 +236,9 @@ void Agent::pollAcl(uint8_t chip, const Plex::AclKey& key) {
     return;
   }
   const auto acm = helper.acmHelper(key.direction());
-  for (uint32_t row = 0; row < owners.size(); ++row) {
-    const RowOwner& owner = owners[row];
-    if (owner.acl && owner.version.aclKey() == key && owner.ownCounter) {
-      addHits(name, owner.uniqueId, acm->getCounterValue(XpAcl::counterIndexOfRow(key.aclType(), row)));
+  for (const uint32_t row : rows) {
+    if (owners[row].ownCounter) {
+      addHits(name, owners[row].uniqueId, acm->getCounterValue(XpAcl::counterIndexOfRow(key.aclType(), row)));
     }
   }
 }

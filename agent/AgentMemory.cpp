@@ -13,12 +13,19 @@ namespace {
 
 constexpr std::size_t bytesOfChange = std::size_t{256} << 10; // whatever its size
 constexpr std::size_t bytesOfChip = std::size_t{256} << 10;   // one that joins: its machine and its books
-constexpr std::size_t bytesOfRow = 2048;                      // rule, placement, counter, label, warning
+constexpr std::size_t bytesOfRow = 1024;                      // counter, label, the index of its line
+constexpr std::size_t bytesOfWarning = 1024;                  // of a row that finds its counter taken
 constexpr std::size_t bytesOfPair = 2048;                     // a (port, VLAN) pair that joins a chip
 constexpr std::size_t bytesOfEntry = 512;                     // an entry of a VIF table that is added
 constexpr std::size_t bytesOfInterface = 4096;                // published keys, blocks
 
 } // namespace
+
+// IPv4 tables share their counters with none, so that no row of theirs is warned of.
+std::size_t Agent::bytesToCommit(XpAcl::TcamType table, std::size_t rows) {
+  const bool shared = XpAcl::tcamTable(table).aclType != Acl::ipv4;
+  return rows * (bytesOfRow + (shared ? bytesOfWarning : 0));
+}
 
 void Agent::reserveAtLeast(std::size_t bytes) {
   if (bytes > reserve_.bytes()) {
@@ -45,7 +52,7 @@ std::size_t Agent::bytesToMove(Ovnet::IntfId intf, const WantedPairs& pairs) con
 }
 
 std::size_t Agent::bytesToFinish(const Change& change) const {
-  std::size_t bytes = bytesOfChange + change.result.rowsStaged * bytesOfRow;
+  std::size_t bytes = bytesOfChange + change.bytesToCommit;
   std::set<uint8_t> joining;
   std::map<Ovnet::IntfId, const Interface*> ports;
   for (const Interface& intf : change.config.interfaces) {

@@ -1,8 +1,13 @@
 #include "agent/Desired.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <functional>
+#include <optional>
 #include <string_view>
-#include <unordered_map>
+#include <unordered_set>
+#include <utility>
 #include <vector>
 
 namespace agent {
@@ -24,6 +29,91 @@ const AclGeneration* AclRegistry::current(const AclName& name) const {
 // Neighbour solicitation, neighbour advertisement, and the final rule: ids behind those of the lines.
 static constexpr std::size_t implicitRules = 3;
 
+namespace {
+
+// Lines `from` to `to` of a list by their text: slots of a hash table, one for each text, and behind each
+// slot the lines that have it, in order.
+class LinesByText {
+public:
+  LinesByText(const Rules& rules, std::size_t from, std::size_t to)
+      : rules_(rules), slots_(std::bit_ceil(2 * (to - from) + 1)), next_(to, none) {
+    for (std::size_t line = to; line-- > from;) {
+      Slot& slot = slotOf(rules[line].text);
+      slot.line = line;
+      next_[line] = std::exchange(slot.first, line);
+    }
+  }
+
+  // The first line with this text that nobody took yet.
+  std::optional<std::size_t> take(std::string_view text) {
+    Slot& slot = slotOf(text);
+    if (slot.first == none) {
+      return std::nullopt;
+    }
+    return std::exchange(slot.first, next_[slot.first]);
+  }
+
+private:
+  static constexpr std::size_t none = ~std::size_t{0};
+  struct Slot {
+    std::size_t line = none;  // one that has the text; none: the slot is free
+    std::size_t first = none; // the first that nobody took
+  };
+
+  Slot& slotOf(std::string_view text) {
+    const std::size_t mask = slots_.size() - 1;
+    std::size_t at = std::hash<std::string_view>()(text) & mask;
+    while (slots_[at].line != none && rules_[slots_[at].line].text != text) {
+      at = (at + 1) & mask;
+    }
+    return slots_[at];
+  }
+
+  const Rules& rules_;
+  std::vector<Slot> slots_;
+  std::vector<std::size_t> next_; // by line: the next one with its text
+};
+
+} // namespace
+
+// Most edits concern few lines: what stands before and behind them keeps its ids in place. Behind them only
+// when no text that comes or goes stands there too, as it would then be another one of its equals that stays.
+void AclRegistry::idsOfLines(const AclGeneration& old, const Rules& rules, UniqueIds& ids) const {
+  const Rules& before = old.acl->source.rules;
+  const std::size_t most = std::min(before.size(), rules.size());
+  std::size_t head = 0;
+  while (head < most && before[head].text == rules[head].text) {
+    ++head;
+  }
+  std::size_t tail = 0;
+  while (tail < most - head && before[before.size() - 1 - tail].text == rules[rules.size() - 1 - tail].text) {
+    ++tail;
+  }
+  if (tail != 0) {
+    std::unordered_set<std::string_view> edited;
+    for (std::size_t i = head; i < before.size() - tail; ++i) {
+      edited.insert(before[i].text);
+    }
+    for (std::size_t i = head; i < rules.size() - tail; ++i) {
+      edited.insert(rules[i].text);
+    }
+    constexpr std::size_t few = 8; // texts that are compared one by one
+    const auto isEdited = [&](const Rule& rule) {
+      return edited.size() > few ? edited.count(rule.text) != 0
+                                 : std::find(edited.begin(), edited.end(), rule.text) != edited.end();
+    };
+    tail = std::any_of(rules.end() - static_cast<std::ptrdiff_t>(tail), rules.end(), isEdited) ? 0 : tail;
+  }
+  ids.insert(ids.end(), old.uniqueIds.begin(), old.uniqueIds.begin() + static_cast<std::ptrdiff_t>(head));
+  LinesByText lines(before, head, before.size() - tail);
+  for (std::size_t i = head; i < rules.size() - tail; ++i) {
+    const std::optional<std::size_t> same = lines.take(rules[i].text);
+    ids.push_back(same ? old.uniqueIds[*same] : ++lastUniqueId_);
+  }
+  const auto end = old.uniqueIds.begin() + static_cast<std::ptrdiff_t>(before.size());
+  ids.insert(ids.end(), end - static_cast<std::ptrdiff_t>(tail), end);
+}
+
 // An entry keeps its unique id while its text is unchanged; of equal texts the n-th keeps the n-th id.
 AclGeneration AclRegistry::next(const AccessList& list, Direction direction, bool neighborDiscovery) const {
   const AclGeneration* const old = current({list.name, list.family, direction});
@@ -37,22 +127,14 @@ AclGeneration AclRegistry::next(const AccessList& list, Direction direction, boo
     made.uniqueIds = old->uniqueIds;
     return made;
   }
-  // The ids of each text, the next one to give last.
-  std::unordered_map<std::string_view, std::vector<uint64_t>> idsByText;
-  const std::size_t oldLines = old == nullptr ? 0 : old->acl->source.rules.size();
-  idsByText.reserve(oldLines);
-  for (std::size_t i = oldLines; i-- > 0;) {
-    idsByText[old->acl->source.rules[i].text].push_back(old->uniqueIds[i]);
-  }
   made.uniqueIds.reserve(list.rules.size() + implicitRules);
-  for (const Rule& rule : list.rules) {
-    const auto held = idsByText.find(rule.text);
-    if (held == idsByText.end() || held->second.empty()) {
+  const std::size_t oldLines = old == nullptr ? 0 : old->acl->source.rules.size();
+  if (old == nullptr) {
+    for (std::size_t i = 0; i < list.rules.size(); ++i) {
       made.uniqueIds.push_back(++lastUniqueId_);
-    } else {
-      made.uniqueIds.push_back(held->second.back());
-      held->second.pop_back();
     }
+  } else {
+    idsOfLines(*old, list.rules, made.uniqueIds);
   }
   // What follows the lines is the same in every list of the family.
   for (std::size_t i = 0; i < implicitRules; ++i) {

@@ -47,6 +47,8 @@ public:
   const std::map<AclName, AclGeneration>& all() const { return current_; }
 
 private:
+  void idsOfLines(const AclGeneration& old, const Rules& rules, UniqueIds& ids) const;
+
   std::map<AclName, AclGeneration> current_;
   mutable uint64_t lastUniqueId_ = 0;
 };
