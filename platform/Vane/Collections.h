@@ -192,6 +192,12 @@ public:
     }
     return inserted;
   }
+  // The value in place and whether it is new: made by make() when the key was absent. make() may change the
+  // map.
+  template <typename Make>
+  std::pair<Value*, bool> findOrMake(const Key& key, const Make& make) {
+    return body().findOrMake(key, make);
+  }
   // True when the key was absent; else nothing changes.
   bool insert(const Key& key, const Value& value) { return body().findOrInsert(key, value).second; }
   // True when the key was present.

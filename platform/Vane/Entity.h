@@ -184,18 +184,21 @@ template <typename Map, typename... Args>
 typename Map::Value childOf(const PtrInterface& owner, Map& children, const typename Map::Key& key,
                             bool* inserted, const Args&... args) {
   using Child = typename Map::Value::Pointee;
-  *inserted = false;
-  if (const auto* held = children.find(key)) {
-    typename Map::Value child = *held;
-    constructorParamsCheck(*child, args...);
+  bool made = false;
+  const auto [held, isNew] = children.findOrMake(key, [&] {
+    typename Map::Value child = Access::make<Child>(key, args...);
+    if (!owner.hasNotificationActive()) {
+      child->hasNotificationActiveIs(false);
+    }
+    made = true;
     return child;
+  });
+  *inserted = isNew;
+  typename Map::Value child = *held;
+  if (!made) {
+    constructorParamsCheck(*child, args...);
   }
-  typename Map::Value child = Access::make<Child>(key, args...);
-  if (!owner.hasNotificationActive()) {
-    child->hasNotificationActiveIs(false);
-  }
-  *inserted = children.insert(key, child);
-  return *inserted ? child : children.valueOrDefault(key);
+  return child;
 }
 
 // Adds the operations that VANE_OPERATIONS of this very class names.

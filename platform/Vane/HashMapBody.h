@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <memory>
 #include <new>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -60,47 +61,30 @@ public:
   }
 
   std::pair<V*, bool> findOrInsert(const K& key, const V& value) {
-    U32 hash = 0;
-    if (slotCount_ == 0) {
-      if (Entry* entry = scan(key)) {
-        return {&entry->value, false};
-      }
-    } else {
-      hash = hashOf(key);
-      if (Entry* entry = probe(key, hash)) {
-        return {&entry->value, false};
-      }
+    const U32 hash = slotCount_ == 0 ? 0 : slotHash(key);
+    if (Entry* entry = findEntry(key, hash)) {
+      return {&entry->value, false};
     }
-    // All memory is taken before anything changes; key and value may be those of another member, so
-    // members move only behind the insertion.
-    const bool full = slotCount_ == 0 ? end_ >= scanned : slotsUsed_ >= slotCount_ / 8 * 5;
-    Slots slots;
-    U32 slotCount = 0;
-    if (full) {
-      // Gaps that an iterator keeps open are too many to scan.
-      slotCount = slotsFor(references_ == 1 ? size_ + 1 : std::max(size_ + 1, scanned));
-      slots = slotCount == 0 ? nullptr : std::make_unique<U32[]>(slotCount);
+    return {insert(key, value, hash), true};
+  }
+
+  // The same with a value that is made only for a key that is absent. Making it may come back to this map.
+  template <typename Make>
+  std::pair<V*, bool> findOrMake(const K& key, const Make& make) {
+    const U32 hash = slotCount_ == 0 ? 0 : slotHash(key);
+    if (Entry* entry = findEntry(key, hash)) {
+      return {&entry->value, false};
     }
-    chunkFor(end_);
-    Entry& entry = at(end_);
-    VANE_UNPOISON(&entry.key, sizeof entry.key);
-    VANE_UNPOISON(&entry.value, sizeof entry.value);
-    new (&entry.key) K(key);
-    try {
-      new (&entry.value) V(value);
-    } catch (...) {
-      entry.key.~K();
-      throw;
+    const U32 end = end_;
+    const U32 slotCount = slotCount_;
+    const V value = [&] {
+      const Hold kept(*this); // no position is used again meanwhile
+      return make();
+    }();
+    if (end_ != end || slotCount_ != slotCount) {
+      return findOrInsert(key, value);
     }
-    entry.state = held | live;
-    ++end_;
-    ++size_;
-    if (full) {
-      reindex(std::move(slots), slotCount);
-    } else if (slotCount_ != 0) {
-      enter(hash, end_ - 1);
-    }
-    return {&at(end_ - 1).value, true};
+    return {insert(key, value, hash), true};
   }
 
   bool erase(const K& key) {
@@ -187,7 +171,69 @@ private:
     }
   }
 
-  Entry* findEntry(const K& key) { return slotCount_ == 0 ? scan(key) : probe(key, hashOf(key)); }
+  // Keys that are numbers mostly come in long rows (of counters, of lines): they keep their order, so that
+  // neighbours share cache lines. The shifted parts spread those that come in steps of a power of two.
+  static U32 spread(U64 number) {
+    return static_cast<U32>(number + (number >> 8) + (number >> 16) * 0x9E3779B1u);
+  }
+  static U32 slotHash(const K& key) {
+    if constexpr (std::is_integral_v<K>) {
+      return spread(static_cast<U64>(key));
+    } else if constexpr (requires { requires std::is_integral_v<decltype(key.value())>; }) {
+      return spread(static_cast<U64>(key.value()));
+    } else {
+      return hashOf(key);
+    }
+  }
+
+  // Of a key that is absent; `hash` is its hash when there are slots.
+  V* insert(const K& key, const V& value, U32 hash) {
+    // All memory is taken before anything changes; key and value may be those of another member, so
+    // members move only behind the insertion.
+    const bool full = slotCount_ == 0 ? end_ >= scanned : slotsUsed_ >= slotCount_ / 8 * 5;
+    Slots slots;
+    U32 slotCount = 0;
+    if (full) {
+      // Gaps that an iterator keeps open are too many to scan.
+      slotCount = slotsFor(references_ == 1 ? size_ + 1 : std::max(size_ + 1, scanned));
+      slots = slotCount == 0 ? nullptr : std::make_unique<U32[]>(slotCount);
+    }
+    chunkFor(end_);
+    Entry& entry = at(end_);
+    VANE_UNPOISON(&entry.key, sizeof entry.key);
+    VANE_UNPOISON(&entry.value, sizeof entry.value);
+    new (&entry.key) K(key);
+    try {
+      new (&entry.value) V(value);
+    } catch (...) {
+      entry.key.~K();
+      throw;
+    }
+    entry.state = held | live;
+    ++end_;
+    ++size_;
+    if (full) {
+      reindex(std::move(slots), slotCount);
+    } else if (slotCount_ != 0) {
+      enter(hash, end_ - 1);
+    }
+    return &at(end_ - 1).value;
+  }
+
+  // Keeps the map, and members in their positions.
+  class Hold {
+  public:
+    explicit Hold(HashMapBody& body) : body_(body) { body_.hold(); }
+    ~Hold() { body_.drop(); }
+    Hold(const Hold&) = delete;
+    Hold& operator=(const Hold&) = delete;
+
+  private:
+    HashMapBody& body_;
+  };
+
+  Entry* findEntry(const K& key) { return findEntry(key, slotCount_ == 0 ? 0 : slotHash(key)); }
+  Entry* findEntry(const K& key, U32 hash) { return slotCount_ == 0 ? scan(key) : probe(key, hash); }
   Entry* scan(const K& key) {
     for (U32 place = 0; place < end_; ++place) {
       Entry& entry = at(place);
@@ -232,7 +278,7 @@ private:
     slotsUsed_ = 0;
     for (U32 place = 0; slotCount_ != 0 && place < end_; ++place) {
       if ((at(place).state & live) != 0) {
-        enter(hashOf(at(place).key), place);
+        enter(slotHash(at(place).key), place);
       }
     }
   }

@@ -67,40 +67,27 @@ public:
   }
 
   std::pair<V*, bool> findOrInsert(const K& key, const V& value) {
-    Spot spot = spotOf(key);
-    if (Node* node = spot.node) {
-      if (!node->deleted) {
-        return {&node->value, false};
-      }
-      node->value = value;
-      node->number = ++lastNumber_;
-      node->deleted = false;
-      ++size_;
-      return {&node->value, true};
+    const Spot spot = spotOf(key);
+    if (spot.node != nullptr && !spot.node->deleted) {
+      return {&spot.node->value, false};
     }
-    // All memory is taken before anything changes.
-    if (runs_.empty() && nodes_ >= scanned) {
-      makeIndex();
-      spot = spotOf(key);
+    return {insertAt(spot, key, value), true};
+  }
+
+  // The same with a value that is made only for a key that is absent. Making it may come back to this map.
+  template <typename Make>
+  std::pair<V*, bool> findOrMake(const K& key, const Make& make) {
+    const Spot spot = spotOf(key);
+    if (spot.node != nullptr && !spot.node->deleted) {
+      return {&spot.node->value, false};
     }
-    Node* const node = newNode(key, value);
-    if (!runs_.empty()) {
-      try {
-        makeRoom(spot);
-      } catch (...) {
-        node->~Node();
-        pool_.give(node);
-        throw;
-      }
-      enter(spot, node);
+    const U64 number = lastNumber_;
+    const std::size_t nodes = nodes_;
+    const V value = make();
+    if (lastNumber_ != number || nodes_ != nodes) {
+      return findOrInsert(key, value);
     }
-    Node*& link = spot.previous == nullptr ? first_ : spot.previous->next;
-    node->next = link;
-    link = node;
-    ++lastNumber_;
-    ++nodes_;
-    ++size_;
-    return {&node->value, true};
+    return {insertAt(spot, key, value), true};
   }
 
   bool erase(const K& key) {
@@ -254,6 +241,40 @@ private:
       spot.previous = before.nodes[before.end - 1];
     }
     return spot;
+  }
+
+  // Of a key that no member has; `spot` is where it belongs.
+  V* insertAt(Spot spot, const K& key, const V& value) {
+    if (Node* node = spot.node) {
+      node->value = value;
+      node->number = ++lastNumber_;
+      node->deleted = false;
+      ++size_;
+      return &node->value;
+    }
+    // All memory is taken before anything changes.
+    if (runs_.empty() && nodes_ >= scanned) {
+      makeIndex();
+      spot = spotOf(key);
+    }
+    Node* const node = newNode(key, value);
+    if (!runs_.empty()) {
+      try {
+        makeRoom(spot);
+      } catch (...) {
+        node->~Node();
+        pool_.give(node);
+        throw;
+      }
+      enter(spot, node);
+    }
+    Node*& link = spot.previous == nullptr ? first_ : spot.previous->next;
+    node->next = link;
+    link = node;
+    ++lastNumber_;
+    ++nodes_;
+    ++size_;
+    return &node->value;
   }
 
   Node* newNode(const K& key, const V& value) {
