@@ -75,6 +75,20 @@ Filter neighborDiscoveryFilter(uint8_t icmpType) {
   return makeFilter(Family::ipv6, criteria);
 }
 
+const std::vector<PortBlock>& anyBlocks() {
+  static const std::vector<PortBlock> blocks = portBlocks(anyPort());
+  return blocks;
+}
+
+// Most lines leave one side open; `made` holds the blocks of those that do not.
+const std::vector<PortBlock>& blocksOf(const PortSet& ports, std::vector<PortBlock>& made) {
+  if (isAnyPort(ports)) {
+    return anyBlocks();
+  }
+  made = portBlocks(ports);
+  return made;
+}
+
 // The rows of one configured entry, and how many rule numbers it used.
 class EntryRows {
 public:
@@ -85,8 +99,10 @@ public:
     uint32_t subRule = 0;
     for (const Criteria& criteria : rule.alternatives) {
       // A non-initial fragment carries no ports and the row compares none.
-      const auto srcBlocks = criteria.fragments ? portBlocks(anyPort()) : portBlocks(criteria.srcPorts);
-      const auto dstBlocks = criteria.fragments ? portBlocks(anyPort()) : portBlocks(criteria.dstPorts);
+      std::vector<PortBlock> srcMade;
+      std::vector<PortBlock> dstMade;
+      const auto& srcBlocks = criteria.fragments ? anyBlocks() : blocksOf(criteria.srcPorts, srcMade);
+      const auto& dstBlocks = criteria.fragments ? anyBlocks() : blocksOf(criteria.dstPorts, dstMade);
       if (srcBlocks.empty() || dstBlocks.empty()) {
         continue;
       }

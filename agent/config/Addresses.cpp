@@ -69,18 +69,19 @@ void storeGroups(const std::vector<uint16_t>& groups, size_t firstGroup, V6Addre
 
 std::optional<uint32_t> v4FromText(std::string_view text) {
   uint32_t address = 0;
+  size_t at = 0;
   for (int octet = 0; octet < 4; ++octet) {
-    const size_t dot = text.find('.');
-    if ((dot == std::string_view::npos) != (octet == 3))
+    if (octet != 0 && (at == text.size() || text[at++] != '.'))
       return std::nullopt;
-    const std::string_view part = text.substr(0, dot);
-    const auto value = part.size() <= 3 ? decimal(part, 255) : std::nullopt;
-    if (!value)
+    const size_t first = at;
+    uint32_t value = 0;
+    for (; at < text.size() && isDigit(text[at]) && at - first < 3; ++at)
+      value = value * 10 + static_cast<uint32_t>(text[at] - '0');
+    if (at == first || value > 255)
       return std::nullopt;
-    address = address << 8 | *value;
-    text.remove_prefix(octet == 3 ? text.size() : dot + 1);
+    address = address << 8 | value;
   }
-  return address;
+  return at == text.size() ? std::optional(address) : std::nullopt;
 }
 
 std::optional<V6Address> v6FromText(std::string_view text) {

@@ -50,6 +50,7 @@ private:
   bool takeTtl();
   bool refuseOption(const Token& token);
   bool checkFragments();
+  bool allProtocols(bool (*holds)(std::optional<uint8_t> protocol)) const;
   bool allServices(bool (*holds)(const ServiceMatch&)) const;
   bool build(Rule& rule);
 
@@ -122,26 +123,27 @@ bool IpEntry::takeService() {
   return true;
 }
 
+// Of the line's own protocol, or of all in its object group.
+bool IpEntry::allProtocols(bool (*holds)(std::optional<uint8_t> protocol)) const {
+  if (services_ == nullptr)
+    return holds(base_.protocol);
+  return std::all_of(services_->services.begin(), services_->services.end(),
+                     [holds](const ServiceMatch& service) { return holds(service.protocol); });
+}
+
+// Of the ports and types that an object group says; without one there are none.
 bool IpEntry::allServices(bool (*holds)(const ServiceMatch&)) const {
-  if (services_ == nullptr) {
-    ServiceMatch own;
-    own.protocol = base_.protocol;
-    return holds(own);
-  }
-  for (const ServiceMatch& service : services_->services)
-    if (!holds(service))
-      return false;
-  return true;
+  return services_ == nullptr || std::all_of(services_->services.begin(), services_->services.end(), holds);
 }
 
 bool IpEntry::checkPortsAllowed(const Token& token) {
-  const auto hasPorts = [](const ServiceMatch& service) {
-    return service.protocol && portProtocolOf(*service.protocol) != 0;
+  const auto hasPorts = [](std::optional<uint8_t> protocol) {
+    return protocol && portProtocolOf(*protocol) != 0;
   };
   const auto unused = [](const ServiceMatch& service) {
     return isAnyPort(service.srcPorts) && isAnyPort(service.dstPorts);
   };
-  if (!allServices(hasPorts))
+  if (!allProtocols(hasPorts))
     return findings_.refuse(
         token, quotedWord(protocolToken_.text) +
                    " has no ports; write tcp, udp or sctp as the protocol, or leave the ports out");
@@ -182,7 +184,7 @@ bool IpEntry::takePorts(PortSet& ports) {
 
 bool IpEntry::takeEstablished() {
   const Token token = cursor_.take();
-  if (!allServices([](const ServiceMatch& service) { return service.protocol == tcp; }))
+  if (!allProtocols([](std::optional<uint8_t> protocol) { return protocol == tcp; }))
     return findings_.refuse(token,
                             "only TCP connections are established; write tcp as the protocol, or leave the "
                             "option out");

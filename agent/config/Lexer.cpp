@@ -9,7 +9,8 @@ namespace agent {
 namespace {
 
 bool isBlank(char c) {
-  return c == ' ' || c == '\t' || c == '\v' || c == '\f' || c == '\r';
+  // The blank, and the controls from the tab to the carriage return but for the line feed.
+  return c == ' ' || (static_cast<unsigned char>(c - '\t') <= '\r' - '\t' && c != '\n');
 }
 
 char lower(char c) {

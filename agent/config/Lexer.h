@@ -56,7 +56,8 @@ private:
 int compareWords(std::string_view a, std::string_view b);
 // Without regard to case.
 inline bool sameWord(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && compareWords(a, b) == 0;
+  // Most words differ in the first letter already; the bit is that of the case.
+  return a.size() == b.size() && (a.empty() || ((a[0] ^ b[0]) & ~0x20) == 0) && compareWords(a, b) == 0;
 }
 bool startsWithWord(std::string_view text, std::string_view prefix);
 std::string lowerCase(std::string_view text);

@@ -13,6 +13,8 @@ bool isAnyPort(const PortSet& ports) {
 }
 
 PortSet normalized(PortSet ports) {
+  if (ports.size() == 1 && ports[0].low <= ports[0].high)
+    return ports;
   std::erase_if(ports, [](const PortRange& range) { return range.low > range.high; });
   std::sort(ports.begin(), ports.end(), [](const PortRange& a, const PortRange& b) { return a.low < b.low; });
   PortSet result;
