@@ -1,12 +1,30 @@
 #include "sim/Managers.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace sim {
 
 using namespace XpXdk;
 
 namespace {
+
+// Fields are narrow; a call for each would cost more than the copy.
+void copyField(const uint8_t* from, std::size_t width, uint8_t* to) {
+  switch (width) {
+  case 1:
+    *to = *from;
+    return;
+  case 2:
+    std::memcpy(to, from, 2);
+    return;
+  case 4:
+    std::memcpy(to, from, 4);
+    return;
+  default:
+    std::memcpy(to, from, width);
+  }
+}
 
 // Lays the listed fields out as the packed key; fields that are not listed ignore everything.
 XP_STATUS pack(const xpIaclkeyFieldList& list, const IaclKeyLayout& layout, TcamRow& row) {
@@ -25,8 +43,8 @@ XP_STATUS pack(const xpIaclkeyFieldList& list, const IaclKeyLayout& layout, Tcam
     if (given.width != field->width || std::size_t{given.offset} + given.width > length) {
       return statusInvalidWidth;
     }
-    std::copy_n(list.value.begin() + given.offset, given.width, row.value.begin() + field->offset);
-    std::copy_n(list.mask.begin() + given.offset, given.width, row.mask.begin() + field->offset);
+    copyField(list.value.data() + given.offset, given.width, row.value.data() + field->offset);
+    copyField(list.mask.data() + given.offset, given.width, row.mask.data() + field->offset);
   }
   return statusOk;
 }
