@@ -73,7 +73,7 @@ void ChipHwAclIdSm::writeIngressRAclEntry(Bridging::VlanId vlan, XpVif::VifId vi
   const XpAclVlanVifKey key(vlan, vif);
   const auto& map = xpcsd()->portVlanIvifKeyAndIndexMap();
   const Vane::U32* const held = map->index(key);
-  const auto trace = [&](const char* what, Vane::U32 index) {
+  const auto trace = [&](const auto& what, Vane::U32 index) { // a literal, which is kept by its address
     HWACLID_TRACE(what << vlan << " vifId " << vif << " copy " << onlyCopy << " index " << index
                        << " routeAclId " << portVlanIvifEntry.routeAclId << " routeAclEn "
                        << portVlanIvifEntry.routeAclEn);
@@ -180,7 +180,7 @@ void ChipHwAclIdSm::programEgressBdEvif(Bridging::VlanId vlan, Ovnet::IntfId int
   const XpAclVlanVifKey key(vlan, vif);
   const auto& map = xpcsd()->egressVlanVifKeyAndIndexMap();
   const Vane::U32* const held = map->index(key);
-  const auto trace = [&](const char* what, Vane::U32 index) {
+  const auto trace = [&](const auto& what, Vane::U32 index) { // a literal, which is kept by its address
     HWACLID_TRACE(what << vlan << " intfId " << intf << " vif " << vif << " paclId "
                        << egressBdEvifEntry.ePaclId << " raclId " << egressBdEvifEntry.eRaclId
                        << " paclIdEnV4 " << egressBdEvifEntry.ePaclIpV4En << " paclIdEnV6 "

@@ -129,6 +129,54 @@ TYPED_TEST(VaneBothMaps, MemberDeletedUnderAnIterator) {
   EXPECT_FALSE(iterator);
 }
 
+TYPED_TEST(VaneBothMaps, AMadeValueEntersAMapThatItsMakingHasChanged) {
+  for (const U32 others : {0u, 1u, 9u, 200u}) {
+    TypeParam map;
+    map.insert(7, 70);
+    const auto [held, isNew] = map.findOrMake(7, [] { return U64{1}; });
+    EXPECT_EQ(*held, 70u);
+    EXPECT_FALSE(isNew);
+    const auto [made, madeIsNew] = map.findOrMake(100, [&] {
+      for (U32 key = 1000; key < 1000 + others; ++key) {
+        map.insert(key, 1);
+      }
+      map.erase(7);
+      return U64{2};
+    });
+    EXPECT_EQ(*made, 2u);
+    EXPECT_TRUE(madeIsNew);
+    EXPECT_EQ(map.size(), 1u + others);
+    const auto [other, otherIsNew] = map.findOrMake(5, [&] {
+      map.insert(5, 50);
+      return U64{3};
+    });
+    EXPECT_EQ(*other, 50u);
+    EXPECT_FALSE(otherIsNew);
+    EXPECT_EQ(*map.find(100), 2u);
+    EXPECT_EQ(map.size(), 2u + others);
+  }
+}
+
+// Look-ups start where the last one ended; where they are asked for must not matter.
+TYPED_TEST(VaneBothMaps, NumbersInRowsAndStepsAreFoundFromAnywhere) {
+  for (const U32 step : {1u, 2u, 3u, 256u, 4096u, 65536u}) {
+    TypeParam map;
+    constexpr U32 members = 3000;
+    for (U32 i = 0; i < members; ++i) {
+      map.insert(1 + i * step, i);
+    }
+    unsigned wrong = 0;
+    for (U32 i = 0; i < members; ++i) {
+      for (const U32 at : {i, members - 1 - i, i * 7 % members}) {
+        const U64* const found = map.find(1 + at * step);
+        wrong += found == nullptr || *found != at ? 1 : 0;
+        wrong += step > 1 && map.has(2 + at * step) ? 1 : 0;
+      }
+    }
+    EXPECT_EQ(wrong, 0u) << step;
+  }
+}
+
 TYPED_TEST(VaneBothMaps, MemberDeletedAndInsertedAgainIsVisitedOnce) {
   TypeParam map;
   for (U32 key = 1; key <= 3; ++key) {

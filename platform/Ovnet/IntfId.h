@@ -37,6 +37,7 @@ public:
   static IntfId fromCode(uint32_t code); // the way back from code(); not checked
 
   uint32_t hash() const;
+  uint32_t vaneNumber() const { return code_; } // for hash maps
   bool operator==(const IntfId& other) const { return code_ == other.code_; }
   bool operator<(const IntfId& other) const { return code_ < other.code_; }
 

@@ -224,7 +224,7 @@ protected:
   Body* body_ = nullptr;
 };
 
-// Hash map from key to value, looked up by hashOf(key) and ==.
+// Hash map from key to value, looked up by slotOf(key) and ==.
 template <typename K, typename V>
 class HashMap2018 : public CollectionMap<HashMapBody<K, V>> {};
 

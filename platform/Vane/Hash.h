@@ -90,4 +90,41 @@ constexpr U32 hashOf(const T& value) {
   }
 }
 
+// ------------------------------------------------------------------------- places in hash maps
+
+// A number that tells most values of a type apart, whatever its bits: a number itself, or what the type gives
+// as value() or vaneNumber(); of a value type all fields together; of other types the hash.
+template <typename T>
+constexpr U64 slotNumber(const T& value) {
+  if constexpr (std::is_integral_v<T> || std::is_enum_v<T>) {
+    return static_cast<U64>(value);
+  } else if constexpr (requires { requires std::is_integral_v<decltype(value.value())>; }) {
+    return static_cast<U64>(value.value());
+  } else if constexpr (requires { requires std::is_integral_v<decltype(value.vaneNumber())>; }) {
+    return static_cast<U64>(value.vaneNumber());
+  } else if constexpr (requires { T::vanePacks; }) {
+    U64 mixed = 0;
+    T::vaneEach(value, [&mixed](const auto& field) {
+      mixed = (mixed ^ slotNumber(field)) * 0x9E3779B97F4A7C15u;
+      mixed ^= mixed >> 32;
+    });
+    return mixed;
+  } else {
+    return hashOf(value);
+  }
+}
+
+// Whose lower bits choose the slot of a key; cheaper than hashOf(), which many read. Numbers mostly come in
+// long rows (of counters, of lines), odd ones perhaps: an odd factor gives each of a row its own slot and
+// leaves free ones everywhere between them. The shifted parts spread numbers in steps of a power of two.
+template <typename T>
+constexpr U32 slotOf(const T& key) {
+  if constexpr (requires { T::vanePacks; }) {
+    return static_cast<U32>(slotNumber(key));
+  } else {
+    const U64 number = slotNumber(key);
+    return static_cast<U32>(number + (number >> 8) + (number >> 16)) * 0x9E3779B1u;
+  }
+}
+
 } // namespace Vane

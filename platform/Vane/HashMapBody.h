@@ -49,6 +49,8 @@ public:
   using Value = V;
   using Place = U32;
 
+  HashMapBody() { poison(first_); }
+
   void ownerLeaves() override {
     clear();
     drop();
@@ -61,7 +63,7 @@ public:
   }
 
   std::pair<V*, bool> findOrInsert(const K& key, const V& value) {
-    const U32 hash = slotCount_ == 0 ? 0 : slotHash(key);
+    const U32 hash = slotCount_ == 0 ? 0 : slotOf(key);
     if (Entry* entry = findEntry(key, hash)) {
       return {&entry->value, false};
     }
@@ -71,7 +73,7 @@ public:
   // The same with a value that is made only for a key that is absent. Making it may come back to this map.
   template <typename Make>
   std::pair<V*, bool> findOrMake(const K& key, const Make& make) {
-    const U32 hash = slotCount_ == 0 ? 0 : slotHash(key);
+    const U32 hash = slotCount_ == 0 ? 0 : slotOf(key);
     if (Entry* entry = findEntry(key, hash)) {
       return {&entry->value, false};
     }
@@ -146,7 +148,8 @@ private:
 
   void handleUnpinned(void* place) override { destroy(*static_cast<Entry*>(place)); }
 
-  // Chunks of 1, 1, 2, 4, .. 128 entries, then of 256 each.
+  // Chunks of 1, 1, 2, 4, .. 128 entries, then of 256 each. The first one is part of the map: sets of one
+  // member are many, and should not take further memory.
   static unsigned chunkOf(U32 place) {
     return place < chunkEntries ? static_cast<unsigned>(std::bit_width(place)) : 8 + place / chunkEntries;
   }
@@ -154,35 +157,21 @@ private:
     return chunk == 0 ? 1 : chunk <= 8 ? 1u << (chunk - 1) : chunkEntries;
   }
   Entry& at(U32 place) const {
-    return chunks_[chunkOf(place)]
+    if (place == 0) {
+      return first_;
+    }
+    return chunks_[chunkOf(place) - 1]
                   [place < chunkEntries ? place - std::bit_floor(place) : place % chunkEntries];
   }
   void chunkFor(U32 place) {
     const unsigned chunk = chunkOf(place);
-    if (chunk < chunks_.size()) {
+    if (chunk <= chunks_.size()) {
       return;
     }
     const U32 size = chunkSize(chunk);
     chunks_.push_back(std::make_unique<Entry[]>(size));
     for (U32 i = 0; i < size; ++i) {
-      [[maybe_unused]] Entry& entry = chunks_.back()[i];
-      VANE_POISON(&entry.key, sizeof entry.key);
-      VANE_POISON(&entry.value, sizeof entry.value);
-    }
-  }
-
-  // Keys that are numbers mostly come in long rows (of counters, of lines): they keep their order, so that
-  // neighbours share cache lines. The shifted parts spread those that come in steps of a power of two.
-  static U32 spread(U64 number) {
-    return static_cast<U32>(number + (number >> 8) + (number >> 16) * 0x9E3779B1u);
-  }
-  static U32 slotHash(const K& key) {
-    if constexpr (std::is_integral_v<K>) {
-      return spread(static_cast<U64>(key));
-    } else if constexpr (requires { requires std::is_integral_v<decltype(key.value())>; }) {
-      return spread(static_cast<U64>(key.value()));
-    } else {
-      return hashOf(key);
+      poison(chunks_.back()[i]);
     }
   }
 
@@ -232,7 +221,7 @@ private:
     HashMapBody& body_;
   };
 
-  Entry* findEntry(const K& key) { return findEntry(key, slotCount_ == 0 ? 0 : slotHash(key)); }
+  Entry* findEntry(const K& key) { return findEntry(key, slotCount_ == 0 ? 0 : slotOf(key)); }
   Entry* findEntry(const K& key, U32 hash) { return slotCount_ == 0 ? scan(key) : probe(key, hash); }
   Entry* scan(const K& key) {
     for (U32 place = 0; place < end_; ++place) {
@@ -278,7 +267,7 @@ private:
     slotsUsed_ = 0;
     for (U32 place = 0; slotCount_ != 0 && place < end_; ++place) {
       if ((at(place).state & live) != 0) {
-        enter(slotHash(at(place).key), place);
+        enter(slotOf(at(place).key), place);
       }
     }
   }
@@ -302,17 +291,21 @@ private:
       ++to;
     }
     end_ = to;
-    while (!chunks_.empty() && (end_ == 0 || chunks_.size() > chunkOf(end_ - 1) + 1)) {
+    while (!chunks_.empty() && (end_ == 0 || chunks_.size() > chunkOf(end_ - 1))) {
       chunks_.pop_back();
     }
+  }
+
+  static void poison([[maybe_unused]] Entry& entry) {
+    VANE_POISON(&entry.key, sizeof entry.key);
+    VANE_POISON(&entry.value, sizeof entry.value);
   }
 
   static void release(Entry& entry) {
     entry.state = 0;
     entry.value.~V();
     entry.key.~K();
-    VANE_POISON(&entry.key, sizeof entry.key);
-    VANE_POISON(&entry.value, sizeof entry.value);
+    poison(entry);
   }
 
   // The value's destructor may come back to this map, or drop the last reference to the map's owner.
@@ -336,7 +329,8 @@ private:
     drop();
   }
 
-  std::vector<std::unique_ptr<Entry[]>> chunks_;
+  mutable Entry first_;
+  std::vector<std::unique_ptr<Entry[]>> chunks_; // all but the first
   Slots slots_;
   U32 slotCount_ = 0; // 0 (a map of few positions), or a power of two
   U32 slotsUsed_ = 0; // those of dead positions included

@@ -196,21 +196,27 @@ private:
     if (lastIn(*runs_.back()) < key) {
       return runs_.size();
     }
-    if (!(lastIn(*runs_.front()) < key)) {
-      return 0;
+    for (std::size_t run = lastRun_; run < runs_.size() && run < lastRun_ + 2; ++run) {
+      if (!(lastIn(*runs_[run]) < key) && (run == 0 || lastIn(*runs_[run - 1]) < key)) {
+        return lastRun_ = run;
+      }
     }
     const auto found =
         std::partition_point(runs_.begin(), runs_.end(), [&](const auto& run) { return lastIn(*run) < key; });
-    return static_cast<std::size_t>(found - runs_.begin());
+    return lastRun_ = static_cast<std::size_t>(found - runs_.begin());
   }
   static const K& lastIn(const Run& run) { return run.keys[run.end - 1]; }
   // The first place of the run whose key is not below `key`.
-  static U32 atIn(const Run& run, const K& key) {
+  U32 atIn(const Run& run, const K& key) const {
     if (!(run.keys[run.begin] < key)) {
-      return run.begin;
+      return lastAt_ = run.begin;
+    }
+    const U32 next = lastAt_ + 1;
+    if (next > run.begin && next < run.end && run.keys[lastAt_] < key && !(run.keys[next] < key)) {
+      return lastAt_ = next;
     }
     const auto found = std::lower_bound(run.keys.begin() + run.begin, run.keys.begin() + run.end, key);
-    return static_cast<U32>(found - run.keys.begin());
+    return lastAt_ = static_cast<U32>(found - run.keys.begin());
   }
 
   Spot spotOf(const K& key) const {
@@ -391,6 +397,10 @@ private:
   alignas(Node) std::byte firstNode_[sizeof(Node)];
   NodePool pool_;
   std::vector<std::unique_ptr<Run>> runs_;
+  // Where the last search ended; the next one mostly goes to the same place or to the one behind it. They may
+  // be anywhere, and are looked at before they are used.
+  mutable std::size_t lastRun_ = 0;
+  mutable U32 lastAt_ = 0;
   Node* first_ = nullptr;
   std::size_t nodes_ = 0; // the deleted ones included
   std::size_t size_ = 0;
