@@ -122,7 +122,8 @@ Vane::U32 XpAclPlexAggregatorHelper::takeCounter(const AclKeyInfo& aclKeyInfo, T
                                                  Vane::U32 tcamIdx) {
   Vane::U32 counterIdx = unusedAcmIndex();
   bool counted = false;
-  if (!rule.finalAclRule() && rule.aclData() && rule.aclData()->countersEnabled()) {
+  const auto aclData = rule.finalAclRule() ? Vane::Ptr<Plex::AclData>() : rule.aclData();
+  if (aclData && aclData->countersEnabled()) {
     const Plex::AclKey& aclKey = aclKeyInfo.aclKey();
     const auto acm = acmHelper(aclKey.direction());
     VANE_ASSERT(acm);

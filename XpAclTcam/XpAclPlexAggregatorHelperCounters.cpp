@@ -15,13 +15,13 @@ XpAclPlexAggregatorHelper::aclRuleCountersSinceLastPoll(const Vane::Ptr<Plex::Ac
   const Plex::AclKey& aclKey = aclData->aclKey();
   HELPER_TRACE(5, "aclRuleCountersSinceLastPoll"
                       << " acldata key" << aclKey);
-  const auto tcamInfo = programmedAclKeyToTcamInfo(aclKey);
-  if (!tcamInfo) {
+  const Vane::Ptr<TcamInfo>* const tcamInfo = programmedAclKeyToTcamInfo_.find(aclKey);
+  if (tcamInfo == nullptr) {
     return 0;
   }
-  const auto ruleIdMapping = tcamInfo->tcamRuleIdMapping(uniqueId);
+  const auto ruleIdMapping = (*tcamInfo)->tcamRuleIdMapping(uniqueId);
   XPACL_UNIT_ASSERT(ruleIdMapping, "ruleIdMapping");
-  const auto acm = acmHelper(aclKey.direction());
+  const Vane::Ptr<XpLib::AcmHelper>* const acm = acmHelperFind(aclKey.direction());
   Vane::U64 sum = 0;
   for (const auto& version : programmedAclKeyInfoToIdxAll()) {
     if (!(version.key().aclKey() == aclKey)) {
@@ -31,7 +31,7 @@ XpAclPlexAggregatorHelper::aclRuleCountersSinceLastPoll(const Vane::Ptr<Plex::Ac
       // A rule without a row reads as row 0.
       const Vane::U32 row = version.ptr()->tcamIdx(member.key());
       HELPER_TRACE(5, " tcamIdx " << row);
-      sum += acm->getCounterValue(counterIndexOfRow(aclKey.aclType(), row));
+      sum += (*acm)->getCounterValue(counterIndexOfRow(aclKey.aclType(), row));
     }
   }
   return sum;
