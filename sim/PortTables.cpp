@@ -1,17 +1,73 @@
 #include "sim/PortTables.h"
 
 #include <algorithm>
+#include <bit>
 #include <functional>
+#include <utility>
 
 namespace sim {
 
 using namespace XpXdk;
 
 template <typename Entry>
+std::size_t KeyedTable<Entry>::homeOf(uint32_t key) const {
+  const auto bits = static_cast<unsigned>(std::countr_zero(places_.size()));
+  return uint64_t{key * 0x9E3779B1u} >> (32 - bits);
+}
+
+// The place where the key stands, or the free one where the search for it ends. Requires places.
+template <typename Entry>
+std::size_t KeyedTable<Entry>::placeOf(uint32_t key) const {
+  std::size_t place = homeOf(key);
+  while (places_[place] != 0 && keyOf(*slots_[places_[place] - 1]) != key) {
+    place = (place + 1) & (places_.size() - 1);
+  }
+  return place;
+}
+
+// Of a key that stands nowhere; its entry is in the slot.
+template <typename Entry>
+void KeyedTable<Entry>::enter(uint32_t key, uint32_t index) {
+  constexpr std::size_t fewest = 16;
+  if (2 * (std::size_t{used_} + 1) > places_.size()) {
+    const std::vector<uint32_t> before =
+        std::exchange(places_, std::vector<uint32_t>(std::max(fewest, 2 * places_.size())));
+    for (const uint32_t place : before) {
+      if (place != 0) {
+        places_[placeOf(keyOf(*slots_[place - 1]))] = place;
+      }
+    }
+  }
+  places_[placeOf(key)] = index + 1;
+  ++used_;
+}
+
+// Those behind it that were kept from their own place by it move up.
+template <typename Entry>
+void KeyedTable<Entry>::leave(uint32_t key) {
+  if (!indexOf(key)) {
+    return;
+  }
+  const std::size_t mask = places_.size() - 1;
+  std::size_t hole = placeOf(key);
+  for (std::size_t at = (hole + 1) & mask; places_[at] != 0; at = (at + 1) & mask) {
+    const std::size_t home = homeOf(keyOf(*slots_[places_[at] - 1]));
+    if (((at - home) & mask) >= ((at - hole) & mask)) {
+      places_[hole] = places_[at];
+      hole = at;
+    }
+  }
+  places_[hole] = 0;
+  --used_;
+}
+
+template <typename Entry>
 KeyedTable<Entry>::KeyedTable(std::vector<std::optional<Entry>> slots) : slots_(std::move(slots)) {
   for (uint32_t index = 0; index < capacity(); ++index) {
     if (slots_[index]) {
-      byKey_.emplace(keyOf(*slots_[index]), index);
+      if (!indexOf(keyOf(*slots_[index]))) {
+        enter(keyOf(*slots_[index]), index);
+      }
       nextFresh_ = index + 1;
     }
   }
@@ -25,7 +81,7 @@ KeyedTable<Entry>::KeyedTable(std::vector<std::optional<Entry>> slots) : slots_(
 template <typename Entry>
 XP_STATUS KeyedTable<Entry>::add(const Entry& entry, uint32_t& index) {
   const uint32_t key = keyOf(entry);
-  if (byKey_.contains(key)) {
+  if (indexOf(key)) {
     return statusDuplicateKey;
   }
   if (used() == capacity()) {
@@ -39,7 +95,7 @@ XP_STATUS KeyedTable<Entry>::add(const Entry& entry, uint32_t& index) {
     freed_.pop_back();
   }
   slots_[index] = entry;
-  byKey_.emplace(key, index);
+  enter(key, index);
   return statusOk;
 }
 
@@ -53,13 +109,16 @@ XP_STATUS KeyedTable<Entry>::write(uint32_t index, const Entry& entry) {
   }
   const uint32_t oldKey = keyOf(*slots_[index]);
   const uint32_t newKey = keyOf(entry);
-  if (oldKey != newKey) {
-    if (!byKey_.emplace(newKey, index).second) {
-      return statusDuplicateKey;
-    }
-    byKey_.erase(oldKey);
+  if (oldKey == newKey) {
+    slots_[index] = entry;
+    return statusOk;
   }
+  if (indexOf(newKey)) {
+    return statusDuplicateKey;
+  }
+  leave(oldKey);
   slots_[index] = entry;
+  enter(newKey, index);
   return statusOk;
 }
 
@@ -71,7 +130,7 @@ XP_STATUS KeyedTable<Entry>::remove(uint32_t index) {
   if (!slots_[index]) {
     return statusInvalidArgument;
   }
-  byKey_.erase(keyOf(*slots_[index]));
+  leave(keyOf(*slots_[index]));
   slots_[index].reset();
   freed_.push_back(index);
   std::push_heap(freed_.begin(), freed_.end(), std::greater<>());
@@ -85,14 +144,14 @@ const Entry* KeyedTable<Entry>::entry(uint32_t index) const {
 
 template <typename Entry>
 const Entry* KeyedTable<Entry>::find(uint32_t key) const {
-  const auto it = byKey_.find(key);
-  return it == byKey_.end() ? nullptr : &*slots_[it->second];
+  const std::optional<uint32_t> index = indexOf(key);
+  return index ? &*slots_[*index] : nullptr;
 }
 
 template <typename Entry>
 std::optional<uint32_t> KeyedTable<Entry>::indexOf(uint32_t key) const {
-  const auto it = byKey_.find(key);
-  return it == byKey_.end() ? std::nullopt : std::optional<uint32_t>(it->second);
+  const uint32_t found = places_.empty() ? 0 : places_[placeOf(key)];
+  return found == 0 ? std::nullopt : std::optional<uint32_t>(found - 1);
 }
 
 template <typename Entry>
@@ -107,7 +166,7 @@ const char* KeyedTable<Entry>::audit() const {
       return "the key of a used index does not lead back to it";
     }
   }
-  if (used != byKey_.size()) {
+  if (used != used_) {
     return "a key leads to an index that is not used";
   }
   std::vector<uint32_t> free = freed_;

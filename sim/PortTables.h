@@ -1,8 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -25,7 +25,7 @@ public:
   explicit KeyedTable(std::vector<std::optional<Entry>> slots);
 
   uint32_t capacity() const { return static_cast<uint32_t>(slots_.size()); }
-  uint32_t used() const { return static_cast<uint32_t>(byKey_.size()); }
+  uint32_t used() const { return used_; }
 
   // Status of the SDK: ok, statusTableFull or statusDuplicateKey.
   XpXdk::XP_STATUS add(const Entry& entry, uint32_t& index);
@@ -45,8 +45,16 @@ public:
   const char* audit() const;
 
 private:
+  std::size_t placeOf(uint32_t key) const;
+  std::size_t homeOf(uint32_t key) const;
+  void enter(uint32_t key, uint32_t index);
+  void leave(uint32_t key);
+
   std::vector<std::optional<Entry>> slots_;
-  std::unordered_map<uint32_t, uint32_t> byKey_;
+  // Where a key stands: indexes plus 1, 0 for none, from the place that the key's bits tell on. A power of
+  // two of places, at most half of them taken.
+  std::vector<uint32_t> places_;
+  uint32_t used_ = 0; // keys
   // Indexes given back, kept as a heap with the lowest at the front; indexes from nextFresh_ on were
   // never used.
   std::vector<uint32_t> freed_;
