@@ -29,7 +29,7 @@ std::set<uint16_t> vlansOf(const Interface& intf, const Config& config) {
   if (intf.trunk) {
     for (const PortRange& range : intf.allowedVlans) {
       for (uint32_t vlan = range.low; vlan <= range.high; ++vlan) {
-        vlans.insert(static_cast<uint16_t>(vlan));
+        vlans.insert(vlans.end(), static_cast<uint16_t>(vlan));
       }
     }
     return vlans;
@@ -350,19 +350,32 @@ void Agent::joinPairs(const Config& config, const WantedPairs& wanted) {
   }
   blockWanted();
   for (const auto& [intf, vlans] : wanted) {
+    const auto vif = vifs_.find(vifOwner(intf));
     for (const uint16_t vlan : vlans) {
-      pairAdd(intf, vlan);
+      // Most pairs stand already.
+      const XpVif::VifId* const held =
+          portVlanVifStatus_->portVlanToVifMapFind(XpLib::PortAndVlanId(intf, Bridging::VlanId(vlan)));
+      if (held == nullptr || vif == vifs_.end() || !(*held == XpVif::VifId(vif->second))) {
+        pairAdd(intf, vlan);
+      }
     }
   }
   unblockUnwanted();
 }
 
+// The wanted pairs have joined: without more pairs than these none is to leave.
 void Agent::removePairs(const WantedPairs& wanted) {
+  std::size_t count = 0;
+  for (const auto& [intf, vlans] : wanted) {
+    count += vlans.size();
+  }
   std::vector<XpLib::PortAndVlanId> gone;
-  for (const auto& pair : portVlanVifStatus_->portVlanToVifMapAll()) {
-    const auto port = wanted.find(pair.key().intf());
-    if (port == wanted.end() || port->second.count(pair.key().vlanId().value()) == 0) {
-      gone.push_back(pair.key());
+  if (portVlanVifStatus_->portVlanToVifMapCount() != count) {
+    for (const auto& pair : portVlanVifStatus_->portVlanToVifMapAll()) {
+      const auto port = wanted.find(pair.key().intf());
+      if (port == wanted.end() || port->second.count(pair.key().vlanId().value()) == 0) {
+        gone.push_back(pair.key());
+      }
     }
   }
   for (const XpLib::PortAndVlanId& pair : gone) {
