@@ -15,7 +15,7 @@ constexpr std::size_t bytesOfChange = std::size_t{256} << 10; // whatever its si
 constexpr std::size_t bytesOfChip = std::size_t{256} << 10;   // one that joins: its machine and its books
 constexpr std::size_t bytesOfRow = 1024;                      // counter, label, the index of its line
 constexpr std::size_t bytesOfWarning = 1024;                  // of a row that finds its counter taken
-constexpr std::size_t bytesOfPair = 2048;                     // a (port, VLAN) pair that joins a chip
+constexpr std::size_t bytesOfPair = 1024;                     // a (port, VLAN) pair that joins a chip
 constexpr std::size_t bytesOfEntry = 512;                     // an entry of a VIF table that is added
 constexpr std::size_t bytesOfInterface = 4096;                // published keys, blocks
 
