@@ -204,7 +204,8 @@ AccessList meetingList(test::Random& random, test::RandomLists& lists, Family fa
       copy.alternatives[0].srcV6 = {};
       copy.alternatives[0].srcMac = {};
     }
-    list.rules.insert(list.rules.begin() + random.below(static_cast<uint32_t>(list.rules.size()) + 1), copy);
+    std::vector<agent::Rule>& rules = list.rules.edit();
+    rules.insert(rules.begin() + random.below(static_cast<uint32_t>(rules.size()) + 1), copy);
   }
   return list;
 }
