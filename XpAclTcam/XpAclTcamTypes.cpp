@@ -11,19 +11,26 @@ const TcamTableInfo& tcamTable(TcamType type) {
 }
 
 Vane::U32 TcamIdxAllocator::takeLowest() {
-  auto lowest = freeTcamIdxFirst();
-  VANE_ASSERT(lowest);
-  const Vane::U32 row = lowest.key();
-  freeTcamIdxDel(lowest);
+  Vane::U32 row = 0;
+  {
+    // An iterator that stayed would keep the row's member from going at once.
+    const auto lowest = freeTcamIdxFirst();
+    VANE_ASSERT(lowest);
+    row = lowest.key();
+  }
+  freeTcamIdxDel(row);
   return row;
 }
 
 Vane::U32 TcamIdxAllocator::takeLowestFor(TcamIdxMapping& mapping, const TcamAclRuleId& rule) {
-  const auto lowest = freeTcamIdxFirst();
-  VANE_ASSERT(lowest);
-  const Vane::U32 row = lowest.key();
+  Vane::U32 row = 0;
+  {
+    const auto lowest = freeTcamIdxFirst();
+    VANE_ASSERT(lowest);
+    row = lowest.key();
+  }
   mapping.tcamIdxIs(rule, row);
-  freeTcamIdxDel(lowest);
+  freeTcamIdxDel(row);
   return row;
 }
 

@@ -41,38 +41,37 @@ Ovnet::MacAddr matchMask(const MacMatch& match) {
   return Ovnet::MacAddr(mask);
 }
 
-Filter makeFilter(Family family, const Criteria& criteria) {
+// Made in place: there is one for nearly every line.
+void addFilter(Family family, const Criteria& criteria, std::vector<Filter>& filters) {
+  Filter& made = filters.emplace_back();
   if (family == Family::ipv4) {
-    Acl::IpFilter filter;
+    auto& filter = made.emplace<Acl::IpFilter>();
     fillCommon(criteria, filter);
     filter.sourceIs(addrMask(criteria.srcV4));
     filter.destinationIs(addrMask(criteria.dstV4));
-    return filter;
-  }
-  if (family == Family::ipv6) {
-    Acl::Ip6Filter filter;
+  } else if (family == Family::ipv6) {
+    auto& filter = made.emplace<Acl::Ip6Filter>();
     fillCommon(criteria, filter);
     filter.sourceIs(addrPrefix(criteria.srcV6));
     filter.destinationIs(addrPrefix(criteria.dstV6));
-    return filter;
+  } else {
+    auto& filter = made.emplace<Acl::MacFilter>();
+    filter.sourceIs(Ovnet::MacAddr(criteria.srcMac.address), matchMask(criteria.srcMac));
+    filter.destinationIs(Ovnet::MacAddr(criteria.dstMac.address), matchMask(criteria.dstMac));
+    if (criteria.etherType) {
+      filter.etherTypeIs(*criteria.etherType);
+    }
+    if (criteria.vlan) {
+      filter.vlanIs(*criteria.vlan, 0xFFFF);
+    }
   }
-  Acl::MacFilter filter;
-  filter.sourceIs(Ovnet::MacAddr(criteria.srcMac.address), matchMask(criteria.srcMac));
-  filter.destinationIs(Ovnet::MacAddr(criteria.dstMac.address), matchMask(criteria.dstMac));
-  if (criteria.etherType) {
-    filter.etherTypeIs(*criteria.etherType);
-  }
-  if (criteria.vlan) {
-    filter.vlanIs(*criteria.vlan, 0xFFFF);
-  }
-  return filter;
 }
 
-Filter neighborDiscoveryFilter(uint8_t icmpType) {
+void addNeighborDiscovery(uint8_t icmpType, std::vector<Filter>& filters) {
   Criteria criteria;
   criteria.protocol = protoIcmpV6;
   criteria.icmpType = icmpType;
-  return makeFilter(Family::ipv6, criteria);
+  addFilter(Family::ipv6, criteria, filters);
 }
 
 const std::vector<PortBlock>& anyBlocks() {
@@ -107,7 +106,7 @@ public:
         continue;
       }
       const uint32_t filter = static_cast<uint32_t>(acl_.filters.size());
-      acl_.filters.push_back(makeFilter(acl_.source.family, criteria));
+      addFilter(acl_.source.family, criteria, acl_.filters);
       for (const PortBlock& src : srcBlocks) {
         for (const PortBlock& dst : dstBlocks) {
           acl_.rows.push_back({ruleNum_, subRule, origin, filter, src, dst});
@@ -182,14 +181,14 @@ std::shared_ptr<AggregatedAcl> aggregate(const AccessList& list, bool neighborDi
     entries.entry(static_cast<int32_t>(i), list.rules[i]);
   }
   uint32_t ruleNum = entries.nextRuleNum();
-  const auto implicitRow = [&](int32_t origin, const Filter& filter) {
+  const auto implicitRow = [&](int32_t origin, uint8_t icmpType) {
     const uint32_t index = static_cast<uint32_t>(acl->filters.size());
-    acl->filters.push_back(filter);
+    addNeighborDiscovery(icmpType, acl->filters);
     acl->rows.push_back({ruleNum++, 0, origin, index, {}, {}});
   };
   if (list.family == Family::ipv6 && neighborDiscovery) {
-    implicitRow(originSolicitation, neighborDiscoveryFilter(ndSolicitation));
-    implicitRow(originAdvertisement, neighborDiscoveryFilter(ndAdvertisement));
+    implicitRow(originSolicitation, ndSolicitation);
+    implicitRow(originAdvertisement, ndAdvertisement);
   }
   acl->rows.push_back({ruleNum, 0, originFinal, 0, {}, {}});
   return acl;
