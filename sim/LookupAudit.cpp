@@ -20,6 +20,9 @@ const char* LookupTree::auditLeaf(Ref leaf, Tally& tally) const {
     if (block.length == 0) {
       return "a leaf has an empty block";
     }
+    if (numPairs_ == 1 && (block.wordA != 0 || block.wordB != 1)) {
+      return "a block reads other words than the search";
+    }
     for (unsigned at = 0; at < blockRows; ++at) {
       const uint32_t row = block.rows[at];
       if (at >= block.length) {
@@ -50,6 +53,9 @@ const char* LookupTree::auditBelow(Ref ref, Tally& tally) const {
     return auditLeaf(ref, tally);
   }
   const Node& node = nodes_[ref];
+  if (numPairs_ == 1 && (node.wordA != 0 || node.wordB != 1)) {
+    return "a node reads other words than the search";
+  }
   for (uint32_t child = 0; child < 1u << node.numBits; ++child) {
     if (const char* wrong = auditBelow(refs_[node.children + child], tally)) {
       return wrong;
@@ -96,6 +102,17 @@ const char* LookupTree::audit(std::span<const uint32_t> rows, std::span<const Ro
   if (std::accumulate(tally.copies.begin(), tally.copies.end(), std::size_t{0}) != copies_) {
     return "the number of rows in all leaves is wrong";
   }
+  std::vector<RowWords> tailWords;
+  for (const uint32_t row : tail_.rows()) {
+    if (row >= treeOf_.size() || treeOf_[row] != maxTrees) {
+      return "a row stands in the tail that is not its own";
+    }
+    tailWords.push_back(wordsOf(row));
+  }
+  if (const char* wrong = tail_.audit(tailWords)) {
+    return wrong;
+  }
+  std::size_t inTail = 0;
   std::array<uint32_t, maxTrees> inTree{};
   for (std::size_t i = 0; i < rows.size(); ++i) {
     if (rows[i] >= treeOf_.size()) {
@@ -105,6 +122,10 @@ const char* LookupTree::audit(std::span<const uint32_t> rows, std::span<const Ro
       return "the record of a row differs from the row";
     }
     const unsigned tree = treeOf_[rows[i]];
+    if (tree == maxTrees) {
+      ++inTail;
+      continue;
+    }
     ++inTree[tree];
     if (lowest_[tree] > rows[i]) {
       return "a tree holds a row below its lowest";
@@ -120,6 +141,9 @@ const char* LookupTree::audit(std::span<const uint32_t> rows, std::span<const Ro
     if (tally.passing[node] != 0 && tally.passing[node] != nodes_[node].rows) {
       return "the number of rows below a node is wrong";
     }
+  }
+  if (inTail != tail_.rows().size()) {
+    return "a row of the tail is missing there";
   }
   return inTree == numRows_ ? nullptr : "the number of rows of a tree is wrong";
 }
@@ -148,9 +172,12 @@ LookupTree::Figures LookupTree::figures() const {
       figures(roots_[tree], 0, result);
     }
   }
+  result.inTail = tail_.rows().size();
+  result.rows += result.inTail;
+  result.copies += result.inTail;
   result.blocks = blocks_.size() - freeBlocks_.size();
   result.bytes = nodes_.size() * sizeof(Node) + refs_.size() * sizeof(Ref) + blocks_.size() * sizeof(Block) +
-                 numPairs_ * treeOf_.size() * sizeof(Record) + treeOf_.size();
+                 numPairs_ * treeOf_.size() * sizeof(Record) + treeOf_.size() + tail_.bytes();
   return result;
 }
 

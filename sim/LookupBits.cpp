@@ -5,6 +5,7 @@
 #include <bit>
 #include <cmath>
 #include <numeric>
+#include <utility>
 
 #if defined(__x86_64__)
 #include <immintrin.h>
@@ -19,11 +20,12 @@ enum Trit : uint8_t { zero = 0, one = 1, ignored = 2 };
 
 // A bit of the key that some sampled rows want to be 0 and others 1.
 struct Candidate {
-  uint8_t word;
+  unsigned word;
   uint8_t bit;
   bool chosen = false;
-  std::vector<uint8_t> trits; // of each sampled row
-  double score = 0;           // when last tried
+  std::size_t trits = 0; // where those of the sampled rows begin
+  uint64_t hash = 0;     // of them
+  double score = 0;      // when last tried
 };
 
 class Chooser {
@@ -47,11 +49,13 @@ private:
   void take(Candidate& candidate);
   void add(BitChoice& choice, const Candidate& candidate) const;
   void forgetPoor();
+  uint64_t say(std::span<const RowWords> sample, const Candidate& candidate);
 
   const BitLimits& limits_;
   double scale_ = 1; // rows for each sampled one
   std::size_t numSampled_ = 0;
   std::vector<Candidate> candidates_;
+  std::vector<uint8_t> trits_;
   std::vector<uint8_t> numIgnored_; // chosen bits that each sampled row ignores
   std::vector<uint8_t> full_;       // 1: as many as it may
   std::vector<Part> parts_;
@@ -69,19 +73,21 @@ Chooser::Chooser(std::span<const RowWords> sample, std::size_t numRows, const Bi
       zeros |= row.care[word] & ~row.value[word];
       ones |= row.care[word] & row.value[word];
     }
-    for (uint64_t both = zeros & ones; both != 0; both &= both - 1) {
-      Candidate candidate{
-          static_cast<uint8_t>(word), static_cast<uint8_t>(std::countr_zero(both)), false, {}, 0};
-      candidate.trits.resize(count);
-      for (std::size_t i = 0; i < count; ++i) {
-        const uint64_t care = sample[i].care[word] >> candidate.bit & 1;
-        const uint64_t value = sample[i].value[word] >> candidate.bit & 1;
-        candidate.trits[i] = care ? (value ? one : zero) : ignored;
-      }
+    for (uint64_t both = zeros & ones & limits.among[word]; both != 0; both &= both - 1) {
+      Candidate candidate{word, static_cast<uint8_t>(std::countr_zero(both))};
+      candidate.trits = trits_.size();
+      trits_.resize(trits_.size() + count);
+      const uint64_t hash = say(sample, candidate);
       // Bits often say the same of all rows; one of them is enough.
-      const auto same = [&](const Candidate& other) { return other.trits == candidate.trits; };
+      const auto same = [&](const Candidate& other) {
+        return other.hash == hash &&
+               std::equal(&trits_[other.trits], &trits_[other.trits] + count, &trits_[candidate.trits]);
+      };
       if (std::none_of(candidates_.begin(), candidates_.end(), same)) {
-        candidates_.push_back(std::move(candidate));
+        candidate.hash = hash;
+        candidates_.push_back(candidate);
+      } else {
+        trits_.resize(candidate.trits);
       }
     }
   }
@@ -91,6 +97,20 @@ Chooser::Chooser(std::span<const RowWords> sample, std::size_t numRows, const Bi
     parts_.push_back({static_cast<uint16_t>(i), 1});
   }
   ends_.push_back(static_cast<uint32_t>(count));
+}
+
+// Puts down what each row says about a bit. The result is equal when all of it is.
+uint64_t Chooser::say(std::span<const RowWords> sample, const Candidate& candidate) {
+  uint8_t* const trits = &trits_[candidate.trits];
+  uint64_t hash = 0;
+  for (std::size_t i = 0; i < sample.size(); ++i) {
+    const uint64_t care = sample[i].care[candidate.word] >> candidate.bit & 1;
+    const uint64_t value = sample[i].value[candidate.word] >> candidate.bit & 1;
+    const uint64_t trit = value + 2 * (care ^ 1); // a value of 1 is compared
+    trits[i] = static_cast<uint8_t>(trit);
+    hash = (hash + trit) * 0x9E3779B97F4A7C15;
+  }
+  return hash;
 }
 
 bool Chooser::allowed(const Candidate& candidate, const BitChoice& choice) const {
@@ -107,6 +127,7 @@ Chooser::Score Chooser::score(const Candidate& candidate) const {
   static constexpr uint32_t counted[] = {1, 1 << 16, 1 << 16 | 1, 0}; // sides, 16 bits each
   static constexpr float sharedByZero[] = {1, 0, 0.5F, 0};
   static constexpr float sharedByOne[] = {0, 1, 0.5F, 0};
+  const uint8_t* const trits = &trits_[candidate.trits];
   Score result;
   float work = 0;
   float share = 0;
@@ -117,7 +138,7 @@ Chooser::Score Chooser::score(const Candidate& candidate) const {
     float ones = 0;
     for (; at < end; ++at) {
       const Part& part = parts_[at];
-      const uint8_t said = candidate.trits[part.row];
+      const uint8_t said = trits[part.row];
       const unsigned trit = said + (said >> 1 & full_[part.row]);
       counts += counted[trit];
       zeros += part.share * sharedByZero[trit];
@@ -135,6 +156,7 @@ Chooser::Score Chooser::score(const Candidate& candidate) const {
 
 void Chooser::take(Candidate& candidate) {
   candidate.chosen = true;
+  const uint8_t* const trits = &trits_[candidate.trits];
   std::vector<Part> parts;
   std::vector<uint32_t> ends;
   parts.reserve(parts_.size() * 2);
@@ -143,7 +165,7 @@ void Chooser::take(Candidate& candidate) {
     for (const unsigned side : {zero, one}) {
       for (uint32_t i = at; i < end; ++i) {
         const Part& part = parts_[i];
-        const uint8_t trit = candidate.trits[part.row];
+        const uint8_t trit = trits[part.row];
         if (trit == side) {
           parts.push_back(part);
         } else if (trit == ignored && numIgnored_[part.row] < limits_.maxIgnored) {
@@ -157,7 +179,7 @@ void Chooser::take(Candidate& candidate) {
     at = end;
   }
   for (std::size_t i = 0; i < numSampled_; ++i) {
-    numIgnored_[i] = static_cast<uint8_t>(numIgnored_[i] + (candidate.trits[i] == ignored));
+    numIgnored_[i] = static_cast<uint8_t>(numIgnored_[i] + (trits[i] == ignored));
     full_[i] = numIgnored_[i] >= limits_.maxIgnored;
   }
   parts_ = std::move(parts);
@@ -167,11 +189,11 @@ void Chooser::take(Candidate& candidate) {
 void Chooser::add(BitChoice& choice, const Candidate& candidate) const {
   const uint64_t bit = uint64_t{1} << candidate.bit;
   if (choice.bitsA == 0 || choice.wordA == candidate.word) {
-    choice.wordA = candidate.word;
+    choice.wordA = static_cast<uint8_t>(candidate.word);
     choice.bitsA |= bit;
     ++choice.numBitsA;
   } else {
-    choice.wordB = candidate.word;
+    choice.wordB = static_cast<uint8_t>(candidate.word);
     choice.bitsB |= bit;
   }
   ++choice.numBits;
@@ -188,8 +210,6 @@ void Chooser::forgetPoor() {
 }
 
 BitChoice Chooser::choose() {
-  constexpr double leastGain = 0.93;
-  constexpr double priceOfCopies = 0.8;
   BitChoice choice;
   double work = static_cast<double>(numSampled_);
   const double maxSize = static_cast<double>(numSampled_) * limits_.maxCopies + 1;
@@ -197,16 +217,16 @@ BitChoice Chooser::choose() {
   while (choice.numBits < limits_.maxBits && work * scale_ > limits_.enoughRows) {
     Candidate* best = nullptr;
     double bestWork = work;
-    double bestScore = work * leastGain;
+    double bestScore = work * (1 - limits_.leastGain);
     for (Candidate& candidate : candidates_) {
       if (!allowed(candidate, choice)) {
         continue;
       }
       const Score s = this->score(candidate);
       const auto size = static_cast<double>(s.size);
-      // Copies cost memory and time to write.
+      // Copies cost memory and time to write: growth to the power of three quarters.
       const double growth = size / static_cast<double>(parts_.size());
-      const double score = growth > 1 ? s.work * std::pow(growth, priceOfCopies) : s.work;
+      const double score = growth > 1 ? s.work * std::sqrt(growth * std::sqrt(growth)) : s.work;
       candidate.score = score;
       if (score < bestScore && size <= maxSize && size >= minKept) {
         best = &candidate;
@@ -223,13 +243,33 @@ BitChoice Chooser::choose() {
     forgetPoor();
   }
   choice.met = work;
+  std::vector<bool> kept(numSampled_);
+  for (const Part& part : parts_) {
+    kept[part.row] = true;
+  }
+  choice.kept =
+      static_cast<double>(std::count(kept.begin(), kept.end(), true)) / static_cast<double>(numSampled_);
+  return choice;
+}
+
+// Words in the order in which they stand in the key, and the first two where no others are read: the
+// search knows then without looking which words they are.
+BitChoice inOrder(BitChoice choice) {
+  if (choice.numBitsA == choice.numBits) {
+    choice.wordB = choice.wordA == 0 ? 1 : 0;
+  }
+  if (choice.wordB < choice.wordA) {
+    std::swap(choice.wordA, choice.wordB);
+    std::swap(choice.bitsA, choice.bitsB);
+    choice.numBitsA = static_cast<uint8_t>(choice.numBits - choice.numBitsA);
+  }
   return choice;
 }
 
 } // namespace
 
 BitChoice chooseBits(std::span<const RowWords> sample, std::size_t numRows, const BitLimits& limits) {
-  return Chooser(sample, numRows, limits).choose();
+  return inOrder(Chooser(sample, numRows, limits).choose());
 }
 
 namespace {
@@ -259,6 +299,22 @@ std::array<uint16_t, 8> columnsOf(std::span<const RowWords> rows, KeyWords RowWo
     columns[bit] = static_cast<uint16_t>((low >> (8 * bit) & 0xFF) | (high >> (8 * bit) & 0xFF) << 8);
   }
   return columns;
+}
+
+// By a table, as not every processor counts bits.
+constexpr std::array<uint8_t, 256> bitCounts = [] {
+  std::array<uint8_t, 256> counts{};
+  for (unsigned i = 0; i < counts.size(); ++i) {
+    counts[i] = static_cast<uint8_t>(std::popcount(i));
+  }
+  return counts;
+}();
+int popcount(uint64_t bits) {
+  int count = 0;
+  for (; bits != 0; bits >>= 8) {
+    count += bitCounts[bits & 0xFF];
+  }
+  return count;
 }
 
 // Of a bit that each of 15 rows compares, half of them to be 0.
@@ -291,13 +347,24 @@ private:
   unsigned numSayings_ = 0;
 };
 
+// Bits that all rows which compare them want to be the same matter only where there are few others.
 Columns::Columns(std::span<const RowWords> rows, const KeyWords& used) {
-  for (unsigned word = 0; word < maxLookupWords; ++word) {
-    uint64_t any = 0;
-    for (const RowWords& row : rows) {
-      any |= row.care[word];
+  constexpr int enough = 24;
+  KeyWords zeros{};
+  KeyWords ones{};
+  for (const RowWords& row : rows) {
+    for (unsigned word = 0; word < maxLookupWords; ++word) {
+      zeros[word] |= row.care[word] & ~row.value[word];
+      ones[word] |= row.value[word];
     }
-    any &= ~used[word];
+  }
+  int numTelling = 0;
+  for (unsigned word = 0; word < maxLookupWords; ++word) {
+    numTelling += popcount(zeros[word] & ones[word] & ~used[word]);
+  }
+  for (unsigned word = 0; word < maxLookupWords; ++word) {
+    const uint64_t any =
+        (numTelling >= enough ? zeros[word] & ones[word] : zeros[word] | ones[word]) & ~used[word];
     for (unsigned byte = 0; byte < 8; ++byte) {
       unsigned bits = any >> (8 * byte) & 0xFF;
       if (bits == 0) {
@@ -327,8 +394,8 @@ unsigned Columns::weigh(uint16_t zeros, uint16_t ones) {
   }
   Saying& saying = sayings_[at];
   if (saying.rows == 0) {
-    const int numZeros = std::popcount(zeros);
-    const int numOnes = std::popcount(ones);
+    const int numZeros = popcount(zeros);
+    const int numOnes = popcount(ones);
     const auto weight = static_cast<uint16_t>(16 * (numZeros + numOnes + 3 * std::min(numZeros, numOnes)));
     if (numSayings_ == sayingPlaces - 1) {
       return weight; // so that a place stays free
@@ -388,7 +455,7 @@ BitChoice signatureOfOne(const RowWords& row, const KeyWords& used) {
 
 BitChoice chooseSignature(std::span<const RowWords> rows, const KeyWords& used) {
   if (rows.size() == 1) {
-    return signatureOfOne(rows.front(), used);
+    return inOrder(signatureOfOne(rows.front(), used));
   }
   Columns columns(rows, used);
   const std::span<const uint32_t> best = columns.best();
@@ -414,7 +481,7 @@ BitChoice chooseSignature(std::span<const RowWords> rows, const KeyWords& used) 
       ++choice.numBits;
     }
   }
-  return choice;
+  return inOrder(choice);
 }
 
 namespace {

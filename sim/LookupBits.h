@@ -19,11 +19,12 @@ struct BitChoice {
   uint8_t numBitsA = 0;
   uint8_t numBits = 0; // of both; 0: no bits tell the rows apart well enough
   double met = 0;      // sampled rows that a key meets in the child that it comes to
+  double kept = 1;     // share of the sampled rows that the node keeps
 };
 
 // Rows that chooseBits() is given for all of a node's at most: more would hardly change what it chooses. A
 // root is worth more of them.
-constexpr std::size_t maxBitSample = 128;
+constexpr std::size_t maxBitSample = 64;
 constexpr std::size_t maxRootSample = 512;
 
 struct BitLimits {
@@ -31,10 +32,20 @@ struct BitLimits {
   unsigned maxBits = 10;
   // A row that ignores more chosen bits than this is none of the node's rows: it goes to another tree.
   unsigned maxIgnored = 64;
+  // Bits of the key that may be chosen.
+  KeyWords among = everyBit();
   // How many times as many rows the children may have together as the node.
   double maxCopies = 2;
   // Rows that a key meets on average: fewer are not worth another bit.
   double enoughRows = 5;
+  // Share of those that another bit must spare, copies weighed.
+  double leastGain = 0.07;
+
+  static constexpr KeyWords everyBit() {
+    KeyWords bits{};
+    bits.fill(~uint64_t{0});
+    return bits;
+  }
 };
 
 // Bits that spread rows well over the children, each bit that helps most next to those chosen before, for a

@@ -25,14 +25,18 @@ using Block = LookupTree::Block;
 using Record = LookupTree::Record;
 using View = LookupTree::View;
 
-constexpr unsigned searchBatch = 32;
+constexpr unsigned searchBatch = 256;
 constexpr unsigned moreShift = 30; // of LookupTree::moreBit
 static_assert(LookupTree::moreBit == 1u << moreShift);
 // Sixteen places are compared at once: those of the block and three that are not its own, but in it.
 constexpr unsigned placeBits = (1u << LookupTree::blockRows) - 1;
+constexpr unsigned lastPlace = 1u << (LookupTree::blockRows - 1);
 
 namespace portable {
 #define TARGET
+inline bool agreesIn(const Record& record, const uint64_t* key) {
+  return (((key[0] & record.care[0]) ^ record.value[0]) | ((key[1] & record.care[1]) ^ record.value[1])) == 0;
+}
 inline uint64_t extract(uint64_t word, uint64_t mask) {
   return extractBitByBit(word, mask);
 }
@@ -40,6 +44,15 @@ inline unsigned agreeing(const Block& block, uint16_t signature) {
   unsigned agree = 0;
   for (unsigned at = 0; at < LookupTree::blockRows; ++at) {
     agree |= unsigned{(signature & block.care[at]) == block.value[at]} << at;
+  }
+  return agree;
+}
+inline unsigned agreeingRows(const LookupTail::Group& group, const uint64_t* key) {
+  unsigned agree = 0;
+  for (unsigned row = 0; row < LookupTail::groupRows; ++row) {
+    const uint64_t differing = ((key[0] & group.care[0][row]) ^ group.value[0][row]) |
+                               ((key[1] & group.care[1][row]) ^ group.value[1][row]);
+    agree |= unsigned{differing == 0} << row;
   }
   return agree;
 }
@@ -53,6 +66,13 @@ namespace avx2 {
 TARGET inline uint64_t extract(uint64_t word, uint64_t mask) {
   return _pext_u64(word, mask);
 }
+TARGET inline bool agreesIn(const Record& record, const uint64_t* key) {
+  const __m128i care = _mm_load_si128(reinterpret_cast<const __m128i*>(record.care.data()));
+  const __m128i value = _mm_load_si128(reinterpret_cast<const __m128i*>(record.value.data()));
+  const __m128i words = _mm_loadu_si128(reinterpret_cast<const __m128i*>(key));
+  const __m128i differing = _mm_xor_si128(_mm_and_si128(words, care), value);
+  return _mm_testz_si128(differing, differing) != 0;
+}
 TARGET inline __m256i load(const std::array<uint16_t, LookupTree::blockRows>& words) {
   return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(words.data()));
 }
@@ -61,6 +81,22 @@ TARGET inline unsigned agreeing(const Block& block, uint16_t signature) {
   const __m256i equal = _mm256_cmpeq_epi16(_mm256_and_si256(key, load(block.care)), load(block.value));
   const __m128i bytes = _mm_packs_epi16(_mm256_castsi256_si128(equal), _mm256_extracti128_si256(equal, 1));
   return static_cast<unsigned>(_mm_movemask_epi8(bytes)) & placeBits;
+}
+// The bits by which four rows differ from a word of the key.
+TARGET inline __m256i differing(const uint64_t* value, const uint64_t* care, uint64_t word) {
+  const __m256i compared = _mm256_and_si256(_mm256_set1_epi64x(static_cast<long long>(word)),
+                                            _mm256_load_si256(reinterpret_cast<const __m256i*>(care)));
+  return _mm256_xor_si256(compared, _mm256_load_si256(reinterpret_cast<const __m256i*>(value)));
+}
+TARGET inline unsigned agreeingRows(const LookupTail::Group& group, const uint64_t* key) {
+  unsigned agree = 0;
+  for (unsigned row = 0; row < LookupTail::groupRows; row += 4) {
+    const __m256i either = _mm256_or_si256(differing(&group.value[0][row], &group.care[0][row], key[0]),
+                                           differing(&group.value[1][row], &group.care[1][row], key[1]));
+    const __m256i equal = _mm256_cmpeq_epi64(either, _mm256_setzero_si256());
+    agree |= static_cast<unsigned>(_mm256_movemask_pd(_mm256_castsi256_pd(equal))) << row;
+  }
+  return agree;
 }
 #include "sim/LookupKernel.inc"
 #undef TARGET
@@ -71,6 +107,13 @@ namespace avx512 {
 TARGET inline uint64_t extract(uint64_t word, uint64_t mask) {
   return _pext_u64(word, mask);
 }
+TARGET inline bool agreesIn(const Record& record, const uint64_t* key) {
+  const __m128i care = _mm_load_si128(reinterpret_cast<const __m128i*>(record.care.data()));
+  const __m128i value = _mm_load_si128(reinterpret_cast<const __m128i*>(record.value.data()));
+  const __m128i words = _mm_loadu_si128(reinterpret_cast<const __m128i*>(key));
+  const __m128i differing = _mm_xor_si128(_mm_and_si128(words, care), value);
+  return _mm_testz_si128(differing, differing) != 0;
+}
 TARGET inline __m256i load(const std::array<uint16_t, LookupTree::blockRows>& words) {
   return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(words.data()));
 }
@@ -78,6 +121,18 @@ TARGET inline unsigned agreeing(const Block& block, uint16_t signature) {
   const __m256i compared =
       _mm256_and_si256(_mm256_set1_epi16(static_cast<short>(signature)), load(block.care));
   return _mm256_cmpeq_epi16_mask(compared, load(block.value)) & placeBits;
+}
+// The bits by which eight rows differ from a word of the key.
+TARGET inline __m512i differing(const std::array<uint64_t, 8>& value, const std::array<uint64_t, 8>& care,
+                                uint64_t word) {
+  constexpr int valueXorBoth = 0x78; // value ^ (care & word), by the eight cases of a bit of each
+  return _mm512_ternarylogic_epi64(_mm512_load_si512(value.data()), _mm512_load_si512(care.data()),
+                                   _mm512_set1_epi64(static_cast<long long>(word)), valueXorBoth);
+}
+TARGET inline unsigned agreeingRows(const LookupTail::Group& group, const uint64_t* key) {
+  const __m512i either = _mm512_or_si512(differing(group.value[0], group.care[0], key[0]),
+                                         differing(group.value[1], group.care[1], key[1]));
+  return _mm512_testn_epi64_mask(either, either);
 }
 #include "sim/LookupKernel.inc"
 #undef TARGET

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 
 namespace sim {
 
@@ -13,10 +14,13 @@ using Node = LookupTree::Node;
 constexpr std::size_t maxLeaf = LookupTree::blockRows;
 // A node with no more rows becomes a leaf.
 constexpr uint32_t leastNode = 6;
-// A node is made anew when its rows are so many times as many as when it was made, all trees together when
-// what their leaves hold is.
+// A node is made anew when its rows are so many times as many as when it was made, a root and the trees
+// behind it earlier, all trees together when what their leaves hold is.
 constexpr uint32_t nodeGrowth = 6;
-constexpr std::size_t treeGrowth = 3;
+constexpr uint32_t rootGrowth = 2;
+constexpr std::size_t copyGrowth = 3;
+// Tables of fewer rows are made anew with every half that they grow, others with every doubling.
+constexpr uint32_t smallTable = 4096;
 // A leaf of more rows is a reason to make all trees anew earlier.
 constexpr std::size_t longLeaf = 6 * maxLeaf;
 constexpr unsigned maxDepth = 12;
@@ -25,16 +29,21 @@ constexpr unsigned maxDepth = 12;
 // at once, as each ignores whatever tells the others apart.
 constexpr unsigned someIgnored = 3;
 constexpr unsigned fewIgnored = 1;
-// Sampled rows that a key may meet behind a root.
-constexpr double manyMet = 4;
 constexpr unsigned unlimited = 64;
+// A further bit of a root is worth less of a gain than one of another node: every key passes roots.
+constexpr double leastRootGain = 0.01;
+// Rows that a key may meet behind a root, or a share of them: fewer are no better. Below this worth of a root
+// others are tried.
+constexpr double wellParted = 8;
+constexpr double parting = 16;
+constexpr double goodWorth = 0.9;
 
 Node nodeOf(const BitChoice& choice) {
   Node node;
   node.bitsA = choice.bitsA;
   node.bitsB = choice.bitsB;
-  node.wordA = choice.wordA;
-  node.wordB = choice.wordB;
+  node.wordA = choice.wordA & 15;
+  node.wordB = choice.wordB & 15;
   node.numBitsA = choice.numBitsA;
   node.numBits = choice.numBits;
   return node;
@@ -43,6 +52,11 @@ Node nodeOf(const BitChoice& choice) {
 uint32_t childNumber(const Node& node, const KeyWords& words) {
   return static_cast<uint32_t>(extractBits(words[node.wordA], node.bitsA) |
                                extractBits(words[node.wordB], node.bitsB) << node.numBitsA);
+}
+
+// Of the rows of a leaf: each time they have doubled.
+bool isWorthParting(std::size_t rows) {
+  return rows >= 2 * maxLeaf && rows % maxLeaf == 0 && std::has_single_bit(rows / maxLeaf);
 }
 
 // Calls visit(child) for every child number made of `fixed` and any subset of `ignored`.
@@ -82,14 +96,15 @@ void LookupTree::clear() {
   numRows_.fill(0);
   lowest_.fill(noTcamRow);
   maxIgnored_.fill(someIgnored);
+  tail_.clear();
 }
 
-LookupTree::Place LookupTree::Place::below(const Node& node, double copiesMade) const {
+LookupTree::Place LookupTree::Place::below(const Node& node) const {
   Place place = *this;
   place.used[node.wordA] |= node.bitsA;
   place.used[node.wordB] |= node.bitsB;
   ++place.depth;
-  place.copies /= std::max(copiesMade, 1.0);
+  place.copies /= std::max(node.copies / copyUnits, 1.0);
   return place;
 }
 
@@ -111,6 +126,7 @@ void LookupTree::recordIs(uint32_t row, const RowWords& words) {
       numPairs_ = pair + 1;
     }
   }
+  tail_.numPairsIs(numPairs_);
   if (row >= treeOf_.size()) {
     treeOf_.resize(row + 1);
   }
@@ -142,8 +158,8 @@ uint32_t LookupTree::ignoredBits(const Node& node, const RowWords& words, uint32
 }
 
 bool LookupTree::fits(unsigned tree, const RowWords& words) const {
-  if (tree + 1 == maxTrees || (roots_[tree] & leafBit) != 0) {
-    return true;
+  if ((roots_[tree] & leafBit) != 0) {
+    return roots_[tree] != emptyLeaf;
   }
   uint32_t fixed;
   const uint32_t ignored = ignoredBits(nodes_[roots_[tree]], words, fixed);
@@ -152,15 +168,22 @@ bool LookupTree::fits(unsigned tree, const RowWords& words) const {
 
 void LookupTree::enter(uint32_t row, const RowWords& words) {
   recordIs(row, words);
-  const std::size_t most =
-      hasLongLeaf_ ? copiesWhenMade_ + copiesWhenMade_ / 4 : treeGrowth * copiesWhenMade_;
-  if (copies_ > std::max(most, maxLeaf)) {
+  ++numEntered_;
+  if (isWorthRemaking()) {
     remake(row);
     return;
   }
   unsigned tree = 0;
-  while (!fits(tree, words)) {
+  while (tree < maxTrees && !fits(tree, words)) {
     ++tree;
+  }
+  if (tree == maxTrees) {
+    enterTail(row, words);
+    return;
+  }
+  if (hasOutgrown(tree)) {
+    remakeFrom(tree, row, false);
+    return;
   }
   treeOf_[row] = static_cast<uint8_t>(tree);
   ++numRows_[tree];
@@ -168,8 +191,64 @@ void LookupTree::enter(uint32_t row, const RowWords& words) {
   roots_[tree] = enter(roots_[tree], row, words, Place{});
 }
 
+// Whether there are so many more rows, or leaves hold so much more, than when all trees were made that other
+// trees would suit the rows better. Where many of the new rows went past the first tree a few more are
+// enough.
+bool LookupTree::isWorthRemaking() const {
+  const std::size_t mostCopies =
+      hasLongLeaf_ && hasGrown() ? copiesWhenMade_ + copiesWhenMade_ / 4 : copyGrowth * copiesWhenMade_;
+  const uint32_t mostRows = enteredWhenMade_ + enteredWhenMade_ / (enteredWhenMade_ < smallTable ? 2 : 1);
+  if (copies_ > std::max<std::size_t>(mostCopies, LookupTail::capacity) ||
+      numEntered_ > std::max(mostRows, LookupTail::capacity)) {
+    return true;
+  }
+  const uint32_t outside = numEntered_ - numRows_[0];
+  return hasGrown() && outside > outsideWhenMade_ + outsideWhenMade_ / 4 + numEntered_ / 32;
+}
+
+bool LookupTree::hasGrown() const {
+  // Small tables are soon made anew.
+  const uint32_t growth = enteredWhenMade_ / (enteredWhenMade_ < smallTable ? 8 : 4);
+  return numEntered_ > enteredWhenMade_ + growth + LookupTail::capacity;
+}
+
+// A tail that is full becomes a tree first, or part of the last one. As each further tree costs every search,
+// all trees are made anew instead when there are more rows than they were made for.
+void LookupTree::enterTail(uint32_t row, const RowWords& words) {
+  if (!tail_.full()) {
+    tail_.enter(row, words);
+    treeOf_[row] = maxTrees;
+  } else if (hasGrown()) {
+    remake(row);
+  } else {
+    const unsigned tree = freeTree(0);
+    remakeFrom(std::min(tree, maxTrees - 1), row, tree == maxTrees);
+  }
+}
+
+// Whether a tree that is about to take a row has so many more of them than when its root was made that
+// other bits may suit them better.
+bool LookupTree::hasOutgrown(unsigned tree) const {
+  const Ref root = roots_[tree];
+  return (root & leafBit) != 0 ? isWorthParting(numRows_[tree])
+                               : numRows_[tree] >= rootGrowth * nodes_[root].rowsWhenMade;
+}
+
+// The first empty tree from `tree` on.
+unsigned LookupTree::freeTree(unsigned tree) const {
+  while (tree < maxTrees && roots_[tree] != emptyLeaf) {
+    ++tree;
+  }
+  return tree;
+}
+
 void LookupTree::leave(uint32_t row, const RowWords& words) {
   const unsigned tree = treeOf_[row];
+  --numEntered_;
+  if (tree == maxTrees) {
+    tail_.leave(row);
+    return;
+  }
   roots_[tree] = leave(roots_[tree], row, words, Place{});
   if (--numRows_[tree] == 0) {
     lowest_[tree] = noTcamRow;
@@ -181,7 +260,7 @@ Ref LookupTree::enter(Ref ref, uint32_t row, const RowWords& words, const Place&
     return grown(enterLeaf(ref, row, words, place), place);
   }
   Node& node = nodes_[ref];
-  if (++node.rows > nodeGrowth * node.rowsWhenMade) {
+  if (++node.rows > nodeGrowth * node.rowsWhenMade && place.depth != 0) {
     Numbers rows = released(ref);
     rows.insert(std::upper_bound(rows.begin(), rows.end(), row), row);
     return make(rows, place);
@@ -189,7 +268,7 @@ Ref LookupTree::enter(Ref ref, uint32_t row, const RowWords& words, const Place&
   uint32_t fixed;
   const uint32_t ignored = ignoredBits(node, words, fixed);
   const uint32_t children = node.children;
-  const Place below = place.below(node, node.copies);
+  const Place below = place.below(node);
   forEachChild(fixed, ignored, [&](uint32_t child) {
     const Ref entered = enter(refs_[children + child], row, words, below);
     refs_[children + child] = entered;
@@ -206,7 +285,7 @@ Ref LookupTree::leave(Ref ref, uint32_t row, const RowWords& words, const Place&
   uint32_t fixed;
   const uint32_t ignored = ignoredBits(node, words, fixed);
   const uint32_t children = node.children;
-  const Place below = place.below(node, node.copies);
+  const Place below = place.below(node);
   forEachChild(fixed, ignored, [&](uint32_t child) {
     const Ref left = leave(refs_[children + child], row, words, below);
     refs_[children + child] = left;
@@ -223,7 +302,7 @@ Ref LookupTree::grown(Ref leaf, const Place& place) {
   }
   const std::size_t rows = leafRows(leaf) - 1;
   hasLongLeaf_ |= rows > longLeaf;
-  if (rows < 2 * maxLeaf || rows % maxLeaf != 0 || !std::has_single_bit(rows / maxLeaf)) {
+  if (place.depth == 0 || !isWorthParting(rows)) {
     return leaf;
   }
   return make(released(leaf), place);
@@ -231,20 +310,53 @@ Ref LookupTree::grown(Ref leaf, const Place& place) {
 
 // Makes all trees anew from their rows and one more, side by side in memory that nothing else stands in.
 void LookupTree::remake(uint32_t another) {
-  Numbers rows{another};
+  Numbers rows = tail_.rows();
+  rows.push_back(another);
   for (const Ref root : roots_) {
     gather(root, rows);
   }
   clear();
+  makeTrees(std::move(rows), false);
+  copiesWhenMade_ = copies_;
+  enteredWhenMade_ = numEntered_;
+  outsideWhenMade_ = numEntered_ - numRows_[0];
+}
+
+// The same with the trees from `tree` on only. When `lastTakesAll` the tail stays empty, where it would often
+// be full.
+void LookupTree::remakeFrom(unsigned tree, uint32_t another, bool lastTakesAll) {
+  Numbers rows = tail_.rows();
+  rows.push_back(another);
+  tail_.clear();
+  for (; tree < maxTrees; ++tree) {
+    gather(roots_[tree], rows);
+    release(roots_[tree]);
+    roots_[tree] = emptyLeaf;
+    numRows_[tree] = 0;
+    lowest_[tree] = noTcamRow;
+  }
+  makeTrees(std::move(rows), lastTakesAll);
+  copiesWhenMade_ = std::max(copiesWhenMade_, copies_);
+}
+
+// Puts rows, in any order and any of them several times, into trees that are empty, and what is left over
+// into the tail, which is empty too.
+void LookupTree::makeTrees(Numbers rows, bool lastTakesAll) {
   std::sort(rows.begin(), rows.end());
   rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
-  for (unsigned tree = 0; tree < maxTrees && !rows.empty(); ++tree) {
+  for (unsigned tree = freeTree(0); rows.size() > LookupTail::capacity; tree = freeTree(tree)) {
     Numbers rest;
-    const Ref root = makeRoot(std::move(rows), tree, rest);
+    // Where there are no further trees the tail must suffice, or the last tree takes all.
+    const bool last = freeTree(tree + 1) == maxTrees;
+    const std::size_t maxRest = !last ? rows.size() : lastTakesAll ? 0 : LookupTail::capacity;
+    const Ref root = makeRoot(std::move(rows), tree, maxRest, rest);
     roots_[tree] = root;
     rows = std::move(rest);
   }
-  copiesWhenMade_ = copies_;
+  for (const uint32_t row : rows) {
+    tail_.enter(row, wordsOf(row));
+    treeOf_[row] = maxTrees;
+  }
 }
 
 BitChoice LookupTree::choose(const Numbers& rows, const BitLimits& limits) const {
@@ -257,41 +369,72 @@ BitChoice LookupTree::choose(const Numbers& rows, const BitLimits& limits) const
   return chooseBits(sample, rows.size(), limits);
 }
 
-Ref LookupTree::makeRoot(Numbers rows, unsigned tree, Numbers& rest) {
-  BitChoice choice;
-  const bool last = tree + 1 == maxTrees;
-  if (rows.size() > maxLeaf) {
-    BitLimits limits;
-    limits.maxBits = maxBitsFor(rows.size(), 12);
-    limits.maxIgnored = last ? unlimited : someIgnored;
-    limits.maxCopies = maxRowCopies;
-    limits.maxSample = maxRootSample;
-    choice = choose(rows, limits);
-    maxIgnored_[tree] = limits.maxIgnored;
-    if (!last && choice.met > manyMet) {
-      limits.maxIgnored = fewIgnored;
-      const BitChoice other = choose(rows, limits);
-      if (other.numBits != 0 && other.met < choice.met / 2) {
-        choice = other;
-        maxIgnored_[tree] = fewIgnored;
-      }
+// What a choice of bits for the root of `rows` rows is worth: the share of the rows that it keeps, less where
+// it parts them so badly that nodes below would have to.
+double LookupTree::worthOf(const BitChoice& choice, std::size_t rows) {
+  const auto all = static_cast<double>(rows);
+  const double met = choice.met * all / static_cast<double>(std::min(rows, maxRootSample));
+  const double enough = std::max(wellParted, all / parting);
+  return choice.kept / (1 + std::max(0.0, std::log2(met / enough)));
+}
+
+// The bits of a root, and the limit on those that its rows ignore. Where each row compares some fields only,
+// so that no bits part all of them well, the bits of one half of a word are tried, and rows that ignore any
+// of them go elsewhere.
+BitChoice LookupTree::chooseRoot(const Numbers& rows, unsigned& maxIgnored) const {
+  BitLimits limits;
+  limits.maxBits = maxBitsFor(rows.size(), 12);
+  limits.maxIgnored = maxIgnored;
+  limits.maxCopies = maxRowCopies;
+  limits.maxSample = maxRootSample;
+  limits.leastGain = leastRootGain;
+  BitChoice best = choose(rows, limits);
+  double worth = worthOf(best, rows.size());
+  const auto attempt = [&] {
+    const BitChoice other = choose(rows, limits);
+    const double otherWorth = worthOf(other, rows.size());
+    if (other.numBits != 0 && otherWorth > worth) {
+      best = other;
+      worth = otherWorth;
+      maxIgnored = limits.maxIgnored;
+    }
+  };
+  if (maxIgnored != unlimited && worth < goodWorth) {
+    limits.maxIgnored = fewIgnored;
+    attempt();
+    limits.maxIgnored = 0;
+    for (unsigned half = 0; half < 4 * numPairs_; ++half) {
+      limits.among = {};
+      limits.among[half / 2] = uint64_t{0xFFFFFFFF} << (half % 2 * 32);
+      attempt();
     }
   }
-  if (choice.numBits != 0 && !last) {
-    const Node node = nodeOf(choice);
-    const auto isRest = [&](uint32_t row) {
-      uint32_t fixed;
-      const uint32_t ignored = ignoredBits(node, wordsOf(row), fixed);
-      return static_cast<unsigned>(std::popcount(ignored)) > maxIgnored_[tree];
-    };
-    const auto kept =
-        std::stable_partition(rows.begin(), rows.end(), [&](uint32_t row) { return !isRest(row); });
+  return best;
+}
+
+// Makes the root of an empty tree and what stands below; `rest` becomes the rows that go elsewhere, no more
+// than `maxRest`.
+Ref LookupTree::makeRoot(Numbers rows, unsigned tree, std::size_t maxRest, Numbers& rest) {
+  unsigned maxIgnored = someIgnored;
+  BitChoice choice = chooseRoot(rows, maxIgnored);
+  const auto stays = [&](uint32_t row) {
+    uint32_t fixed;
+    const uint32_t ignored = ignoredBits(nodeOf(choice), wordsOf(row), fixed);
+    return static_cast<unsigned>(std::popcount(ignored)) <= maxIgnored;
+  };
+  const auto kept = std::stable_partition(rows.begin(), rows.end(), stays);
+  if (static_cast<std::size_t>(rows.end() - kept) <= maxRest) {
     rest.assign(kept, rows.end());
     rows.erase(kept, rows.end());
+  } else {
+    std::inplace_merge(rows.begin(), kept, rows.end());
+    maxIgnored = unlimited;
+    choice = chooseRoot(rows, maxIgnored);
   }
   for (const uint32_t row : rows) {
     treeOf_[row] = static_cast<uint8_t>(tree);
   }
+  maxIgnored_[tree] = maxIgnored;
   lowest_[tree] = rows.empty() ? noTcamRow : rows.front();
   numRows_[tree] = static_cast<uint32_t>(rows.size());
   return choice.numBits == 0 ? makeLeaf(rows, Place{}) : makeNode(rows, choice, Place{});
@@ -331,9 +474,11 @@ Ref LookupTree::makeNode(const Numbers& rows, const BitChoice& choice, const Pla
   for (std::size_t i = 0; i < rows.size(); ++i) {
     forEachChild(children[i][0], children[i][1], [&](uint32_t child) { parts[ends[child]++] = rows[i]; });
   }
-  node.copies = static_cast<float>(parts.size()) / static_cast<float>(std::max<std::size_t>(rows.size(), 1));
+  const double copies =
+      static_cast<double>(parts.size()) / static_cast<double>(std::max<std::size_t>(rows.size(), 1));
+  node.copies = static_cast<uint8_t>(std::min(copies * copyUnits + 0.5, 255.0));
   node.children = takeRefs(node.numBits);
-  const Place below = place.below(node, node.copies);
+  const Place below = place.below(node);
   for (uint32_t child = 0; child < numChildren; ++child) {
     const Ref made = make(Numbers(parts.begin() + begins[child], parts.begin() + ends[child]), below);
     refs_[node.children + child] = made;
@@ -393,7 +538,7 @@ void LookupTree::release(Ref ref) {
 
 uint32_t LookupTree::searchFrom(const TcamKeyBytes& key, uint32_t from) const {
   const KeyWords words = layout_.key(key);
-  uint32_t best = noTcamRow;
+  uint32_t best = tail_.first(words, from);
   for (Ref ref : roots_) {
     while ((ref & leafBit) == 0) {
       ref = refs_[nodes_[ref].children + childNumber(nodes_[ref], words)];
@@ -417,13 +562,18 @@ uint32_t LookupTree::searchFrom(const TcamKeyBytes& key, uint32_t from) const {
 }
 
 LookupTree::View LookupTree::view() const {
-  View view{};
+  View view; // not set to 0 first, which took as long as a search step
+  view.numTrees = 0;
   view.nodes = nodes_.data();
   view.refs = refs_.data();
   view.blocks = blocks_.data();
   for (unsigned pair = 0; pair < maxLookupPairs; ++pair) {
     view.records[pair] = records_[pair].data();
+    view.tail[pair] = tail_.groups(pair);
   }
+  view.tailRows = tail_.rows().data();
+  view.numTailRows = static_cast<unsigned>(tail_.rows().size());
+  view.tailGroups = tail_.numGroups();
   view.numPairs = numPairs_;
   for (unsigned tree = 0; tree < maxTrees; ++tree) {
     if (numRows_[tree] != 0) {

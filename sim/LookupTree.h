@@ -8,26 +8,30 @@
 #include <vector>
 
 #include "sim/LookupBits.h"
+#include "sim/LookupTail.h"
 #include "sim/LookupWords.h"
 
 // The search structure of a TCAM table: finds the lowest of the entered rows whose compared bits all agree
 // with a key.
 //
-// Shape. A few trees, each row in exactly one of them. A node reads some bits of the key, which number one
-// of its children; a leaf holds the numbers of up to 13 rows, in ascending order, with a signature of 16 bits
-// of each: of the bits that tell the leaf's rows apart best. All signatures are compared with the key's at
-// once; only rows that pass are compared as a whole. A row that ignores some of a node's bits stands in every
-// child that agrees with the rest, which costs eight bytes a time. A row that ignores too many bits of a
-// tree's root goes to the next tree, whose root reads bits that such rows do compare; the last tree takes
-// everything.
+// Shape. Up to three trees and a tail, each row in exactly one of them. A node reads some bits of the key,
+// which number one of its children; a leaf holds the numbers of up to 13 rows, in ascending order, with a
+// signature of 16 bits of each: of the bits that tell the leaf's rows apart best. All signatures are compared
+// with the key's at once; only rows that pass are compared as a whole. A row that ignores some of a node's
+// bits stands in every child that agrees with the rest, which costs eight bytes a time. A row that ignores
+// too many bits of a tree's root goes to the next tree, whose root reads bits that such rows do compare. What
+// few rows are left over stand in the tail (LookupTail.h), where each is compared with every key: that is
+// cheaper than going down another tree. A tail that has become too long becomes a tree; the last tree takes
+// everything when the tail cannot.
 //
 // Writing. A row enters and leaves in place: the leaves that it belongs to change, nothing else. A leaf that
 // grows too long becomes a node; a node that has kept few rows becomes a leaf again. A node whose rows have
 // become several times as many since it was made is made anew from them, because bits that told a few rows
-// apart rarely suit many, and so are all trees when their leaves hold several times as much together: either
-// there are more rows, or the bits suit them so badly that each stands in many places. When a leaf has become
-// very long, a quarter more is enough. So a row takes part in
-// as many such makings as a growing array copies an element: a few.
+// apart rarely suit many; a root and the trees behind it are at twice as many rows. All trees are made anew
+// when the table has doubled, a small one when it has grown by a half; when their leaves hold several times
+// as much together, so that the bits suit the rows badly; and after less growth when many of the new rows
+// went past the first tree, when a leaf has become very long, or when a further tree would have to be begun.
+// So a row takes part in as many such makings as a growing array copies an element: a few.
 //
 // Rows that no bits tell apart share a leaf of several blocks, which are searched one after the other.
 //
@@ -73,7 +77,8 @@ public:
     std::size_t nodes = 0;
     std::size_t blocks = 0;
     std::size_t rows = 0;    // entered
-    std::size_t copies = 0;  // of rows, in all leaves
+    std::size_t inTail = 0;  // of those rows
+    std::size_t copies = 0;  // of rows, in all leaves and in the tail
     std::size_t longest = 0; // rows of the longest leaf
     unsigned depth = 0;      // nodes on the longest way to a leaf
     std::size_t bytes = 0;   // of memory
@@ -89,18 +94,20 @@ public:
   static constexpr Ref indexBits = moreBit - 1;
   static constexpr Ref emptyLeaf = leafBit; // block 0 is empty and belongs to all empty leaves
 
-  struct Node {
+  struct alignas(32) Node {
     uint64_t bitsA = 0;
     uint64_t bitsB = 0;
     uint32_t children = 0; // the first of them in refs
-    uint8_t wordA = 0;
-    uint8_t wordB = 0;
+    uint8_t wordA : 4 = 0;
+    uint8_t wordB : 4 = 0;
     uint8_t numBitsA = 0;
     uint8_t numBits = 0;
-    uint32_t rows = 0;         // below the node
+    uint8_t copies = 0; // of each row in the children when its bits were chosen, on average, in 1/copyUnits
+    uint32_t rows = 0;  // below the node
     uint32_t rowsWhenMade = 0; // the same when its bits were chosen
-    float copies = 1;          // of each row in the children, then, on average
   };
+  static constexpr double copyUnits = 64;
+  static_assert(sizeof(Node) == 32);
   // Part of a leaf, two cache lines.
   static constexpr unsigned blockRows = 13;
   struct alignas(128) Block {
@@ -132,14 +139,18 @@ public:
     std::array<const Record*, maxLookupPairs> records; // by row number
     unsigned numPairs;                                 // that some row compares
     unsigned numTrees;                                 // that hold rows
-    std::array<Ref, 4> roots;
-    std::array<uint32_t, 4> lowest; // no tree holds a row below
+    std::array<Ref, 3> roots;
+    std::array<uint32_t, 3> lowest; // no tree holds a row below
+    std::array<const LookupTail::Group*, maxLookupPairs> tail;
+    const uint32_t* tailRows; // their numbers, which ascend
+    unsigned numTailRows;
+    unsigned tailGroups;
     std::array<unsigned, maxLookupWords> offsets;
   };
 
 private:
-  static constexpr unsigned maxTrees = 4;
-  static constexpr double maxRowCopies = 4;
+  static constexpr unsigned maxTrees = 3;
+  static constexpr double maxRowCopies = 8;
   using Numbers = std::vector<uint32_t>; // of rows, ascending
   // Where a child is: the bits that all keys which come there have been asked for, and how many copies of
   // each row the nodes below may still make on average.
@@ -147,7 +158,7 @@ private:
     KeyWords used{};
     unsigned depth = 0;
     double copies = maxRowCopies;
-    Place below(const Node& node, double copiesMade) const;
+    Place below(const Node& node) const;
   };
 
   RowWords wordsOf(uint32_t row) const;
@@ -156,15 +167,24 @@ private:
   // Children.
   static uint32_t ignoredBits(const Node& node, const RowWords& words, uint32_t& fixed);
   bool fits(unsigned tree, const RowWords& words) const;
+  void enterTail(uint32_t row, const RowWords& words);
   Ref enter(Ref ref, uint32_t row, const RowWords& words, const Place& place);
   Ref leave(Ref ref, uint32_t row, const RowWords& words, const Place& place);
   Ref grown(Ref leaf, const Place& place);
+  bool isWorthRemaking() const;
+  bool hasGrown() const;
+  bool hasOutgrown(unsigned tree) const;
   void remake(uint32_t another);
+  void remakeFrom(unsigned tree, uint32_t another, bool lastTakesAll);
 
   // Making of subtrees.
   BitChoice choose(const Numbers& rows, const BitLimits& limits) const;
   Ref make(const Numbers& rows, const Place& place);
-  Ref makeRoot(Numbers rows, unsigned tree, Numbers& rest);
+  unsigned freeTree(unsigned tree) const;
+  void makeTrees(Numbers rows, bool lastTakesAll);
+  static double worthOf(const BitChoice& choice, std::size_t rows);
+  BitChoice chooseRoot(const Numbers& rows, unsigned& maxIgnored) const;
+  Ref makeRoot(Numbers rows, unsigned tree, std::size_t maxRest, Numbers& rest);
   Ref makeNode(const Numbers& rows, const BitChoice& choice, const Place& place);
   Ref makeLeaf(const Numbers& rows, const Place& place);
   void gather(Ref ref, Numbers& rows) const;
@@ -212,10 +232,14 @@ private:
   std::array<uint32_t, maxTrees> numRows_{};
   std::array<unsigned, maxTrees> maxIgnored_{}; // bits of the root, by the tree's rows
   std::array<uint32_t, maxTrees> lowest_{};
-  std::vector<uint8_t> treeOf_; // by row number, as far as rows were entered
+  std::vector<uint8_t> treeOf_; // by row number, as far as rows were entered; maxTrees: the tail
+  LookupTail tail_;
   // Of rows in all leaves, now and when all trees were made last.
   std::size_t copies_ = 0;
   std::size_t copiesWhenMade_ = 0;
+  uint32_t numEntered_ = 0;
+  uint32_t enteredWhenMade_ = 0;
+  uint32_t outsideWhenMade_ = 0;
   bool hasLongLeaf_ = false; // that has grown since
 };
 

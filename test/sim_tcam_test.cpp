@@ -402,7 +402,10 @@ TEST(TcamTable, BatchesOfEverySize) {
   const Shape shape{"few bytes", Look::fewBytes, 20, 700};
   RandomTable table(shape, seed);
   table.fill(90);
-  for (std::size_t count = 0; count < 100; ++count) {
+  std::vector<std::size_t> counts(100);
+  std::iota(counts.begin(), counts.end(), std::size_t{0});
+  counts.insert(counts.end(), {255, 256, 257, 511, 512, 513, 1000}); // around what goes down side by side
+  for (const std::size_t count : counts) {
     std::vector<TcamKeyBytes> keys(count);
     for (TcamKeyBytes& key : keys) {
       key = table.key();
@@ -410,6 +413,92 @@ TEST(TcamTable, BatchesOfEverySize) {
     const std::string expected = table.linearAnswers(keys, 0);
     for (const sim::LookupPath path : paths()) {
       ASSERT_EQ(table.answers(keys, 0, path), expected) << "seed " << seed;
+    }
+  }
+}
+
+// General rows behind specific ones stand in the tail until it is full, then in a tree, and come back.
+TEST(TcamTable, GeneralRowsStandInTheTailWhileTheyAreFew) {
+  const auto exact = [](TcamTable& table, uint32_t row) {
+    rowIs(table, row, {1, static_cast<uint8_t>(row >> 8), static_cast<uint8_t>(row), 0}, {0, 0, 0, 0xFF});
+  };
+  const auto general = [](TcamTable& table, uint32_t row) {
+    rowIs(table, row, {static_cast<uint8_t>(row), 0, 0, static_cast<uint8_t>(row)}, {0xF0, 0xFF, 0xFF, 0x80});
+  };
+  TcamTable table(1000, 4, 1);
+  const auto figures = [&table] {
+    const sim::LookupTree::Figures f = table.lookupFigures();
+    EXPECT_STREQ(table.audit(), nullptr);
+    return std::to_string(f.rows) + " rows, " + std::to_string(f.trees) + " trees, tail " +
+           std::to_string(f.inTail);
+  };
+  std::vector<TcamKeyBytes> keys;
+  for (unsigned i = 0; i < 256; ++i) {
+    keys.push_back(bytes({static_cast<uint8_t>(i % 3), static_cast<uint8_t>(i % 2), static_cast<uint8_t>(i),
+                          static_cast<uint8_t>(i * 7)},
+                         0));
+  }
+  const auto check = [&] {
+    std::vector<uint32_t> rows(keys.size());
+    for (const sim::LookupPath path : paths()) {
+      table.lookupPathIs(path);
+      table.lookup(keys, rows);
+      for (std::size_t i = 0; i < keys.size(); ++i) {
+        ASSERT_EQ(rows[i], table.linearLookup(keys[i])) << i;
+        ASSERT_EQ(table.lookup(keys[i]), rows[i]) << i;
+      }
+    }
+  };
+  EXPECT_EQ(figures(), "0 rows, 0 trees, tail 0");
+  for (uint32_t row = 0; row < 32; ++row) {
+    exact(table, row);
+  }
+  EXPECT_EQ(figures(), "32 rows, 0 trees, tail 32");
+  for (uint32_t row = 32; row < 500; ++row) {
+    exact(table, row);
+  }
+  EXPECT_EQ(figures(), "500 rows, 1 trees, tail 0");
+  for (uint32_t row = 980; row < 1000; ++row) {
+    general(table, row);
+  }
+  EXPECT_EQ(figures(), "520 rows, 1 trees, tail 20");
+  check();
+  for (uint32_t row = 900; row < 980; ++row) {
+    general(table, row);
+  }
+  EXPECT_EQ(figures(), "600 rows, 2 trees, tail 0");
+  check();
+  for (uint32_t row = 899; ++row < 1000;) {
+    table.validIs(row, false);
+  }
+  EXPECT_EQ(figures(), "500 rows, 1 trees, tail 0");
+  general(table, 950);
+  EXPECT_EQ(figures(), "501 rows, 1 trees, tail 1");
+  check();
+}
+
+// Rows of the tail may compare any part of the longest key.
+TEST(TcamTable, TheTailComparesTheWholeKey) {
+  TcamTable table(40, 48, 1);
+  TcamKeyBytes key{};
+  for (unsigned byte = 0; byte < 24; ++byte) {
+    TcamKeyBytes value{};
+    TcamKeyBytes mask;
+    mask.fill(0xFF);
+    value[2 * byte] = 1;
+    mask[2 * byte] = 0;
+    table.keyMaskIs(byte, value, mask);
+    table.validIs(byte, true);
+    ASSERT_STREQ(table.audit(), nullptr);
+  }
+  for (unsigned byte = 24; byte-- > 0;) {
+    key[2 * byte] = 1;
+    for (const sim::LookupPath path : paths()) {
+      table.lookupPathIs(path);
+      uint32_t row = 0;
+      table.lookup({&key, 1}, {&row, 1});
+      EXPECT_EQ(row, byte);
+      EXPECT_EQ(table.lookup(key), byte);
     }
   }
 }
