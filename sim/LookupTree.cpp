@@ -20,7 +20,7 @@ constexpr uint32_t nodeGrowth = 6;
 constexpr uint32_t rootGrowth = 2;
 constexpr std::size_t copyGrowth = 3;
 // Tables of fewer rows are made anew with every half that they grow, others with every doubling.
-constexpr uint32_t smallTable = 4096;
+constexpr uint32_t smallTable = 8192;
 // A leaf of more rows is a reason to make all trees anew earlier.
 constexpr std::size_t longLeaf = 6 * maxLeaf;
 constexpr unsigned maxDepth = 12;
