@@ -25,7 +25,8 @@ using Block = LookupTree::Block;
 using Record = LookupTree::Record;
 using View = LookupTree::View;
 
-constexpr unsigned searchBatch = 256;
+constexpr unsigned searchBatch = 512;
+using KeyNumber = uint16_t;        // of a batch
 constexpr unsigned moreShift = 30; // of LookupTree::moreBit
 static_assert(LookupTree::moreBit == 1u << moreShift);
 // Sixteen places are compared at once: those of the block and three that are not its own, but in it.
