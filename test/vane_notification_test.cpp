@@ -4,6 +4,7 @@
 
 #include <array>
 #include <functional>
+#include <latch>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -415,6 +416,39 @@ TEST(VanePtr, CountsAreAtomicWhenThreadsShareThem) {
   VFPtrInterface::threadSafePointers = false;
   EXPECT_EQ(table->references(), 1u);
   EXPECT_STREQ(text.charPtr(), "shared by threads");
+}
+
+// Memory of objects is the thread's own, wherever they die.
+TEST(VanePtr, ThreadsMakeAndDropObjectsSideBySide) {
+  constexpr int numThreads = 4;
+  constexpr int numTables = 200;
+  constexpr int numRounds = 500;
+  std::vector<std::vector<Ptr<Table>>> left(numThreads);
+  std::vector<int> sums(numThreads);
+  std::latch begin(numThreads);
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < numThreads; ++thread) {
+    threads.emplace_back([&, thread] {
+      begin.arrive_and_wait();
+      for (int round = 0; round < numRounds; ++round) {
+        std::vector<Ptr<Table>> tables;
+        for (int i = 0; i < numTables; ++i) {
+          tables.push_back(Demo::tableFactory());
+          tables.back()->levelIs(thread);
+        }
+        for (const Ptr<Table>& table : tables) {
+          sums[static_cast<std::size_t>(thread)] += table->level() == thread ? 1 : 0;
+        }
+        left[static_cast<std::size_t>(thread)] = std::move(tables);
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(sums, std::vector<int>(numThreads, numRounds * numTables));
+  left.clear(); // on another thread than they were made on
+  EXPECT_EQ(Demo::tableFactory()->level(), 0);
 }
 
 } // namespace

@@ -6,10 +6,11 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cstddef>
 #include <cstring>
+#include <mutex>
 #include <new>
+#include <utility>
 
 bool VFPtrInterface::threadSafePointers = false;
 
@@ -80,94 +81,112 @@ namespace {
 // Records of rows come and go by the ten thousand, most of them of two sizes: each size has blocks of its
 // own, which are used again by objects of that size. A block begins with its class, the word before the
 // object, and is no larger than that of the heap would be.
-class ObjectBlocks {
-public:
-  void* take(std::size_t size) {
-    const std::size_t sizeClass = (size + prefix + unit - 1) / unit;
-    if (sizeClass >= classes) {
-      auto* const block = static_cast<std::byte*>(::operator new(unit + size));
-      return object(block + unit, 0);
-    }
-    const Guard guard(*this);
-    if (free_[sizeClass] == nullptr) {
-      grow(sizeClass);
-    }
-    Block* const block = free_[sizeClass];
-    free_[sizeClass] = block->next;
-    return block;
-  }
-  void give(void* memory) noexcept {
-    U64 sizeClass = 0;
-    std::memcpy(&sizeClass, static_cast<std::byte*>(memory) - prefix, prefix);
-    if (sizeClass == 0) {
-      ::operator delete(static_cast<std::byte*>(memory) - unit);
-      return;
-    }
-    const Guard guard(*this);
-    free_[sizeClass] = new (memory) Block{free_[sizeClass]};
-  }
+//
+// Every thread has free blocks of its own, so that none waits for another; an object that dies on a thread
+// other than where it was made leaves its block there. The free blocks of a thread that ends go to those who
+// come later.
+constexpr std::size_t unit = alignof(std::max_align_t);
+constexpr std::size_t prefix = sizeof(U64);
+constexpr std::size_t classes = 32;
+constexpr std::size_t chunkBytes = 8 * 1024;
 
-private:
-  static constexpr std::size_t unit = alignof(std::max_align_t);
-  static constexpr std::size_t prefix = sizeof(U64);
-  static constexpr std::size_t classes = 32;
-  static constexpr std::size_t chunkBytes = 8 * 1024;
-  struct Block {
-    Block* next;
-  };
-  // For pointers that are dropped on several threads.
-  class Guard {
-  public:
-    explicit Guard(ObjectBlocks& blocks) : blocks_(VFPtrInterface::threadSafePointers ? &blocks : nullptr) {
-      while (blocks_ != nullptr && blocks_->busy_.test_and_set(std::memory_order_acquire)) {
+struct Block {
+  Block* next;
+};
+using FreeBlocks = std::array<Block*, classes>; // by class
+
+// Has no destructor: objects may die after everything else.
+__thread FreeBlocks freeBlocks __attribute__((tls_model("initial-exec")));
+
+// What is left by threads that ended, and all chunks, for who looks for leaks. Never destroyed, as above.
+struct Leftovers {
+  std::mutex mutex;
+  FreeBlocks blocks{};
+  Block* chunks = nullptr;
+};
+Leftovers& leftovers() {
+  static Leftovers* const held = new Leftovers;
+  return *held;
+}
+
+struct ThreadEnd {
+  ~ThreadEnd() {
+    Leftovers& left = leftovers();
+    const std::lock_guard lock(left.mutex);
+    for (std::size_t i = 0; i < classes; ++i) {
+      while (Block* const block = freeBlocks[i]) {
+        freeBlocks[i] = block->next;
+        block->next = left.blocks[i];
+        left.blocks[i] = block;
       }
     }
-    ~Guard() {
-      if (blocks_ != nullptr) {
-        blocks_->busy_.clear(std::memory_order_release);
-      }
-    }
-    Guard(const Guard&) = delete;
-    Guard& operator=(const Guard&) = delete;
-
-  private:
-    ObjectBlocks* blocks_;
-  };
-
-  static void* object(std::byte* at, U64 sizeClass) {
-    std::memcpy(at - prefix, &sizeClass, prefix);
-    return at;
   }
-  // A chunk begins with the link to the one before it, and the word that goes before its first object.
-  void grow(std::size_t sizeClass) {
-    const std::size_t bytes = sizeClass * unit;
-    const std::size_t count = chunkBytes / bytes;
-    auto* const chunk = static_cast<std::byte*>(::operator new(unit + count * bytes));
-    chunks_ = new (chunk) Block{chunks_};
-    for (std::size_t i = count; i-- > 0;) {
-      free_[sizeClass] = new (object(chunk + unit + i * bytes, sizeClass)) Block{free_[sizeClass]};
-    }
-  }
-
-  std::array<Block*, classes> free_{};
-  Block* chunks_ = nullptr; // all of them, for who looks for leaks
-  std::atomic_flag busy_;
 };
 
-// Never destroyed: objects may die after everything else.
-ObjectBlocks& objectBlocks() {
-  static ObjectBlocks* const blocks = new ObjectBlocks;
-  return *blocks;
+void* object(std::byte* at, U64 sizeClass) {
+  std::memcpy(at - prefix, &sizeClass, prefix);
+  return at;
+}
+
+// Sees to it that the free blocks of this thread are left to others.
+void ownBlocks() {
+  thread_local const ThreadEnd end;
+  static_cast<void>(&end);
+}
+
+// A chunk begins with the link to the one before it, and the word that goes before its first object.
+void grow(std::size_t sizeClass) {
+  ownBlocks();
+  Leftovers& left = leftovers();
+  const std::lock_guard lock(left.mutex);
+  freeBlocks[sizeClass] = std::exchange(left.blocks[sizeClass], nullptr);
+  if (freeBlocks[sizeClass] != nullptr) {
+    return;
+  }
+  const std::size_t bytes = sizeClass * unit;
+  const std::size_t count = chunkBytes / bytes;
+  auto* const chunk = static_cast<std::byte*>(::operator new(unit + count * bytes));
+  left.chunks = new (chunk) Block{left.chunks};
+  for (std::size_t i = count; i-- > 0;) {
+    freeBlocks[sizeClass] = new (object(chunk + unit + i * bytes, sizeClass)) Block{freeBlocks[sizeClass]};
+  }
+}
+
+void* take(std::size_t size) {
+  const std::size_t sizeClass = (size + prefix + unit - 1) / unit;
+  if (sizeClass >= classes) {
+    auto* const block = static_cast<std::byte*>(::operator new(unit + size));
+    return object(block + unit, 0);
+  }
+  if (freeBlocks[sizeClass] == nullptr) {
+    grow(sizeClass);
+  }
+  Block* const block = freeBlocks[sizeClass];
+  freeBlocks[sizeClass] = block->next;
+  return block;
+}
+
+void give(void* memory) noexcept {
+  U64 sizeClass = 0;
+  std::memcpy(&sizeClass, static_cast<std::byte*>(memory) - prefix, prefix);
+  if (sizeClass == 0) {
+    ::operator delete(static_cast<std::byte*>(memory) - unit);
+    return;
+  }
+  if (freeBlocks[sizeClass] == nullptr) {
+    ownBlocks();
+  }
+  freeBlocks[sizeClass] = new (memory) Block{freeBlocks[sizeClass]};
 }
 
 } // namespace
 
 void* PtrInterface::vaneMemAlloc(std::size_t size) {
-  return objectBlocks().take(size);
+  return take(size);
 }
 
 void PtrInterface::vaneMemFree(void* memory) noexcept {
-  objectBlocks().give(memory);
+  give(memory);
 }
 
 #endif

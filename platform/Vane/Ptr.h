@@ -74,7 +74,7 @@ public:
   static const Type& vaneType();
   virtual const Type& fwkType() const;
 
-  // Memory of framework objects. The default comes from the heap.
+  // Memory of framework objects, kept for others of their size when they die; on every thread.
   static void* vaneMemAlloc(std::size_t size);
   static void vaneMemFree(void* memory) noexcept;
   static void* operator new(std::size_t size) { return vaneMemAlloc(size); }
