@@ -64,19 +64,7 @@ inline unsigned agreeingRows(const LookupTail::Group& group, const uint64_t* key
 #if defined(__x86_64__)
 namespace avx2 {
 #define TARGET [[gnu::target("avx2,bmi,bmi2")]]
-TARGET inline uint64_t extract(uint64_t word, uint64_t mask) {
-  return _pext_u64(word, mask);
-}
-TARGET inline bool agreesIn(const Record& record, const uint64_t* key) {
-  const __m128i care = _mm_load_si128(reinterpret_cast<const __m128i*>(record.care.data()));
-  const __m128i value = _mm_load_si128(reinterpret_cast<const __m128i*>(record.value.data()));
-  const __m128i words = _mm_loadu_si128(reinterpret_cast<const __m128i*>(key));
-  const __m128i differing = _mm_xor_si128(_mm_and_si128(words, care), value);
-  return _mm_testz_si128(differing, differing) != 0;
-}
-TARGET inline __m256i load(const std::array<uint16_t, LookupTree::blockRows>& words) {
-  return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(words.data()));
-}
+#include "sim/LookupKernelX86.inc"
 TARGET inline unsigned agreeing(const Block& block, uint16_t signature) {
   const __m256i key = _mm256_set1_epi16(static_cast<short>(signature));
   const __m256i equal = _mm256_cmpeq_epi16(_mm256_and_si256(key, load(block.care)), load(block.value));
@@ -105,19 +93,7 @@ TARGET inline unsigned agreeingRows(const LookupTail::Group& group, const uint64
 
 namespace avx512 {
 #define TARGET [[gnu::target("avx512f,avx512bw,avx512vl,avx2,bmi,bmi2")]]
-TARGET inline uint64_t extract(uint64_t word, uint64_t mask) {
-  return _pext_u64(word, mask);
-}
-TARGET inline bool agreesIn(const Record& record, const uint64_t* key) {
-  const __m128i care = _mm_load_si128(reinterpret_cast<const __m128i*>(record.care.data()));
-  const __m128i value = _mm_load_si128(reinterpret_cast<const __m128i*>(record.value.data()));
-  const __m128i words = _mm_loadu_si128(reinterpret_cast<const __m128i*>(key));
-  const __m128i differing = _mm_xor_si128(_mm_and_si128(words, care), value);
-  return _mm_testz_si128(differing, differing) != 0;
-}
-TARGET inline __m256i load(const std::array<uint16_t, LookupTree::blockRows>& words) {
-  return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(words.data()));
-}
+#include "sim/LookupKernelX86.inc"
 TARGET inline unsigned agreeing(const Block& block, uint16_t signature) {
   const __m256i compared =
       _mm256_and_si256(_mm256_set1_epi16(static_cast<short>(signature)), load(block.care));

@@ -1,5 +1,7 @@
 #include "sim/Managers.h"
 
+#include "Vane/Bytes.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -8,23 +10,6 @@ namespace sim {
 using namespace XpXdk;
 
 namespace {
-
-// Fields are narrow; a call for each would cost more than the copy.
-void copyField(const uint8_t* from, std::size_t width, uint8_t* to) {
-  switch (width) {
-  case 1:
-    *to = *from;
-    return;
-  case 2:
-    std::memcpy(to, from, 2);
-    return;
-  case 4:
-    std::memcpy(to, from, 4);
-    return;
-  default:
-    std::memcpy(to, from, width);
-  }
-}
 
 // Lays the listed fields out as the packed key; fields that are not listed ignore everything.
 XP_STATUS pack(const xpIaclkeyFieldList& list, const IaclKeyLayout& layout, TcamRow& row) {
@@ -43,8 +28,8 @@ XP_STATUS pack(const xpIaclkeyFieldList& list, const IaclKeyLayout& layout, Tcam
     if (given.width != field->width || std::size_t{given.offset} + given.width > length) {
       return statusInvalidWidth;
     }
-    copyField(list.value.data() + given.offset, given.width, row.value.data() + field->offset);
-    copyField(list.mask.data() + given.offset, given.width, row.mask.data() + field->offset);
+    Vane::copyNarrow(row.value.data() + field->offset, list.value.data() + given.offset, given.width);
+    Vane::copyNarrow(row.mask.data() + field->offset, list.mask.data() + given.offset, given.width);
   }
   return statusOk;
 }

@@ -1,5 +1,7 @@
 #include "test/BrowserUnderTest.h"
 
+#include "test/TempFolder.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -84,11 +86,7 @@ BrowserUnderTest::BrowserUnderTest() {
   // Whatever numbers the pipes got, these are out of the way of 3 and 4.
   const int reads = ::fcntl(down[0], F_DUPFD_CLOEXEC, 10);
   const int writes = ::fcntl(up[1], F_DUPFD_CLOEXEC, 10);
-  std::string folder = (std::filesystem::temp_directory_path() / "xpacl_browser.XXXXXX").string();
-  if (::mkdtemp(folder.data()) == nullptr) {
-    throw std::runtime_error("no folder for the browser's profile");
-  }
-  profile_ = folder;
+  profile_ = newTempFolder("xpacl_browser").string();
   const std::string name = program();
   const std::string profile = "--user-data-dir=" + profile_;
   const std::array<const char*, 12> arguments{name.c_str(),

@@ -1,14 +1,14 @@
+#include "test/TempFolder.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <optional>
 #include <regex>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -204,13 +204,7 @@ const fs::path rulesFile = sourceRoot / "docs" / "include-rules.txt";
 // A throw-away tree with files of given text.
 class FakeTree {
 public:
-  FakeTree() {
-    std::string name = (fs::temp_directory_path() / "includeRulesXXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) {
-      throw std::runtime_error("no folder for a tree");
-    }
-    root_ = name;
-  }
+  FakeTree() : root_(test::newTempFolder("xpacl_include_rules")) {}
   ~FakeTree() { fs::remove_all(root_); }
   FakeTree(const FakeTree&) = delete;
   FakeTree& operator=(const FakeTree&) = delete;

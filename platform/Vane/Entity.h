@@ -331,11 +331,7 @@ public:
     }                                                                                              \
   }                                                                                                \
   VANE_WHEN_USED                                                                                   \
-  void foo##Notify() const {                                                                       \
-    if (vaneHasNotifiees()) {                                                                      \
-      ::Vane::notifyPlain<&NotifieeConst::on##Foo>(*this, vaneType());                             \
-    }                                                                                              \
-  }                                                                                                \
+  void foo##Notify() const { ::Vane::notifyPlain<&NotifieeConst::on##Foo>(*this); }                \
 private:                                                                                           \
   T foo##_{static_cast<T>(__VA_ARGS__)};                                                           \
 public:
@@ -355,11 +351,7 @@ public:
   VANE_WHEN_USED                                                                                   \
   void foo##Del() { foo##Is(nullptr); }                                                            \
   VANE_WHEN_USED                                                                                   \
-  void foo##Notify() const {                                                                       \
-    if (vaneHasNotifiees()) {                                                                      \
-      ::Vane::notifyPlain<&NotifieeConst::on##Foo>(*this, vaneType());                             \
-    }                                                                                              \
-  }                                                                                                \
+  void foo##Notify() const { ::Vane::notifyPlain<&NotifieeConst::on##Foo>(*this); }                \
 private:                                                                                           \
   ::Vane::Ptr<T> foo##_;                                                                           \
 public:
@@ -398,13 +390,11 @@ public:
   }                                                                                                \
   VANE_WHEN_USED                                                                                   \
   void foo##Notify(const Key& key) const {                                                         \
-    if (vaneHasNotifiees()) {                                                                      \
-      ::Vane::notifyKeyed<&NotifieeConst::on##Foo>(*this, vaneType(), key);                        \
-    }                                                                                              \
+    ::Vane::notifyKeyed<&NotifieeConst::on##Foo>(*this, key);                                      \
   }                                                                                                \
   VANE_WHEN_USED                                                                                   \
   void foo##Notify() const {                                                                       \
-    ::Vane::notifyPlain<&NotifieeConst::on##Foo##vaneImmediate>(*this, vaneType());                \
+    ::Vane::notifyPlain<&NotifieeConst::on##Foo##vaneImmediate>(*this);                            \
   }                                                                                                \
 private:                                                                                           \
   Map foo##_;                                                                                      \

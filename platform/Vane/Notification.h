@@ -289,16 +289,17 @@ void notifyAll(const PtrInterface& object, const Type& type, const Key&... key) 
   queue.drainIfOutermost();
 }
 
-template <auto On, typename Key>
-void notifyKeyed(const PtrInterface& object, const Type& type, const Key& key) {
+// The same for an attribute that Class declares.
+template <auto On, typename Class, typename Key>
+void notifyKeyed(const Class& object, const Key& key) {
   if (object.vaneHasNotifiees()) {
-    notifyAll<On, Key>(object, type, key);
+    notifyAll<On, Key>(object, Class::vaneType(), key);
   }
 }
-template <auto On>
-void notifyPlain(const PtrInterface& object, const Type& type) {
+template <auto On, typename Class>
+void notifyPlain(const Class& object) {
   if (object.vaneHasNotifiees()) {
-    notifyAll<On>(object, type);
+    notifyAll<On>(object, Class::vaneType());
   }
 }
 

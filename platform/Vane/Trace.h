@@ -233,6 +233,7 @@ private:
   const MsgDesc* desc_;
   std::size_t size_ = 0;
   bool cut_ = false;
+  static_assert(capacity % 8 == 0, "records are copied in words of 8 bytes");
   alignas(8) std::byte bytes_[capacity]; // the first size_ of them are set
 };
 

@@ -1,31 +1,11 @@
 #include "XpLib/OvIaclKey.h"
 
+#include "Vane/Bytes.h"
 #include "Vane/Vane.h"
 
 #include <cstring>
 
 namespace XpAcl {
-
-namespace {
-
-// Most fields are narrow; a call for each of them would cost more than the copy.
-void copyField(uint8_t* to, const void* from, unsigned width) {
-  switch (width) {
-  case 1:
-    std::memcpy(to, from, 1);
-    return;
-  case 2:
-    std::memcpy(to, from, 2);
-    return;
-  case 4:
-    std::memcpy(to, from, 4);
-    return;
-  default:
-    std::memcpy(to, from, width);
-  }
-}
-
-} // namespace
 
 void OvIaclKey::reinitialize(XpXdk::xpIaclKeyType keyType) {
   clear();
@@ -43,8 +23,8 @@ void OvIaclKey::finalize() {
   for (unsigned i = 0; i < numFields_; ++i) {
     const OvIaclKeyField& field = fields_[i];
     sdkKey.fields[i] = {field.fieldId, field.width, static_cast<uint8_t>(offset)};
-    copyField(sdkKey.value.data() + offset, field.value, field.width);
-    copyField(sdkKey.mask.data() + offset, field.mask, field.width);
+    Vane::copyNarrow(sdkKey.value.data() + offset, field.value, field.width);
+    Vane::copyNarrow(sdkKey.mask.data() + offset, field.mask, field.width);
     offset += field.width;
   }
   sdkKey.numFields = static_cast<uint8_t>(numFields_);
@@ -66,8 +46,8 @@ void addIaclKeyField(XpXdk::xpIaclKeyType keyType, uint8_t fieldId, const void* 
   OvIaclKey::OvIaclKeyField& field = key.fields_[at];
   field.fieldId = fieldId;
   field.width = static_cast<uint8_t>(length);
-  copyField(field.value, value, length);
-  copyField(field.mask, mask, length);
+  Vane::copyNarrow(field.value, value, length);
+  Vane::copyNarrow(field.mask, mask, length);
 }
 
 void readIaclKeyField(XpXdk::xpIaclKeyType keyType, uint8_t fieldId, const OvIaclKey& key, unsigned length,
