@@ -24,7 +24,8 @@
 //   lookup/STYLE/TRACE/one-by-one/FILTERS   a lookup for each key
 //   lookup/STYLE/TRACE/batch/FILTERS        lookups of 1024 keys at a time
 //   rowWrite/KIND/ROWS                      a row of a table of firewall rows
-//   replay/...                              a frame of 64 bytes: dissected and judged
+//   replay/...                              a frame of 64 bytes: dissected and judged, in bursts
+//   replay/.../one-by-one                   the same, each frame by itself
 //
 // TRACE is `trace` (headers drawn from the filters, which come in bursts, as the published generator makes
 // them) or `shuffled` (the same columns in other orders: few headers come twice). Before anything is timed
@@ -35,6 +36,7 @@ namespace {
 using bench::Style;
 
 constexpr std::size_t batchSize = 1024;
+constexpr std::size_t burstSize = 256; // frames
 
 struct Set {
   sim::TcamTable table;
@@ -274,7 +276,7 @@ std::array<uint8_t, 64> frame(const bench::Header& h) {
 }
 
 // Frames through dissection, port lookup, key, search, data word and counter.
-void replay(benchmark::State& state, Style style, bool isShuffled, bool isDissected) {
+void replay(benchmark::State& state, Style style, bool isShuffled, bool inBursts) {
   const auto count = static_cast<unsigned>(state.range(0));
   const bench::Filters filters = bench::makeFilters(style, count, 1);
   bench::Headers headers = bench::makeTrace(filters, 100000, 2);
@@ -300,12 +302,26 @@ void replay(benchmark::State& state, Style style, bool isShuffled, bool isDissec
     return;
   }
   std::size_t i = 0;
-  for (auto _ : state) {
-    const packet::Packet packet = isDissected ? dissected(i) : first;
-    benchmark::DoNotOptimize(sim::judge(system, packet, ingress));
-    i = i + 1 == frames.size() ? 0 : i + 1;
+  const auto next = [&] { i = i + 1 == frames.size() ? 0 : i + 1; };
+  if (!inBursts) {
+    for (auto _ : state) {
+      benchmark::DoNotOptimize(sim::judge(system, dissected(i), ingress));
+      next();
+    }
+    state.SetItemsProcessed(state.iterations());
+    return;
   }
-  state.SetItemsProcessed(state.iterations());
+  sim::Burst burst(system);
+  std::vector<sim::Verdict> verdicts(burstSize);
+  for (auto _ : state) {
+    for (sim::Verdict& verdict : verdicts) {
+      burst.add(dissected(i), ingress, verdict);
+      next();
+    }
+    burst.finish();
+    benchmark::DoNotOptimize(verdicts.data());
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(burstSize));
 }
 
 // What dissection alone takes.
@@ -357,14 +373,17 @@ void addAll() {
   sizes(benchmark::RegisterBenchmark("rowWrite/move", move));
   sizes(benchmark::RegisterBenchmark("rowWrite/fill", fill));
   benchmark::RegisterBenchmark("replay/dissect", dissectOnly);
-  for (const auto& [name, style] : styles) {
-    const std::string prefix = std::string("replay/") + name;
+  for (const auto& [styleName, style] : styles) {
+    const std::string prefix = std::string("replay/") + styleName;
     for (const bool isShuffled : {false, true}) {
-      benchmark::RegisterBenchmark((prefix + (isShuffled ? "/shuffled" : "/trace")).c_str(), replay, style,
-                                   isShuffled, true)
-          ->Arg(100)
-          ->Arg(1000)
-          ->Arg(10000);
+      for (const bool inBursts : {true, false}) {
+        const std::string name =
+            prefix + (isShuffled ? "/shuffled" : "/trace") + (inBursts ? "" : "/one-by-one");
+        benchmark::RegisterBenchmark(name.c_str(), replay, style, isShuffled, inBursts)
+            ->Arg(100)
+            ->Arg(1000)
+            ->Arg(10000);
+      }
     }
   }
 }

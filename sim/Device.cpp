@@ -111,7 +111,7 @@ const std::vector<uint64_t>& Device::counterBlock(xpAcmClient_e client) const {
   return counters_[client == acmClientIngressAcl ? 0 : 1];
 }
 
-std::vector<uint64_t>& Device::counters(xpAcmClient_e client) {
+inline std::vector<uint64_t>& Device::counters(xpAcmClient_e client) {
   std::vector<uint64_t>& block = counters_[client == acmClientIngressAcl ? 0 : 1];
   if (block.empty()) {
     block.resize(numCounters);
@@ -133,22 +133,38 @@ LookupResult Device::lookup(xpIaclType_e table, const packet::Packet& packet, ui
   return result;
 }
 
+// The rest of a lookup whose search found `row`, or noRow.
+inline void Device::found(const TcamTable& tcam, xpIaclType_e table, uint32_t row, const Asked& asked) {
+  LookupResult& result = *asked.result;
+  result.table = table;
+  result.row = row;
+  if (row == TcamTable::noRow) {
+    return;
+  }
+  result.data = xpIaclData_t::fromWord(tcam.data(row, asked.ingressPort % tcam.numCopies()));
+  result.forward = result.data.result() == 1;
+  if (asked.count && result.data.countEn()) {
+    ++counters(clientOf(table))[result.data.cntrIdx()];
+    result.counted = true;
+  }
+}
+
 LookupResult Device::lookup(xpIaclType_e table, const TcamKeyBytes& key, uint32_t ingressPort, bool count) {
   const TcamTable* tcam = this->tcam(table);
   VANE_ASSERT(tcam);
   LookupResult result;
-  result.table = table;
-  result.row = tcam->lookup(key);
-  if (result.row == TcamTable::noRow) {
-    return result;
-  }
-  result.data = xpIaclData_t::fromWord(tcam->data(result.row, ingressPort % tcam->numCopies()));
-  result.forward = result.data.result() == 1;
-  if (count && result.data.countEn()) {
-    ++counters(clientOf(table))[result.data.cntrIdx()];
-    result.counted = true;
-  }
+  found(*tcam, table, tcam->lookup(key), {&result, ingressPort, count});
   return result;
+}
+
+void Device::lookup(xpIaclType_e table, std::span<const TcamKeyBytes> keys, std::span<uint32_t> rows,
+                    std::span<const Asked> asked) {
+  const TcamTable* tcam = this->tcam(table);
+  VANE_ASSERT(tcam && asked.size() == keys.size());
+  tcam->lookup(keys, rows);
+  for (std::size_t i = 0; i < asked.size(); ++i) {
+    found(*tcam, table, rows[i], asked[i]);
+  }
 }
 
 std::vector<std::string> Device::audit() const {

@@ -4,6 +4,7 @@
 #include <bitset>
 #include <cstdint>
 #include <map>
+#include <span>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -110,6 +111,14 @@ public:
   // The same with a key already formed.
   LookupResult lookup(XpXdk::xpIaclType_e table, const TcamKeyBytes& key, uint32_t ingressPort,
                       bool count = true);
+  // Many lookups in one table at once, with keys already formed. `rows` is room for as many row numbers.
+  struct Asked {
+    LookupResult* result; // a fresh one; role and ACL id are left as they are
+    uint32_t ingressPort;
+    bool count;
+  };
+  void lookup(XpXdk::xpIaclType_e table, std::span<const TcamKeyBytes> keys, std::span<uint32_t> rows,
+              std::span<const Asked> asked);
 
   // What the chip's tables hold, as text: one line for each valid row and each entry that differs from
   // zero. Equal tables give equal texts.
@@ -119,6 +128,7 @@ public:
 
 private:
   std::vector<uint64_t>& counters(XpXdk::xpAcmClient_e client);
+  void found(const TcamTable& tcam, XpXdk::xpIaclType_e table, uint32_t row, const Asked& asked);
 
   uint8_t number_;
   DeviceConfig config_;

@@ -15,10 +15,11 @@ void put16(TcamKeyBytes& key, unsigned offset, uint16_t value) {
   key[offset + 1] = static_cast<uint8_t>(value >> 8);
 }
 
-void putIp(TcamKeyBytes& key, const IaclKeyLayout& layout, const packet::Packet& packet, uint8_t aclId,
-           Role role) {
-  const auto at = [&](IaclIpField field) { return layout.fields[field].offset; };
-  const bool v4 = layout.keyType == IACL_V4_KEY_TYPE;
+// For the key format `type`, whose offsets are constants then.
+template <xpIaclKeyType type>
+void putIp(TcamKeyBytes& key, const packet::Packet& packet, uint8_t aclId, Role role) {
+  static constexpr IaclKeyLayout layout = *iaclKeyLayout(type);
+  const auto at = [](IaclIpField field) { return layout.fields[field].offset; };
   put16(key, at(IACL_IP_ACL_ID), aclId);
   key[at(IACL_IP_FLAGS)] =
       static_cast<uint8_t>((role == Role::routed ? 1u : 0u) | (packet.established() ? 2u : 0u) |
@@ -26,19 +27,20 @@ void putIp(TcamKeyBytes& key, const IaclKeyLayout& layout, const packet::Packet&
   put16(key, at(IACL_IP_DST_L4), packet.l4Dst());
   put16(key, at(IACL_IP_SRC_L4), packet.l4Src());
   key[at(IACL_IP_PROTO)] = packet.protocol;
-  key[at(IACL_IP_TTL)] = static_cast<uint8_t>(v4 ? packet.ttl - 1 : packet.ttl);
-  if (v4) {
+  if constexpr (type == IACL_V4_KEY_TYPE) {
+    key[at(IACL_IP_TTL)] = static_cast<uint8_t>(packet.ttl - 1);
     std::copy_n(packet.dst.begin(), 4, key.begin() + at(IACL_IP_DST_ADDR));
     std::copy_n(packet.src.begin(), 4, key.begin() + at(IACL_IP_SRC_ADDR));
   } else {
+    key[at(IACL_IP_TTL)] = packet.ttl;
     std::reverse_copy(packet.dst.begin(), packet.dst.end(), key.begin() + at(IACL_IP_DST_ADDR));
     std::reverse_copy(packet.src.begin(), packet.src.end(), key.begin() + at(IACL_IP_SRC_ADDR));
   }
 }
 
-void putMac(TcamKeyBytes& key, const IaclKeyLayout& layout, const packet::Packet& packet, uint8_t aclId,
-            uint16_t vlan) {
-  const auto at = [&](IaclMacField field) { return layout.fields[field].offset; };
+void putMac(TcamKeyBytes& key, const packet::Packet& packet, uint8_t aclId, uint16_t vlan) {
+  static constexpr IaclKeyLayout layout = *iaclKeyLayout(IACL_MAC_KEY_TYPE);
+  const auto at = [](IaclMacField field) { return layout.fields[field].offset; };
   put16(key, at(IACL_MAC_VLAN), vlan);
   put16(key, at(IACL_MAC_ACL_ID), aclId);
   put16(key, at(IACL_MAC_ETHERTYPE), packet.etherType);
@@ -50,16 +52,23 @@ void putMac(TcamKeyBytes& key, const IaclKeyLayout& layout, const packet::Packet
 
 TcamKeyBytes buildKey(xpIaclType_e table, const packet::Packet& packet, uint8_t aclId, Role role,
                       uint16_t vlan) {
+  TcamKeyBytes key{};
+  buildKey(table, packet, aclId, role, vlan, key);
+  return key;
+}
+
+void buildKey(xpIaclType_e table, const packet::Packet& packet, uint8_t aclId, Role role, uint16_t vlan,
+              TcamKeyBytes& key) {
   const IaclTableInfo* info = iaclTable(table);
   VANE_ASSERT(info);
-  const IaclKeyLayout& layout = *iaclKeyLayout(info->keyType);
-  TcamKeyBytes key{};
-  if (layout.keyType == IACL_MAC_KEY_TYPE) {
-    putMac(key, layout, packet, aclId, vlan);
-  } else {
-    putIp(key, layout, packet, aclId, role);
+  switch (info->keyType) {
+  case IACL_V4_KEY_TYPE:
+    return putIp<IACL_V4_KEY_TYPE>(key, packet, aclId, role);
+  case IACL_V6_KEY_TYPE:
+    return putIp<IACL_V6_KEY_TYPE>(key, packet, aclId, role);
+  case IACL_MAC_KEY_TYPE:
+    return putMac(key, packet, aclId, vlan);
   }
-  return key;
 }
 
 } // namespace sim

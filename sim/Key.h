@@ -27,5 +27,8 @@ enum class Role : uint8_t { port = 0, routed = 1 }; // what selects the ACL id
 // and `vlan`, the VLAN that the frame is in (tagged or not). The MAC key has no role.
 TcamKeyBytes buildKey(XpXdk::xpIaclType_e table, const packet::Packet& packet, uint8_t aclId, Role role,
                       uint16_t vlan);
+// The same into `key`, which is all zero.
+void buildKey(XpXdk::xpIaclType_e table, const packet::Packet& packet, uint8_t aclId, Role role,
+              uint16_t vlan, TcamKeyBytes& key);
 
 } // namespace sim

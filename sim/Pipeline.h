@@ -5,6 +5,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "packet/Packet.h"
 #include "sim/Device.h"
@@ -38,6 +39,7 @@ struct Ingress { // where a frame enters, and leaves
   std::optional<PortRef> out;
   uint16_t defaultVlan = 1; // of untagged frames on a port without access VLAN
   bool count = true;        // false: look without counting
+  bool operator==(const Ingress&) const = default;
 };
 
 enum class Fate : uint8_t { // what becomes of a frame, and why
@@ -66,6 +68,63 @@ struct Verdict { // the fate of a frame, and its lookups
 
 // Sends one packet through `system`. Allocates nothing.
 Verdict judge(System& system, const packet::Packet& packet, const Ingress& ingress);
+
+// A lookup that a packet is to meet.
+struct WayLookup {
+  Device* device = nullptr;
+  XpXdk::xpIaclType_e table = XpXdk::TACL_V4_IACL;
+  uint8_t aclId = 0;
+  Role role = Role::port;
+};
+
+// The way through the chips that all packets share which come and leave at the same ports with the same tag
+// and family: what port tables and VLANs say.
+struct Way {
+  Fate fate = Fate::permitted; // when no lookup denies
+  uint16_t vlan = 0;           // this and the next as in Verdict
+  uint16_t vif = noVif;
+  uint16_t outVlan = 0;
+  uint16_t outVif = noVif;
+  unsigned numLookups = 0;
+  std::array<WayLookup, Verdict::maxLookups> lookups;
+};
+
+// Packets judged together, so that their searches in the same table overlap: add() each, then finish().
+// The verdicts are those of judge(). Memory is kept for the next burst; some hundred packets at a time do.
+class Burst {
+public:
+  explicit Burst(System& system) : system_(system) {} // outlives the burst
+
+  // The packet may go after the call; `verdict` stays where it is and is whole after finish(), before which
+  // nothing about the chips is changed.
+  void add(const packet::Packet& packet, const Ingress& ingress, Verdict& verdict);
+  void finish();
+
+private:
+  struct Searches { // in one table, in the order in which they were asked for
+    Device* device;
+    XpXdk::xpIaclType_e table;
+    std::vector<TcamKeyBytes> keys;
+    std::vector<Device::Asked> asked;
+    std::vector<Verdict*> verdicts;
+    std::vector<uint32_t> rows; // found
+  };
+  struct KnownWay { // for packets like one of this burst
+    bool known = false;
+    Ingress ingress;
+    uint16_t tag = 0;
+    packet::L3 l3 = packet::L3::none;
+    Way way;
+    std::array<unsigned, Verdict::maxLookups> searches; // of each lookup: its place in searches_
+  };
+  static constexpr std::size_t numKnownWays = 64;
+  const KnownWay& knownWay(const packet::Packet& packet, const Ingress& ingress);
+  unsigned searches(Device& device, XpXdk::xpIaclType_e table);
+
+  System& system_;
+  std::vector<Searches> searches_;
+  std::array<KnownWay, numKnownWays> ways_; // where port, tag and family tell
+};
 
 // "permit: TACL_V4_IACL port id 1 row 5 permit; ..." for logs and tests.
 std::string verdictText(const Verdict& verdict);

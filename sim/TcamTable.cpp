@@ -23,11 +23,6 @@ TcamTable::TcamTable(uint32_t numRows, unsigned keyLength, unsigned numCopies)
   VANE_ASSERT(numCopies >= 1);
 }
 
-const TcamTable::Page* TcamTable::page(uint32_t rowNumber) const {
-  const std::vector<Page>& slot = pages_[rowNumber / pageRows];
-  return slot.empty() ? nullptr : &slot.front();
-}
-
 TcamTable::Page& TcamTable::touch(uint32_t rowNumber) {
   std::vector<Page>& slot = pages_[rowNumber / pageRows];
   if (slot.empty()) {
@@ -44,11 +39,6 @@ TcamRow TcamTable::row(uint32_t rowNumber) const {
 
 bool TcamTable::valid(uint32_t rowNumber) const {
   return valid_[rowNumber / wordBits] >> (rowNumber % wordBits) & 1;
-}
-
-uint32_t TcamTable::data(uint32_t rowNumber, unsigned copy) const {
-  const Page* p = page(rowNumber);
-  return p ? p->data[rowNumber % pageRows * numCopies_ + copy] : 0;
 }
 
 void TcamTable::dataIs(uint32_t rowNumber, unsigned copy, uint32_t word) {

@@ -37,7 +37,10 @@ public:
   // keys and masks behind keyLength() are ignored.
   TcamRow row(uint32_t rowNumber) const;
   bool valid(uint32_t rowNumber) const;
-  uint32_t data(uint32_t rowNumber, unsigned copy) const;
+  uint32_t data(uint32_t rowNumber, unsigned copy) const {
+    const Page* p = page(rowNumber);
+    return p ? p->data[rowNumber % pageRows * numCopies_ + copy] : 0;
+  }
   void keyMaskIs(uint32_t rowNumber, const TcamKeyBytes& value, const TcamKeyBytes& mask);
   void validIs(uint32_t rowNumber, bool valid);
   void dataIs(uint32_t rowNumber, unsigned copy, uint32_t word);
@@ -67,7 +70,10 @@ private:
     std::vector<uint32_t> data; // [row in page][copy]
   };
   Page& touch(uint32_t rowNumber);
-  const Page* page(uint32_t rowNumber) const;
+  const Page* page(uint32_t rowNumber) const {
+    const std::vector<Page>& slot = pages_[rowNumber / pageRows];
+    return slot.empty() ? nullptr : &slot.front();
+  }
 
   uint32_t numRows_;
   unsigned keyLength_;

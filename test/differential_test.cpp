@@ -88,6 +88,10 @@ TEST(Differential, ChipAndLinesAgreeOnEveryPacket) {
       attachment.vifIs(1, 4094, *agent.vifOf(Ovnet::IntfId(Ovnet::IntfId::ethernet, port)));
       system.device(0)->attachmentIs(port, attachment);
     }
+    // Each packet in a burst too.
+    sim::Burst burst(system);
+    std::vector<sim::Verdict> verdicts(packetsPerList);
+    std::vector<sim::Verdict> inBurst(packetsPerList);
     for (unsigned i = 0; i < packetsPerList; ++i) {
       packet::Packet packet = lists.packet(*placed.list);
       if (placed.list->family != agent::Family::mac) {
@@ -97,7 +101,8 @@ TEST(Differential, ChipAndLinesAgreeOnEveryPacket) {
       if (placed.out) {
         ingress.out = sim::PortRef{0, 2};
       }
-      const sim::Verdict verdict = sim::judge(system, packet, ingress);
+      const sim::Verdict& verdict = verdicts[i] = sim::judge(system, packet, ingress);
+      burst.add(packet, ingress, inBurst[i]);
       const uint16_t vlan = packet.vlan != 0 ? packet.vlan : nativeVlan;
       const verify::Judgement expected = verify::evaluate(*placed.list, packet, vlan);
       const bool expectPermit = expected.decider == verify::Decider::otherFamily || expected.permit;
@@ -107,6 +112,11 @@ TEST(Differential, ChipAndLinesAgreeOnEveryPacket) {
           << expected.index << "\n"
           << listText(*placed.list);
       permitted += verdict.permit() ? 1 : 0;
+    }
+    burst.finish();
+    for (unsigned i = 0; i < packetsPerList; ++i) {
+      ASSERT_EQ(sim::verdictText(inBurst[i]), sim::verdictText(verdicts[i]))
+          << "seed " << seed << ", list " << done / packetsPerList << ", packet " << i;
     }
     ASSERT_EQ(agent.audit(), std::vector<std::string>());
   }

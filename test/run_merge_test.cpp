@@ -1,5 +1,6 @@
 #include "test/RunUnderTest.h"
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,21 @@ protected:
         text += answer["in"].get<std::string>() + " " + (lookups.empty() ? "-" : lookups[0]["line"].dump()) +
                 " " + answer["verdict"].get<std::string>() + "\n";
       }
+    }
+    return text;
+  }
+
+  // Time and octets of every frame.
+  static std::string framesText(const std::string& fileName) {
+    std::string text;
+    packet::CaptureReader reader(fileName);
+    packet::Frame frame;
+    while (reader.next(frame)) {
+      text += std::to_string(frame.timeNs) + " ";
+      for (uint32_t i = 0; i < frame.capLen; ++i) {
+        text += std::to_string(frame.bytes[i]) + ",";
+      }
+      text += "\n";
     }
     return text;
   }
@@ -92,6 +108,42 @@ TEST_F(MergeTest, TheReportNamesEveryPortAndEveryListOnce) {
                         "     6     4  permit tcp any any range 1 3\n"
                         "     4     5  deny ip any any log\n"
                         "     0        (implicit) deny ip any any\n");
+}
+
+// With --json packets are judged and printed one by one, else many at a time. Two captures of more packets
+// than are judged at once, and one that breaks off, say the same either way.
+TEST_F(MergeTest, ManyAtATimeAreJudgedAsOneByOne) {
+  std::vector<Sent> packets[2];
+  for (unsigned i = 0; i < 1500; ++i) {
+    packets[i % 7 < 4 ? 0 : 1].push_back({1000 + i, static_cast<uint16_t>(i % 5 + 1)});
+  }
+  const std::string one = capture("one.pcap", packets[0]);
+  const std::string two = capture("two.pcap", packets[1]);
+  const std::string config =
+      file("c.conf", std::string(smallSwitch) + "interface Ethernet3\n ip access-group A in\n");
+  const std::string kept = (folder_ / "kept.pcap").string();
+  const std::string keptToo = (folder_ / "kept-too.pcap").string();
+  for (const bool broken : {false, true}) {
+    if (broken) {
+      std::filesystem::resize_file(two, std::filesystem::file_size(two) - 5);
+    }
+    const std::string command = "replay " + config + " --in Ethernet1=" + one + " --in Ethernet3=" + two;
+    const Outcome many = run(command + " --write " + kept);
+    const Outcome each = run(command + " --json --write " + keptToo);
+    EXPECT_EQ(many.status, broken ? 2 : 0) << many.err;
+    EXPECT_EQ(each.err, many.err);
+    uint64_t permitted = 0;
+    for (const json& answer : lines(each.out)) {
+      permitted += answer.contains("packet") && answer["verdict"] == "permit" ? 1 : 0;
+    }
+    if (!broken) {
+      EXPECT_EQ(many.out.substr(0, many.out.find('\n')),
+                "1500 packets, in Ethernet1 and Ethernet3: " + std::to_string(permitted) + " permitted, " +
+                    std::to_string(1500 - permitted) + " denied");
+    }
+    EXPECT_EQ(permitted, broken ? 899u : 900u);
+    EXPECT_EQ(framesText(kept), framesText(keptToo));
+  }
 }
 
 TEST_F(MergeTest, PermittedPacketsOfAllAreKeptInOrder) {

@@ -57,8 +57,15 @@ protected:
     sim::Ingress ingress;
     ingress.in.port = port;
     ingress.out = out;
+    ingress.count = false;
+    sim::Verdict inBurst;
+    sim::Burst burst(system);
+    burst.add(packet::fromText(packet), ingress, inBurst);
+    burst.finish();
     ingress.count = count;
-    return sim::verdictText(sim::judge(system, packet::fromText(packet), ingress));
+    const std::string text = sim::verdictText(sim::judge(system, packet::fromText(packet), ingress));
+    EXPECT_EQ(sim::verdictText(inBurst), text);
+    return text;
   }
   uint64_t counted(uint32_t index, xpAcmClient_e client = acmClientIngressAcl) {
     return chip.counter(client, index);
@@ -237,6 +244,72 @@ TEST_F(PipelineTest, SeveralChips) {
   EXPECT_EQ(judge(tcp, 1, PortRef{2, 0}), "dropped: no such port");
   EXPECT_EQ(judge(tcp, 1, PortRef{3, 8}), "dropped: no such port");
   EXPECT_EQ(judge(tcp, 8), "dropped: no such port");
+}
+
+// Bursts of packets that enter and leave anywhere, dropped ones among them, against the same packets one by
+// one.
+TEST_F(PipelineTest, ABurstIsJudgedAndCountedAsItsPackets) {
+  sim::Device& second = system.deviceAdd(3, config());
+  chip.portConfig()[1] = {5, 3, 1};
+  chip.portConfig()[2] = {6, 3, 0};
+  rowIs(chip, TACL_V4_IACL, 2, 5, 0, true, 21);
+  rowIs(chip, TACL_V6_IACL, 3, 6, 0, true, 22);
+  rowIs(chip, TACL_MAC_ACL, 4, 5, 0, true, 23);
+  sim::PortAttachment attachment;
+  attachment.carriesIs(1, 1, true);
+  chip.attachmentIs(2, attachment);
+  second.attachmentIs(4, attachment);
+  uint32_t index = 0;
+  ASSERT_EQ(second.egress().add({1, sim::noVif, 9, 1, 0, 8, 0, 1}, index), statusOk);
+  rowIs(second, TACL_V4_EACL, 6, 9, 0, true, 13);
+  rowIs(second, TACL_V6_EACL, 7, 8, 1, true, 14);
+
+  struct Sent {
+    packet::Packet packet;
+    sim::Ingress ingress;
+  };
+  std::vector<Sent> sent;
+  for (const std::optional<PortRef>& out : {std::optional(PortRef{3, 4}), {}, std::optional(PortRef{3, 4})}) {
+    for (const std::string& text : {tcp, v6, arp, tcp + " vlan 8"}) {
+      for (const uint32_t port : {1u, 1u, 2u, 3u, 8u}) {
+        sent.push_back({packet::fromText(text), {{0, port}, out, 1, port != 3}});
+      }
+    }
+  }
+  const auto counts = [&] {
+    std::string text;
+    for (const uint32_t counter : {13u, 14u, 21u, 22u, 23u}) {
+      text += " " + std::to_string(counted(counter)) + "/" +
+              std::to_string(second.counter(acmClientEgressAcl, counter));
+    }
+    return text;
+  };
+  sim::Burst burst(system);
+  std::vector<sim::Verdict> verdicts(sent.size());
+  const auto compare = [&] {
+    std::string expected;
+    for (const Sent& one : sent) {
+      expected += sim::verdictText(sim::judge(system, one.packet, one.ingress)) + "\n";
+    }
+    for (std::size_t i = 0; i < sent.size(); ++i) {
+      burst.add(sent[i].packet, sent[i].ingress, verdicts[i]);
+    }
+    burst.finish();
+    std::string text;
+    for (const sim::Verdict& verdict : verdicts) {
+      text += sim::verdictText(verdict) + "\n";
+    }
+    EXPECT_EQ(text, expected);
+  };
+  compare();
+  EXPECT_EQ(counts(), " 0/12 0/12 24/0 6/0 48/0");
+  // What a burst has learned of ports and VLANs is not carried into the next one.
+  chip.portConfig()[1] = {6, 2, 0};
+  attachment.carriesIs(8, 8, true);
+  chip.attachmentIs(2, attachment);
+  ASSERT_EQ(second.egress().write(index, {1, sim::noVif, 8, 1, 0, 9, 1, 0}), statusOk);
+  compare();
+  EXPECT_EQ(counts(), " 0/12 0/12 24/0 24/0 48/0");
 }
 
 } // namespace

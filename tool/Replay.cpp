@@ -12,6 +12,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <exception>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -95,7 +96,8 @@ bool notCarried(const sim::Verdict& verdict) {
 class Replay {
 public:
   Replay(Session& session, const ReplayOptions& options, bool everyPacket)
-      : session_(session), options_(options), everyPacket_(everyPacket && options.json) {
+      : session_(session), options_(options), everyPacket_(everyPacket && options.json),
+        burst_(session.system()), waiting_(burstSize()) {
     checkReplayOptions(options);
     openSources();
     if (!options.out.empty()) {
@@ -108,16 +110,7 @@ public:
 
   ReplayResult run() {
     std::optional<packet::CaptureWriter> writer = openWriter();
-    Progress progress("packets judged:");
-    while (const PacketSource* const source = merge_.next()) {
-      const sim::Verdict verdict =
-          session_.judge(source->packet(), source->in(), out_ ? &*out_ : nullptr, vlan_);
-      count(verdict, source->in());
-      if (writer && verdict.permit()) {
-        writer->write(source->frame());
-      }
-      progress.at(result_.packets);
-    }
+    judgeAll(writer ? &*writer : nullptr);
     if (writer) {
       writer->close();
     }
@@ -133,6 +126,64 @@ public:
   }
 
 private:
+  // Packets judged together. One, when each is printed: somebody may be watching a pipe.
+  std::size_t burstSize() const { return everyPacket_ ? 1 : 256; }
+
+  struct Judged { // a packet that waits for its verdict
+    const PortRef* in = nullptr;
+    sim::Verdict verdict;
+    packet::Frame frame; // for the writer, with the octets at
+    std::size_t bytesAt = 0;
+  };
+
+  // Packets before one that cannot be read are judged like all others.
+  void judgeAll(packet::CaptureWriter* writer) {
+    Progress progress("packets judged:");
+    std::exception_ptr unreadable;
+    for (bool more = true; more;) {
+      try {
+        more = readBurst(writer != nullptr);
+      } catch (...) {
+        unreadable = std::current_exception();
+        more = false;
+      }
+      burst_.finish();
+      for (std::size_t i = 0; i < numWaiting_; ++i) {
+        Judged& judged = waiting_[i];
+        count(judged.verdict, *judged.in);
+        if (writer != nullptr && judged.verdict.permit()) {
+          judged.frame.bytes = bytes_.data() + judged.bytesAt;
+          writer->write(judged.frame);
+        }
+      }
+      progress.at(result_.packets);
+    }
+    if (unreadable) {
+      std::rethrow_exception(unreadable);
+    }
+  }
+
+  // False at the end.
+  bool readBurst(bool keepFrames) {
+    bytes_.clear();
+    for (numWaiting_ = 0; numWaiting_ < waiting_.size(); ++numWaiting_) {
+      const PacketSource* const source = merge_.next();
+      if (source == nullptr) {
+        return false;
+      }
+      Judged& judged = waiting_[numWaiting_];
+      judged.in = &source->in();
+      if (keepFrames) {
+        judged.frame = source->frame();
+        judged.bytesAt = bytes_.size();
+        bytes_.insert(bytes_.end(), judged.frame.bytes, judged.frame.bytes + judged.frame.capLen);
+      }
+      burst_.add(source->packet(), session_.ingress(source->in(), out_ ? &*out_ : nullptr, vlan_),
+                 judged.verdict);
+    }
+    return true;
+  }
+
   void openSources() {
     for (const std::string& text : options_.in) {
       const ReplayInput input = replayInput(text);
@@ -282,6 +333,10 @@ private:
   std::optional<uint16_t> vlan_;
   ReplayResult result_;
   RowHits rowHits_;
+  sim::Burst burst_;
+  std::vector<Judged> waiting_;
+  std::size_t numWaiting_ = 0;
+  std::vector<uint8_t> bytes_; // of the frames that wait
 };
 
 } // namespace

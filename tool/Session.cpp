@@ -392,8 +392,8 @@ PortRef Session::onlyIngressPort() {
   throw Exit(exitBadInput, message + ": say with --in PORT where the packets enter");
 }
 
-sim::Verdict Session::judge(const packet::Packet& packet, const PortRef& in, const PortRef* out,
-                            std::optional<uint16_t> vlan, bool count) {
+sim::Ingress Session::ingress(const PortRef& in, const PortRef* out, std::optional<uint16_t> vlan,
+                              bool count) const {
   sim::Ingress ingress;
   ingress.in = {in.chip, in.number};
   if (out != nullptr) {
@@ -401,7 +401,12 @@ sim::Verdict Session::judge(const packet::Packet& packet, const PortRef& in, con
   }
   ingress.count = count;
   ingress.defaultVlan = in.vlan.value_or(vlan.value_or(1));
-  return sim::judge(*system_, packet, ingress);
+  return ingress;
+}
+
+sim::Verdict Session::judge(const packet::Packet& packet, const PortRef& in, const PortRef* out,
+                            std::optional<uint16_t> vlan, bool count) {
+  return sim::judge(*system_, packet, ingress(in, out, vlan, count));
 }
 
 } // namespace tool

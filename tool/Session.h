@@ -8,6 +8,7 @@
 #include "sim/System.h"
 #include "tool/Common.h"
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -75,6 +76,9 @@ public:
   // The one interface that has an ingress list; ends the command with status 2 when it is not exactly one.
   PortRef onlyIngressPort();
 
+  // A frame's way in and out for the chips. `vlan`: that of frames without a tag where the port says none.
+  sim::Ingress ingress(const PortRef& in, const PortRef* out, std::optional<uint16_t> vlan,
+                       bool count = true) const;
   // What every lookup of a frame says.
   sim::Verdict judge(const packet::Packet& packet, const PortRef& in, const PortRef* out,
                      std::optional<uint16_t> vlan, bool count = true);
@@ -106,12 +110,14 @@ Session& lastingSession(const agent::Config& config, const CommonOptions& option
 
 // The table of the library's books for a table of the chip.
 inline XpAcl::TcamType tcamType(XpXdk::xpIaclType_e table) {
-  for (const XpAcl::TcamTableInfo& info : XpAcl::tcamTables) {
-    if (info.table == table) {
-      return info.tcamType;
+  static constexpr auto types = [] {
+    std::array<XpAcl::TcamType, XpXdk::TACL_MAC_ACL + 1> types{};
+    for (const XpAcl::TcamTableInfo& info : XpAcl::tcamTables) {
+      types[info.table] = info.tcamType;
     }
-  }
-  return XpAcl::ingressV4;
+    return types;
+  }();
+  return table < types.size() ? types[table] : XpAcl::ingressV4;
 }
 
 // Whether a lookup hit a row, and whose row it was; null for the default row and for no row.
