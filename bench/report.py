@@ -46,7 +46,11 @@ RATE_GOALS = [
     for style in ("acl", "fw", "ipc")
     for trace in ("trace", "shuffled")
 ] + [
-    ("frames of 64 bytes judged, acl 1,000", "replay/acl/trace/1000", 5, 5),
+    (f"frames of 64 bytes, {style} {count:,}, {trace}", f"replay/{style}/{trace}/{count}", 5, 5)
+    for count in (1000, 10000)
+    for style in ("acl", "fw", "ipc")
+    for trace in ("trace", "shuffled")
+] + [
     ("xpacl replay of a capture, campus", "replay/capture", 5, 5),
 ]
 
@@ -166,7 +170,8 @@ def main():
         family, _, size = name.rpartition("/")
         if family and size.isdigit():
             # Batches of several sizes stand in one family: what counts there is an item.
-            cost = 1e9 / run["items_per_second"] if family.startswith("lookup/") else nanoseconds(run)
+            batches = family.startswith(("lookup/", "replay/"))
+            cost = 1e9 / run["items_per_second"] if batches else nanoseconds(run)
             families.setdefault(family, []).append((int(size), cost))
     growth = {}
     print(f"{'Growth':<28} {'exponent':>8}  cost at each size")
