@@ -285,21 +285,59 @@ uint64_t transposed(uint64_t x) {
   return x ^ t ^ (t << 28);
 }
 
-// What up to 16 rows say about each of the eight bits of a byte.
-std::array<uint16_t, 8> columnsOf(std::span<const RowWords> rows, KeyWords RowWords::*part, unsigned word,
-                                  unsigned byte) {
-  std::array<uint64_t, 2> lines{};
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    lines[i / 8] |= ((rows[i].*part)[word] >> (8 * byte) & 0xFF) << (8 * (i % 8));
+} // namespace
+
+void bitColumnsByteByByte(const BitLines& lines, uint64_t wanted, BitColumns& columns) {
+  for (unsigned byte = 0; byte < 8; ++byte) {
+    if ((wanted >> (8 * byte) & 0xFF) == 0) {
+      continue;
+    }
+    std::array<uint64_t, 2> squares{};
+    for (unsigned i = 0; i < lines.size(); ++i) {
+      squares[i / 8] |= (lines[i] >> (8 * byte) & 0xFF) << (8 * (i % 8));
+    }
+    const uint64_t low = transposed(squares[0]);
+    const uint64_t high = transposed(squares[1]);
+    for (unsigned bit = 0; bit < 8; ++bit) {
+      columns[8 * byte + bit] =
+          static_cast<uint16_t>((low >> (8 * bit) & 0xFF) | (high >> (8 * bit) & 0xFF) << 8);
+    }
   }
-  const uint64_t low = transposed(lines[0]);
-  const uint64_t high = rows.size() > 8 ? transposed(lines[1]) : 0;
-  std::array<uint16_t, 8> columns;
-  for (unsigned bit = 0; bit < 8; ++bit) {
-    columns[bit] = static_cast<uint16_t>((low >> (8 * bit) & 0xFF) | (high >> (8 * bit) & 0xFF) << 8);
-  }
-  return columns;
 }
+
+#if defined(__SSE2__)
+// Bytes of one place of the lines are brought together, 16 in a register, by shuffling all lines as a pack of
+// cards four times; then the topmost bits of 16 bytes are taken at once.
+void bitColumns(const BitLines& lines, uint64_t wanted, BitColumns& columns) {
+  const auto lineAt = [&](unsigned i) { return _mm_cvtsi64_si128(static_cast<int64_t>(lines[i])); };
+  __m128i bytes[8];
+  for (unsigned i = 0; i < 8; ++i) {
+    bytes[i] = _mm_unpacklo_epi8(lineAt(i), lineAt(i + 8));
+  }
+  for (unsigned shuffle = 0; shuffle < 3; ++shuffle) {
+    __m128i next[8];
+    for (unsigned i = 0; i < 4; ++i) {
+      next[2 * i] = _mm_unpacklo_epi8(bytes[i], bytes[i + 4]);
+      next[2 * i + 1] = _mm_unpackhi_epi8(bytes[i], bytes[i + 4]);
+    }
+    std::copy(std::begin(next), std::end(next), bytes);
+  }
+  for (unsigned byte = 0; byte < 8; ++byte) {
+    if ((wanted >> (8 * byte) & 0xFF) != 0) {
+      __m128i bits = bytes[byte];
+      for (unsigned bit = 8; bit-- > 0; bits = _mm_add_epi8(bits, bits)) {
+        columns[8 * byte + bit] = static_cast<uint16_t>(_mm_movemask_epi8(bits));
+      }
+    }
+  }
+}
+#else
+void bitColumns(const BitLines& lines, uint64_t wanted, BitColumns& columns) {
+  bitColumnsByteByByte(lines, wanted, columns);
+}
+#endif
+
+namespace {
 
 // By a table, as not every processor counts bits.
 constexpr std::array<uint8_t, 256> bitCounts = [] {
@@ -319,6 +357,16 @@ int popcount(uint64_t bits) {
 
 // Of a bit that each of 15 rows compares, half of them to be 0.
 constexpr unsigned maxColumnWeight = 16 * (15 + 3 * 7);
+
+// A weight times one of these, and moved by so many bits, is the weight divided by its number.
+constexpr unsigned shareBits = 16;
+constexpr std::array<uint32_t, signatureBits + 1> shares = [] {
+  std::array<uint32_t, signatureBits + 1> result{};
+  for (unsigned i = 1; i <= signatureBits; ++i) {
+    result[i] = ((1u << shareBits) + i - 1) / i;
+  }
+  return result;
+}();
 
 // The bits that could stand in a signature, with what they are worth there.
 class Columns {
@@ -363,27 +411,33 @@ Columns::Columns(std::span<const RowWords> rows, const KeyWords& used) {
     numTelling += popcount(zeros[word] & ones[word] & ~used[word]);
   }
   for (unsigned word = 0; word < maxLookupWords; ++word) {
-    const uint64_t any =
-        (numTelling >= enough ? zeros[word] & ones[word] : zeros[word] | ones[word]) & ~used[word];
-    for (unsigned byte = 0; byte < 8; ++byte) {
-      unsigned bits = any >> (8 * byte) & 0xFF;
-      if (bits == 0) {
-        continue;
-      }
-      const std::array<uint16_t, 8> cares = columnsOf(rows, &RowWords::care, word, byte);
-      const std::array<uint16_t, 8> ones = columnsOf(rows, &RowWords::value, word, byte);
-      for (; bits != 0; bits &= bits - 1) {
-        const auto bit = static_cast<unsigned>(std::countr_zero(bits));
-        const unsigned weight = weigh(static_cast<uint16_t>(cares[bit] & ~ones[bit]), ones[bit]);
-        columns_[numColumns_++] = weight << 16 | word << 8 | (8 * byte + bit);
-      }
+    uint64_t any = (numTelling >= enough ? zeros[word] & ones[word] : zeros[word] | ones[word]) & ~used[word];
+    if (any == 0) {
+      continue;
+    }
+    BitLines lines{};
+    BitColumns cares;
+    BitColumns values;
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      lines[i] = rows[i].care[word];
+    }
+    bitColumns(lines, any, cares);
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      lines[i] = rows[i].value[word];
+    }
+    bitColumns(lines, any, values);
+    for (; any != 0; any &= any - 1) {
+      const auto bit = static_cast<unsigned>(std::countr_zero(any));
+      const unsigned weight = weigh(static_cast<uint16_t>(cares[bit] & ~values[bit]), values[bit]);
+      columns_[numColumns_] = weight << 16 | word << 8 | bit;
+      numColumns_ += weight != 0;
     }
   }
 }
 
 // A bit that many rows compare keeps other keys off, one that they want to be different tells them apart.
 // Bits of one field often say the same, as those of two addresses do wherever they differ; each further one
-// is worth less than the first.
+// is worth less than the first, and what a whole signature could say nothing.
 unsigned Columns::weigh(uint16_t zeros, uint16_t ones) {
   // Whatever the sense, it tells the same rows apart.
   const uint32_t rows = uint32_t{std::min(zeros, ones)} << 16 | std::max(zeros, ones);
@@ -403,7 +457,7 @@ unsigned Columns::weigh(uint16_t zeros, uint16_t ones) {
     ++numSayings_;
     saying = {rows, weight, 0};
   }
-  return saying.weight / ++saying.times;
+  return saying.times == signatureBits ? 0 : saying.weight * shares[++saying.times] >> shareBits;
 }
 
 std::span<const uint32_t> Columns::best() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -59,6 +60,14 @@ BitChoice chooseBits(std::span<const RowWords> sample, std::size_t numRows, cons
 // already.
 BitChoice chooseSignature(std::span<const RowWords> rows, const KeyWords& used);
 constexpr unsigned signatureBits = 16;
+
+// Lines of 64 bits, and for each of the 64 places what the lines have there, line 0 at the low end. Columns
+// are made for all bits of those bytes of which `wanted` has a bit; others may keep what they were.
+using BitLines = std::array<uint64_t, 16>;
+using BitColumns = std::array<uint16_t, 64>;
+void bitColumns(const BitLines& lines, uint64_t wanted, BitColumns& columns);
+// The same for every processor.
+void bitColumnsByteByByte(const BitLines& lines, uint64_t wanted, BitColumns& columns);
 
 // The bits of `word` that `mask` selects, moved together to the low end.
 uint64_t extractBits(uint64_t word, uint64_t mask);

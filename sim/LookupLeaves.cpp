@@ -96,7 +96,47 @@ Ref LookupTree::makeLeaf(const Numbers& rows, const Place& place) {
   return first;
 }
 
-// Enters a row between its neighbours. A full block gives its upper half to a new one behind it.
+// Makes room for a row in a full block, to which `ref` leads: gives the upper half to a new block behind it,
+// or nothing when the row belongs there, so that rows that are written in order fill their blocks. Answers
+// the block that has room at the row's place. The new one has the same signature, which suits its rows as
+// well as the others; it gets one of its own when it has more than a few. A block that stays full gets one
+// that suits most of its rows.
+uint32_t LookupTree::parted(Ref& ref, uint32_t row, const Place& place) {
+  constexpr unsigned few = 2;
+  constexpr unsigned most = 10;
+  const Ref more = ref & moreBit;
+  const uint32_t index = ref & indexBits;
+  ref |= moreBit;
+  const uint32_t behind = takeBlock(); // moves the blocks, where `ref` may stand
+  Block& from = blocks_[index];
+  Block& to = blocks_[behind];
+  to.next = from.next;
+  from.next = leafBit | behind | more;
+  to.bitsA = from.bitsA;
+  to.bitsB = from.bitsB;
+  to.wordA = from.wordA;
+  to.wordB = from.wordB;
+  to.numBitsA = from.numBitsA;
+  to.lengthSigned = few;
+  if (from.rows.back() < row) {
+    if (from.lengthSigned < most) {
+      const std::array<uint32_t, blockRows> rows = from.rows;
+      signatureIs(from, rows, place);
+    }
+    return behind;
+  }
+  constexpr unsigned kept = (blockRows + 1) / 2;
+  for (unsigned at = kept; at < blockRows; ++at) {
+    to.rows[to.length] = from.rows[at];
+    to.value[to.length] = from.value[at];
+    to.care[to.length++] = from.care[at];
+    placeIsUnused(from, at);
+  }
+  from.length = kept;
+  return row < to.rows.front() ? index : behind;
+}
+
+// Enters a row between its neighbours.
 Ref LookupTree::enterLeaf(Ref leaf, uint32_t row, const RowWords& words, const Place& place) {
   if (leaf == emptyLeaf) {
     return makeLeaf({row}, place);
@@ -106,23 +146,9 @@ Ref LookupTree::enterLeaf(Ref leaf, uint32_t row, const RowWords& words, const P
   while ((*ref & moreBit) != 0 && blocks_[blocks_[*ref & indexBits].next & indexBits].rows[0] < row) {
     ref = &blocks_[*ref & indexBits].next;
   }
-  const uint32_t index = *ref & indexBits;
+  uint32_t index = *ref & indexBits;
   if (blocks_[index].length == blockRows) {
-    const Ref more = *ref & moreBit;
-    *ref |= moreBit;
-    const uint32_t behind = takeBlock(); // moves the blocks
-    blocks_[behind].next = blocks_[index].next;
-    blocks_[index].next = leafBit | behind | more;
-    std::array<uint32_t, blockRows + 1> rows;
-    const auto at = std::upper_bound(blocks_[index].rows.begin(), blocks_[index].rows.end(), row);
-    auto out = std::copy(blocks_[index].rows.begin(), at, rows.begin());
-    *out++ = row;
-    std::copy(at, blocks_[index].rows.end(), out);
-    // Rows that are written in order fill their blocks.
-    const unsigned kept = rows.back() == row ? blockRows : (blockRows + 1) / 2;
-    signatureIs(blocks_[index], std::span(rows).first(kept), place);
-    signatureIs(blocks_[behind], std::span(rows).subspan(kept), place);
-    return leaf;
+    index = parted(*ref, row, place);
   }
   Block& block = blocks_[index];
   rowEnters(block, row, words);

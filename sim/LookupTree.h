@@ -193,6 +193,7 @@ private:
 
   // Leaves.
   Ref enterLeaf(Ref leaf, uint32_t row, const RowWords& words, const Place& place);
+  uint32_t parted(Ref& ref, uint32_t row, const Place& place);
   Ref leaveLeaf(Ref leaf, uint32_t row);
   std::size_t leafRows(Ref leaf) const;
   static uint16_t signatureOf(const Block& block, const KeyWords& words);

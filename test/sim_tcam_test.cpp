@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "sim/LookupBits.h"
 #include "test/Random.h"
 
 namespace {
@@ -504,6 +505,30 @@ TEST(TcamTable, TheTailComparesTheWholeKey) {
 }
 
 // Copies go ways of their own, as both are written.
+// What lines have at each place, told in two ways.
+TEST(LookupBits, ColumnsOfLinesAreTheSameForEveryProcessor) {
+  test::Random random(test::Random::seed("ColumnsOfLines"));
+  for (unsigned round = 0; round < 200; ++round) {
+    sim::BitLines lines;
+    for (uint64_t& line : lines) {
+      line = random.next();
+    }
+    const uint64_t wanted = round == 0 ? ~uint64_t{0} : random.next() & random.next() & random.next();
+    sim::BitColumns columns{};
+    sim::BitColumns byteByByte{};
+    sim::bitColumns(lines, wanted, columns);
+    sim::bitColumnsByteByByte(lines, wanted, byteByByte);
+    EXPECT_EQ(columns, byteByByte);
+    for (unsigned bit = 0; bit < columns.size(); ++bit) {
+      uint16_t column = 0;
+      for (unsigned i = 0; i < lines.size(); ++i) {
+        column = static_cast<uint16_t>(column | (lines[i] >> bit & 1) << i);
+      }
+      EXPECT_EQ(columns[bit], (wanted >> (bit / 8 * 8) & 0xFF) != 0 ? column : 0) << "bit " << bit;
+    }
+  }
+}
+
 TEST(TcamTable, CopiesStayIndependent) {
   const uint64_t seed = test::Random::seed("CopiesStayIndependent");
   const Shape shape{"prefixes", Look::prefixes, 17, 600};
