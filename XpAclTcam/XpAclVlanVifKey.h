@@ -12,6 +12,10 @@ class XPACL_API XpAclVlanVifKey {
 public:
   VANE_VALUE(XpAcl, XpAclVlanVifKey, (Bridging::VlanId, vlanId, Bridging::VlanId()),
              (XpVif::VifId, vif, XpVif::VifId()))
+
+  friend Vane::U32 vaneSlot(const XpAclVlanVifKey& key) { // for hash maps
+    return Vane::slotOfGrid(key.vif().value(), key.vlanId().value());
+  }
 };
 
 } // namespace XpAcl

@@ -114,12 +114,24 @@ constexpr U64 slotNumber(const T& value) {
   }
 }
 
-// Whose lower bits choose the slot of a key; cheaper than hashOf(), which many read. Numbers mostly come in
-// long rows (of counters, of lines), odd ones perhaps: an odd factor gives each of a row its own slot and
-// leaves free ones everywhere between them. The shifted parts spread numbers in steps of a power of two.
+// The slots of a grid's keys: of a VLAN at a port, say, whose rows are mostly gone through from end to end.
+// Eight neighbours of a row, from a multiple of eight on, have every other slot of sixteen, which is one line
+// of the cache; the lines of a row follow each other with an odd factor, and rows begin 521 lines apart (a
+// prime, where 4,096 columns take 512), so that neither full rows nor single columns meet.
+constexpr U32 slotOfGrid(U32 row, U32 column) {
+  const U32 line = (row * 521 + column / 8) * 0x9E3779B1u;
+  return line << 4 | ((2 * (column % 8) + (line >> 28)) & 15);
+}
+
+// Whose lower bits choose the slot of a key: what vaneSlot(key) says where there is one, else cheaper than
+// hashOf(), which many read. Numbers mostly come in long rows (of counters, of lines), odd ones perhaps: an
+// odd factor gives each of a row its own slot and leaves free ones everywhere between them. The shifted parts
+// spread numbers in steps of a power of two.
 template <typename T>
 constexpr U32 slotOf(const T& key) {
-  if constexpr (requires { T::vanePacks; }) {
+  if constexpr (requires { vaneSlot(key); }) {
+    return vaneSlot(key);
+  } else if constexpr (requires { T::vanePacks; }) {
     return static_cast<U32>(slotNumber(key));
   } else {
     const U64 number = slotNumber(key);

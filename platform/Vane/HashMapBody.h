@@ -31,10 +31,10 @@ class HashMapBody : public CollectionBody {
     union {
       K key;
     };
+    U32 state = 0; // 0: dead; else `held`, perhaps `live`, and the pins; between a short key and a pointer
     union {
       V value;
     };
-    U32 state = 0; // 0: dead; else `held`, perhaps `live`, and the pins
     Entry() {}
     ~Entry() {}
     Entry(const Entry&) = delete;
@@ -90,7 +90,13 @@ public:
   }
 
   bool erase(const K& key) {
-    Entry* entry = findEntry(key);
+    Entry* entry = nullptr;
+    if (slotCount_ == 0) {
+      entry = scan(key);
+    } else if (const U32 slot = probe(key, slotOf(key)); slots_[slot] != 0) {
+      entry = &at(slots_[slot] - 1);
+      slots_[slot] = gone; // whoever looks for another key goes on behind it
+    }
     if (entry == nullptr) {
       return false;
     }
@@ -107,6 +113,10 @@ public:
   void clear() {
     // Destroying a value may come back to this map; the pins keep every member in its place meanwhile.
     hold();
+    if (slotCount_ != 0) {
+      std::fill_n(slots_.get(), slotCount_, 0);
+      slotsUsed_ = 0;
+    }
     const U32 limit = end_;
     for (U32 place = 0; place < limit; ++place) {
       Entry& entry = at(place);
@@ -141,8 +151,9 @@ public:
   }
 
 private:
-  using Slots = std::unique_ptr<U32[]>; // a member's position + 1, or 0
+  using Slots = std::unique_ptr<U32[]>; // a member's position + 1, 0, or `gone`
 
+  static constexpr U32 gone = ~U32{0};
   static constexpr U32 scanned = 8;        // members of a map without slots
   static constexpr U32 chunkEntries = 256; // of a full-sized chunk
 
@@ -222,7 +233,13 @@ private:
   };
 
   Entry* findEntry(const K& key) { return findEntry(key, slotCount_ == 0 ? 0 : slotOf(key)); }
-  Entry* findEntry(const K& key, U32 hash) { return slotCount_ == 0 ? scan(key) : probe(key, hash); }
+  Entry* findEntry(const K& key, U32 hash) {
+    if (slotCount_ == 0) {
+      return scan(key);
+    }
+    const U32 slot = probe(key, hash);
+    return slots_[slot] == 0 ? nullptr : &at(slots_[slot] - 1);
+  }
   Entry* scan(const K& key) {
     for (U32 place = 0; place < end_; ++place) {
       Entry& entry = at(place);
@@ -232,22 +249,21 @@ private:
     }
     return nullptr;
   }
-  Entry* probe(const K& key, U32 hash) {
+  // The slot of the member, or the empty one where the search for it ends.
+  U32 probe(const K& key, U32 hash) const {
     const U32 mask = slotCount_ - 1;
-    for (U32 slot = hash & mask; slots_[slot] != 0; slot = (slot + 1) & mask) {
-      Entry& entry = at(slots_[slot] - 1);
-      if ((entry.state & live) != 0 && entry.key == key) {
-        return &entry;
-      }
+    U32 slot = hash & mask;
+    while (slots_[slot] != 0 && (slots_[slot] == gone || !(at(slots_[slot] - 1).key == key))) {
+      slot = (slot + 1) & mask;
     }
-    return nullptr;
+    return slot;
   }
   // Takes the first slot that finds no member. Slots of the deleted are used again, so that a key which
   // comes and goes does not leave a trail.
   void enter(U32 hash, U32 place) {
     const U32 mask = slotCount_ - 1;
     U32 slot = hash & mask;
-    while (slots_[slot] != 0 && (at(slots_[slot] - 1).state & live) != 0) {
+    while (slots_[slot] != 0 && slots_[slot] != gone) {
       slot = (slot + 1) & mask;
     }
     slotsUsed_ += slots_[slot] == 0 ? 1 : 0;
@@ -315,15 +331,23 @@ private:
     drop();
   }
 
-  // Gives up the caller's hold; without iterators, more gaps than members are closed.
+  // Gives up the caller's hold. Without iterators, positions behind the last member are free again (what
+  // comes and goes is mostly what came last), more gaps than members are closed, and slots become fewer when
+  // most are empty.
   void dropAndTidy() {
-    if (references_ == 2 && end_ > scanned && end_ - size_ > size_ + scanned) {
-      const U32 slotCount = slotsFor(size_);
-      Slots slots(slotCount == 0 ? nullptr : new (std::nothrow) U32[slotCount]());
-      if (slotCount == 0 || slots != nullptr) {
-        --references_;
-        reindex(std::move(slots), slotCount);
-        return;
+    if (references_ == 2) {
+      while (end_ != 0 && at(end_ - 1).state == 0) {
+        --end_;
+      }
+      const bool gaps = end_ > scanned && end_ - size_ > size_ + scanned;
+      if (gaps || slotCount_ / 8 > std::max(size_, scanned)) {
+        const U32 slotCount = slotsFor(size_);
+        Slots slots(slotCount == 0 ? nullptr : new (std::nothrow) U32[slotCount]());
+        if (slotCount == 0 || slots != nullptr) {
+          --references_;
+          reindex(std::move(slots), slotCount);
+          return;
+        }
       }
     }
     drop();
