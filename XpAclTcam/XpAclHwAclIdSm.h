@@ -64,7 +64,7 @@ VANE_FACTORY(AllAclVerEn, allAclVerEnFactory)
 class XPACL_API VifVlanInfo : public Vane::PtrInterface {
 public:
   VANE_ENTITY(XpAcl, VifVlanInfo, Vane::PtrInterface, CONST(XpLib::PortVlanIvifTableKey, tableKey),
-              SET(XpLib::PortAndVlanId, portVlan, PortVlan))
+              SMALL_SET(XpLib::PortAndVlanId, portVlan, PortVlan))
 
   explicit VifVlanInfo(const XpLib::PortVlanIvifTableKey& key) : tableKey_(key) {}
 };

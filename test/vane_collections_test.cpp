@@ -1,4 +1,5 @@
 #include "Vane/Collections.h"
+#include "Vane/SmallSet.h"
 #include "Vane/Value.h"
 
 #include <gtest/gtest.h>
@@ -406,6 +407,138 @@ TEST(VaneCollections, ManyMembers) {
   EXPECT_EQ(rows.size(), count);
   for (U32 key = 0; key < count; ++key) {
     ASSERT_NE(rows.find(key), nullptr);
+  }
+}
+
+// What came last mostly goes first: positions and slots are used again, and the order stays that of
+// insertion.
+TEST(VaneCollections, MembersComeAndGoAtTheEnd) {
+  std::mt19937 random(seed());
+  Vane::HashMap2018<U32, U32> map;
+  std::vector<std::pair<U32, U32>> twin;
+  U32 next = 0;
+  for (unsigned round = 0; round < 300; ++round) {
+    const bool walked = round % 7 == 0;
+    const auto walk = walked ? map.iteratorConst() : decltype(map.iteratorConst())();
+    for (U32 more = random() % 400; more != 0; --more) {
+      const U32 key = random() % 2 == 0 || twin.empty() ? next++ : twin.back().first + 1000000;
+      if (map.insert(key, round)) {
+        twin.push_back({key, round});
+      }
+    }
+    for (U32 fewer = random() % 420; fewer != 0 && !twin.empty(); --fewer) {
+      EXPECT_TRUE(map.erase(twin.back().first));
+      EXPECT_FALSE(map.has(twin.back().first));
+      twin.pop_back();
+    }
+    if (round % 50 == 49) {
+      map.clear();
+      twin.clear();
+    }
+    std::string expected;
+    for (const auto& [key, value] : twin) {
+      expected += std::to_string(key) + "=" + std::to_string(value) + " ";
+      ASSERT_TRUE(map.has(key));
+    }
+    ASSERT_EQ(text(map), expected) << "round " << round;
+    ASSERT_EQ(map.size(), twin.size());
+  }
+}
+
+class GridKey {
+public:
+  VANE_VALUE(Test, GridKey, (Vane::U32, row, 0), (Vane::U16, column, 0))
+
+  friend U32 vaneSlot(const GridKey& key) { return Vane::slotOfGrid(key.row(), key.column()); }
+};
+
+template <typename Set>
+std::string membersOf(const Set& set) {
+  std::string result;
+  for (const auto& member : set.all()) {
+    result += std::to_string(member.key().row()) + "/" + std::to_string(member.key().column()) +
+              (member.value() ? " " : "! ");
+  }
+  return result;
+}
+
+TEST(VaneCollections, ASmallSetIsAMapToBool) {
+  std::mt19937 random(seed());
+  for (unsigned life = 0; life < 200; ++life) {
+    Vane::SmallSet<GridKey> set;
+    Vane::HashMap2018<GridKey, bool> twin;
+    const unsigned keys = 1 + life % 20;
+    for (unsigned step = 0; step < 60; ++step) {
+      const U32 number = random() % keys;
+      const GridKey key(number % 2 == 0 ? number : ~number,
+                        static_cast<Vane::U16>(number == 3 ? 65535 : number));
+      switch (random() % 8) {
+      case 0:
+      case 1:
+      case 2:
+      case 3: {
+        const bool value = random() % 10 != 0;
+        ASSERT_EQ(set.assign(key, value), twin.assign(key, value));
+        break;
+      }
+      case 4:
+        if (step % 3 == 0) { // a walk whose body deletes
+          std::string walked;
+          for (const auto& member : set.all()) {
+            walked += std::to_string(member.key().row()) + " ";
+            set.erase(key);
+          }
+          std::string expected;
+          for (const auto& member : twin.all()) {
+            expected += std::to_string(member.key().row()) + " ";
+            twin.erase(key);
+          }
+          ASSERT_EQ(walked, expected);
+        }
+        break;
+      default:
+        ASSERT_EQ(set.erase(key), twin.erase(key));
+      }
+      ASSERT_EQ(set.size(), twin.size());
+      ASSERT_EQ(set.empty(), twin.empty());
+      ASSERT_EQ(set.has(key), twin.has(key));
+      ASSERT_EQ(set.valueOrDefault(key), twin.valueOrDefault(key));
+      if (step % 10 == 9) {
+        ASSERT_EQ(membersOf(set), membersOf(twin)) << "life " << life << " step " << step;
+      }
+    }
+  }
+}
+
+TEST(VaneCollections, AnIteratorOutlivesASmallSet) {
+  auto set = std::make_unique<Vane::SmallSet<GridKey>>();
+  set->assign(GridKey(7, 9), true);
+  auto walk = set->iteratorConst();
+  set.reset();
+  EXPECT_TRUE(walk.key() == GridKey(7, 9));
+  ++walk;
+  EXPECT_TRUE(walk == Vane::WalkEnd());
+}
+
+// Rows from end to end, single columns, every eighth one, and few of each.
+TEST(VaneCollections, KeysOfAGridAreFound) {
+  const std::vector<std::pair<U32, U32>> shapes{{3, 4094}, {4000, 1}, {100, 512}, {48, 4}};
+  for (const auto& [rows, columns] : shapes) {
+    Vane::HashMap2018<GridKey, U32> map;
+    for (U32 row = 0; row < rows; ++row) {
+      for (U32 column = 0; column < columns; ++column) {
+        map.insert(GridKey(row, static_cast<Vane::U16>(columns == 512 ? 8 * column : column)), row + column);
+      }
+    }
+    ASSERT_EQ(map.size(), rows * columns);
+    for (U32 row = 0; row < rows; ++row) {
+      for (U32 column = 0; column < columns; ++column) {
+        const U32* const found =
+            map.find(GridKey(row, static_cast<Vane::U16>(columns == 512 ? 8 * column : column)));
+        ASSERT_TRUE(found != nullptr && *found == row + column);
+      }
+      ASSERT_FALSE(map.has(GridKey(row + rows, 1)));
+    }
   }
 }
 

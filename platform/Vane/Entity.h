@@ -5,6 +5,7 @@
 #include "Vane/Macros.h"
 #include "Vane/Notification.h"
 #include "Vane/Ptr.h"
+#include "Vane/SmallSet.h"
 #include "Vane/String.h"
 #include "Vane/Type.h"
 #include "Vane/Value.h"
@@ -38,6 +39,7 @@
 //                                fooNotify() (asks every notifiee to examine the whole collection);
 //                                onFoo(key), onFoovaneImmediate()
 //   SET(Key, foo, Foo)           MAP with the value bool
+//   SMALL_SET(Key, foo, Foo)     SET of mostly one member, with keys of up to six bytes (Vane/SmallSet.h)
 //   ORDERED_MAP(...)             MAP in ascending order of keys; also fooFirst(), fooDel(iterator)
 //   CHILDREN(Key, Child, foo, Foo)    fooIs(key, args...) makes Child(key, args...) or answers the
 //                                existing one, foo(key) (the child, or null), and what MAP has;
@@ -424,6 +426,13 @@ public:
 #define VANE_NOTIFIEE_SET(Key, foo, Foo) VANE_NOTIFIEE_KEYED(Key, Foo)
 #define VANE_RECORD_SET(Key, foo, Foo) VANE_RECORD_ADD(#foo, map, #Key, "bool")
 #define VANE_CHILD_SET(Key, foo, Foo)
+
+#define VANE_ATTRIBUTE_SMALL_SET(Key, foo, Foo)                                                    \
+  using Vane##Foo##Coll = ::Vane::SmallSet<Key>;                                                   \
+  VANE_MAP_OPERATIONS(Key, bool, foo, Foo)
+#define VANE_NOTIFIEE_SMALL_SET(Key, foo, Foo) VANE_NOTIFIEE_KEYED(Key, Foo)
+#define VANE_RECORD_SMALL_SET(Key, foo, Foo) VANE_RECORD_ADD(#foo, map, #Key, "bool")
+#define VANE_CHILD_SMALL_SET(Key, foo, Foo)
 
 #define VANE_ORDERED_OPERATIONS(foo, Foo)                                                          \
   VANE_WHEN_USED                                                                                   \
