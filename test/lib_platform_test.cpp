@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 
 // The agent's layers that the helper stands on: key builder, data word, partition, counters, ids, maps.
@@ -195,6 +196,37 @@ TEST(LibPlatform, KeysAndIndexes) {
   map->keyDel(key(2, 2));
   EXPECT_EQ(map->key(7), nullptr);
   EXPECT_EQ(map->count(), 0u);
+}
+
+// Keys stand in pages of 64 indexes; the chip may number its entries as it likes.
+TEST(LibPlatform, IndexesFarApart) {
+  const Vane::Ptr<Map> map(new Map);
+  const auto text = [&] {
+    std::map<Vane::U32, unsigned> members;
+    for (const auto& member : map->indexToKey().all()) {
+      members[member.key()] = member.value().vlanId().value();
+    }
+    std::string lines;
+    for (const auto& [index, vlan] : members) {
+      lines += std::to_string(index) + ":" + std::to_string(vlan) + " ";
+    }
+    return lines;
+  };
+  const Vane::U32 last = ~Vane::U32{0};
+  unsigned vlan = 1;
+  for (const Vane::U32 index : {Vane::U32{0}, Vane::U32{63}, Vane::U32{64}, Vane::U32{6400}, last}) {
+    map->newKeyAndIndexList(key(vlan++, 1), {index});
+  }
+  EXPECT_EQ(text(), "0:1 63:2 64:3 6400:4 4294967295:5 ");
+  EXPECT_EQ(map->indexToKey().size(), 5u);
+  EXPECT_EQ(map->key(1), nullptr);
+  EXPECT_EQ(map->key(6401), nullptr);
+  ASSERT_NE(map->key(last), nullptr);
+  map->keyDel(key(3, 1));
+  EXPECT_EQ(map->key(64), nullptr) << "the last one of its page";
+  map->newKeyAndIndexList(key(9, 9), {65});
+  map->keyDel(key(1, 1));
+  EXPECT_EQ(text(), "63:2 65:9 6400:4 4294967295:5 ");
 }
 
 TEST(LibPlatform, NumbersThatExpire) {

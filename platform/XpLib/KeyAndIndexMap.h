@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Vane/Vane.h"
+#include "XpLib/IndexToKeyMap.h"
 
 #include <vector>
 
@@ -39,11 +40,11 @@ public:
   }
 
   const Vane::HashMap2018<Key, Vane::U32>& keyToIndex() const { return keyToIndex_; }
-  const Vane::HashMap2018<Vane::U32, Key>& indexToKey() const { return indexToKey_; }
+  const IndexToKeyMap<Key>& indexToKey() const { return indexToKey_; }
 
 private:
   Vane::HashMap2018<Key, Vane::U32> keyToIndex_;
-  Vane::HashMap2018<Vane::U32, Key> indexToKey_;
+  IndexToKeyMap<Key> indexToKey_;
 };
 
 } // namespace XpLib
