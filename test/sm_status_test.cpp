@@ -167,4 +167,27 @@ TEST(SmStatus, AgreesWithItsTwin) {
   }
 }
 
+// The matrix has a word for 64 ports: a port that leaves makes room for another one, whatever its number.
+TEST(SmStatus, PortsComeAndGoBeyondSixtyFour) {
+  test::Random random(test::Random::seed("SmStatus.PortsComeAndGoBeyondSixtyFour"));
+  const auto status = XpVif::portVlanVifStatusFactory("twin");
+  Twin twin;
+  for (unsigned step = 0; step < 4000; ++step) {
+    const unsigned port = 1 + random.below(300);
+    const unsigned number = 10 + random.below(2);
+    const XpLib::PortAndVlanId pair(ethernet(port), vlan(number));
+    if (random.oneIn(3)) {
+      status->portVlanToVifMapDel(pair);
+      twin.pairs.erase({port, number});
+    } else {
+      status->portVlanToVifMapIs(pair, VifId(port));
+      twin.pairs[{port, number}] = port;
+    }
+    ASSERT_EQ(vlansText(*status, ethernet(port)), twin.vlans(port)) << "step " << step;
+    if (step % 16 == 0) {
+      ASSERT_EQ(intfsText(*status, vlan(number)), twin.intfs(number)) << "step " << step;
+    }
+  }
+}
+
 } // namespace

@@ -3,9 +3,8 @@
 #include "Ovnet/IntfId.h"
 #include "Vane/Vane.h"
 #include "XpLib/PortAndVlanId.h"
+#include "XpVif/PortVlanMatrix.h"
 
-#include <bitset>
-#include <unordered_map>
 #include <vector>
 
 namespace XpVif {
@@ -23,8 +22,8 @@ protected:
   explicit PortVlanVifMap(const Vane::Name& name) : name_(name) {}
 };
 
-// Which VIF each (port, VLAN) pair resolves to: system-wide, or the pairs of one chip. Indexes by port and
-// by VLAN make a change of one port or VLAN cost what it touches, not what the system holds.
+// Which VIF each (port, VLAN) pair resolves to: system-wide, or the pairs of one chip. A matrix of ports and
+// VLANs makes a change of one port or VLAN cost what it touches, not what the system holds.
 class PortVlanVifStatus : public PortVlanVifMap {
 public:
   VANE_ENTITY(XpVif, PortVlanVifStatus, PortVlanVifMap)
@@ -41,9 +40,7 @@ public:
   std::vector<Ovnet::IntfId> intfsOfVlan(const Bridging::VlanId& vlan) const;
 
 private:
-  using VlanSet = std::bitset<4096>;
-  std::unordered_map<uint32_t, VlanSet> vlansByIntf_;               // by interface code
-  std::unordered_map<uint16_t, std::vector<uint32_t>> intfsByVlan_; // interface codes, sorted
+  PortVlanMatrix matrix_; // the pairs of the map
 };
 VANE_FACTORY(PortVlanVifStatus, portVlanVifStatusFactory)
 
