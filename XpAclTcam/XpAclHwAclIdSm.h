@@ -179,9 +179,13 @@ private:
   void pairLeft(XpVif::VifId vif, const XpLib::PortAndVlanId& pair);
   void pairDeleted(const XpLib::PortAndVlanId& key);
   void pairAdded(const XpLib::PortAndVlanId& key, XpVif::VifId vif);
+  void userLeft(const Vane::Ptr<VifVlanInfo>& info);
+  void writeIngressRAcl(Bridging::VlanId vlan, XpVif::VifId vif, const AclIdEn& en);
   void removeIngressRAclEntry(Bridging::VlanId vlan, XpVif::VifId vif);
   void writeIngressRAclEntry(Bridging::VlanId vlan, XpVif::VifId vif, const XpXdk::xpPortVlanIvifEntry& entry,
-                             bool wanted, const char* signature);
+                             bool wanted);
+  void writeEgressBdEvif(Bridging::VlanId vlan, Ovnet::IntfId intf, XpVif::VifId vif, const AclIdEn& port,
+                         const AclIdEn& route);
 
   XpXdk::xpPortConfigMgr* portCfgMgr_ = nullptr;
   XpXdk::xpPortVlanIvifMgr* portVlanIvifMgr_ = nullptr;

@@ -18,6 +18,12 @@ Vane::U16 keyVif(XpVif::VifId vif) {
 
 constexpr Vane::U8 onlyCopy = 0;
 
+// What failed calls name, whatever function makes them.
+constexpr const char* ingressSignature =
+    "void XpAcl::ChipHwAclIdSm::programIngressRAcl(Bridging::VlanId, Ovnet::IntfId)";
+constexpr const char* egressSignature =
+    "void XpAcl::ChipHwAclIdSm::programEgressBdEvif(Bridging::VlanId, Ovnet::IntfId)";
+
 bool hasVif(XpVif::VifId vif) {
   return !(vif == XpVif::VifId());
 }
@@ -35,8 +41,9 @@ void ChipHwAclIdSm::handleIngressRouteAclIdEn(Bridging::VlanId vlan) {
   if (!initialized() || !status) {
     return;
   }
+  const AclIdEn en = chipHwAclIdMap()->ingressRouteAclIdEn(vlan);
   for (const Ovnet::IntfId intf : status->intfsOfVlan(vlan)) {
-    programIngressRAcl(vlan, intf);
+    writeIngressRAcl(vlan, status->portVlanToVifMap(XpLib::PortAndVlanId(intf, vlan)), en);
   }
 }
 
@@ -49,22 +56,23 @@ void ChipHwAclIdSm::handleIngressRouteAclIdEn() {
 }
 
 void ChipHwAclIdSm::programIngressRAcl(Bridging::VlanId vlan, Ovnet::IntfId intf) {
+  writeIngressRAcl(vlan, vifOf(vlan, intf), chipHwAclIdMap()->ingressRouteAclIdEn(vlan));
+}
+
+void ChipHwAclIdSm::writeIngressRAcl(Bridging::VlanId vlan, XpVif::VifId vif, const AclIdEn& en) {
   VANE_ASSERT_AT(systemStatus()->numTableCopies() == 1, "systemStatus()->numTableCopies() == 1",
-                 "XpAclHwAclIdSm", 343, __PRETTY_FUNCTION__);
-  const AclIdEn en = chipHwAclIdMap()->ingressRouteAclIdEn(vlan);
-  const XpVif::VifId vif = vifOf(vlan, intf);
+                 "XpAclHwAclIdSm", 343, ingressSignature);
   XpXdk::xpPortVlanIvifEntry entry;
   entry.keyVlan = keyVlan(vlan);
   entry.keyIvif = keyVif(vif);
   entry.routeAclEn = static_cast<Vane::U8>((en.v4En() ? 1 : 0) | (en.v6En() ? 2 : 0));
   entry.routeAclId = en.blocked() ? 0 : en.aclId();
   const bool wanted = hasVif(vif) && !(en == AclIdEn());
-  writeIngressRAclEntry(vlan, vif, entry, wanted, __PRETTY_FUNCTION__);
+  writeIngressRAclEntry(vlan, vif, entry, wanted);
 }
 
 void ChipHwAclIdSm::writeIngressRAclEntry(Bridging::VlanId vlan, XpVif::VifId vif,
-                                          const XpXdk::xpPortVlanIvifEntry& portVlanIvifEntry, bool wanted,
-                                          const char* signature) {
+                                          const XpXdk::xpPortVlanIvifEntry& portVlanIvifEntry, bool wanted) {
   constexpr const char* addText =
       "((portVlanIvifMgr()->addEntry( chipId().value(), copy, &portVlanIvifEntry, indexList )))";
   constexpr const char* writeText =
@@ -82,14 +90,14 @@ void ChipHwAclIdSm::writeIngressRAclEntry(Bridging::VlanId vlan, XpVif::VifId vi
   if (wanted && held != nullptr) {
     const Vane::U32 index = *held;
     if (vifTableStepEnds(portVlanIvifMgr()->writeEntry(chip, onlyCopy, index, &portVlanIvifEntry), 391,
-                         signature, writeText)) {
+                         ingressSignature, writeText)) {
       return;
     }
     trace(" updating vlanId ", index);
   } else if (wanted) {
     std::vector<Vane::U32> indexList;
     if (vifTableStepEnds(portVlanIvifMgr()->addEntry(chip, onlyCopy, &portVlanIvifEntry, indexList), 400,
-                         signature, addText)) {
+                         ingressSignature, addText)) {
       return;
     }
     map->newKeyAndIndexList(key, indexList);
@@ -97,11 +105,11 @@ void ChipHwAclIdSm::writeIngressRAclEntry(Bridging::VlanId vlan, XpVif::VifId vi
   } else if (held != nullptr) {
     const Vane::U32 index = *held;
     if (vifTableStepEnds(portVlanIvifMgr()->writeEntry(chip, onlyCopy, index, &portVlanIvifEntry), 418,
-                         signature, writeText)) {
+                         ingressSignature, writeText)) {
       return;
     }
     trace(" disable vlanId ", index);
-    if (vifTableStepEnds(portVlanIvifMgr()->removeEntry(chip, index), 428, signature, removeText)) {
+    if (vifTableStepEnds(portVlanIvifMgr()->removeEntry(chip, index), 428, ingressSignature, removeText)) {
       return;
     }
     trace(" remove vlanId ", index);
@@ -119,8 +127,7 @@ void ChipHwAclIdSm::removeIngressRAclEntry(Bridging::VlanId vlan, XpVif::VifId v
   XpXdk::xpPortVlanIvifEntry entry;
   entry.keyVlan = keyVlan(vlan);
   entry.keyIvif = keyVif(vif);
-  writeIngressRAclEntry(vlan, vif, entry, false,
-                        "void XpAcl::ChipHwAclIdSm::programIngressRAcl(Bridging::VlanId, Ovnet::IntfId)");
+  writeIngressRAclEntry(vlan, vif, entry, false);
 }
 
 // --------------------------------------------------------------------------------------- egress ACLs
@@ -130,8 +137,11 @@ void ChipHwAclIdSm::handleEgressPortAclIdEn(Ovnet::IntfId intf) {
   if (!initialized() || !status) {
     return;
   }
+  const auto map = chipHwAclIdMap();
+  const AclIdEn port = map->egressPortAclIdEn(intf);
   for (const Bridging::VlanId vlan : status->vlansOfIntf(intf)) {
-    programEgressBdEvif(vlan, intf);
+    writeEgressBdEvif(vlan, intf, status->portVlanToVifMap(XpLib::PortAndVlanId(intf, vlan)), port,
+                      map->egressRouteAclIdEn(vlan));
   }
 }
 
@@ -148,8 +158,11 @@ void ChipHwAclIdSm::handleEgressRouteAclIdEn(Bridging::VlanId vlan) {
   if (!initialized() || !status) {
     return;
   }
+  const auto map = chipHwAclIdMap();
+  const AclIdEn route = map->egressRouteAclIdEn(vlan);
   for (const Ovnet::IntfId intf : status->intfsOfVlan(vlan)) {
-    programEgressBdEvif(vlan, intf);
+    writeEgressBdEvif(vlan, intf, status->portVlanToVifMap(XpLib::PortAndVlanId(intf, vlan)),
+                      map->egressPortAclIdEn(intf), route);
   }
 }
 
@@ -162,9 +175,13 @@ void ChipHwAclIdSm::handleEgressRouteAclIdEn() {
 }
 
 void ChipHwAclIdSm::programEgressBdEvif(Bridging::VlanId vlan, Ovnet::IntfId intf) {
-  const AclIdEn port = chipHwAclIdMap()->egressPortAclIdEn(intf);
-  const AclIdEn route = chipHwAclIdMap()->egressRouteAclIdEn(vlan);
-  const XpVif::VifId vif = vifOf(vlan, intf);
+  const auto map = chipHwAclIdMap();
+  writeEgressBdEvif(vlan, intf, vifOf(vlan, intf), map->egressPortAclIdEn(intf),
+                    map->egressRouteAclIdEn(vlan));
+}
+
+void ChipHwAclIdSm::writeEgressBdEvif(Bridging::VlanId vlan, Ovnet::IntfId intf, XpVif::VifId vif,
+                                      const AclIdEn& port, const AclIdEn& route) {
   XpXdk::xpEgressBdEvifEntry egressBdEvifEntry;
   egressBdEvifEntry.egressBd = keyVlan(vlan);
   egressBdEvifEntry.egressVif = keyVif(vif);
@@ -187,21 +204,31 @@ void ChipHwAclIdSm::programEgressBdEvif(Bridging::VlanId vlan, Ovnet::IntfId int
                        << egressBdEvifEntry.ePaclIpV6En << " raclIdEnV4 " << egressBdEvifEntry.eRaclIpV4En
                        << " raclIdEnV6 " << egressBdEvifEntry.eRaclIpV6En << " index " << index);
   };
+  const Vane::U8 chip = chipId().value();
+  const auto stepEnds = [](XpXdk::XP_STATUS status, unsigned line, const char* callText) {
+    return vifTableStepEnds(status, line, egressSignature, callText);
+  };
   if (wanted && held != nullptr) {
     const Vane::U32 index = *held;
-    HWACLID_CHECK_AT(496, egressBdEvifMgr()->writeEntry(chipId().value(), index, &egressBdEvifEntry),
-                     "((egressBdEvifMgr()->writeEntry( chipId().value(), index, &egressBdEvifEntry )))");
+    if (stepEnds(egressBdEvifMgr()->writeEntry(chip, index, &egressBdEvifEntry), 496,
+                 "((egressBdEvifMgr()->writeEntry( chipId().value(), index, &egressBdEvifEntry )))")) {
+      return;
+    }
     trace(" updating egress vlanId ", index);
   } else if (wanted) {
     std::vector<Vane::U32> indexList;
-    HWACLID_CHECK_AT(508, egressBdEvifMgr()->addEntry(chipId().value(), &egressBdEvifEntry, indexList),
-                     "((egressBdEvifMgr()->addEntry( chipId().value(), &egressBdEvifEntry, indexList )))");
+    if (stepEnds(egressBdEvifMgr()->addEntry(chip, &egressBdEvifEntry, indexList), 508,
+                 "((egressBdEvifMgr()->addEntry( chipId().value(), &egressBdEvifEntry, indexList )))")) {
+      return;
+    }
     map->newKeyAndIndexList(key, indexList);
     trace(" adding egress vlanId ", indexList.front());
   } else if (held != nullptr) {
     const Vane::U32 index = *held;
-    HWACLID_CHECK_AT(523, egressBdEvifMgr()->removeEntry(chipId().value(), index),
-                     "((egressBdEvifMgr()-> removeEntry( chipId().value(), index )))");
+    if (stepEnds(egressBdEvifMgr()->removeEntry(chip, index), 523,
+                 "((egressBdEvifMgr()-> removeEntry( chipId().value(), index )))")) {
+      return;
+    }
     trace(" removing egress vlanId ", index);
     map->keyDel(key);
   } else {
@@ -274,9 +301,9 @@ void ChipHwAclIdSm::handlePortVlan() {
 }
 
 void ChipHwAclIdSm::pairLeft(XpVif::VifId vif, const XpLib::PortAndVlanId& pair) {
-  const XpLib::PortVlanIvifTableKey tableKey = portVlanIvifTableKey(vif, pair.vlanId());
-  vifVlanInfoIs(tableKey)->portVlanDel(pair);
-  processPortVlanDeletion(tableKey);
+  const auto info = vifVlanInfoIs(portVlanIvifTableKey(vif, pair.vlanId()));
+  info->portVlanDel(pair);
+  userLeft(info);
 }
 
 // A pair that was never cached has no VIF: its entry is that of VIF 65535, which then has no users.
@@ -289,7 +316,7 @@ void ChipHwAclIdSm::pairDeleted(const XpLib::PortAndVlanId& key) {
   const XpVif::VifId* const cached = portVlanToVifCacheFind(key);
   pairLeft(cached == nullptr ? XpVif::VifId(noVif) : XpVif::VifId(*cached), key);
   portVlanToVifCacheDel(key);
-  programIngressRAcl(key.vlanId(), key.intf());
+  writeIngressRAcl(key.vlanId(), XpVif::VifId(), chipHwAclIdMap()->ingressRouteAclIdEn(key.vlanId()));
 }
 
 // The pair leaves its old entry, which may go with it, before it joins the new one.
@@ -302,12 +329,18 @@ void ChipHwAclIdSm::pairAdded(const XpLib::PortAndVlanId& key, XpVif::VifId vif)
   }
   portVlanToVifCacheIs(key, vif);
   vifVlanInfoIs(portVlanIvifTableKey(vif, key.vlanId()))->portVlanIs(key, true);
-  programEgressBdEvif(key.vlanId(), key.intf());
-  programIngressRAcl(key.vlanId(), key.intf());
+  const auto map = chipHwAclIdMap();
+  writeEgressBdEvif(key.vlanId(), key.intf(), vif, map->egressPortAclIdEn(key.intf()),
+                    map->egressRouteAclIdEn(key.vlanId()));
+  writeIngressRAcl(key.vlanId(), vif, map->ingressRouteAclIdEn(key.vlanId()));
 }
 
 void ChipHwAclIdSm::processPortVlanDeletion(XpLib::PortVlanIvifTableKey tableKey) {
-  const auto info = vifVlanInfoIs(tableKey);
+  userLeft(vifVlanInfoIs(tableKey));
+}
+
+void ChipHwAclIdSm::userLeft(const Vane::Ptr<VifVlanInfo>& info) {
+  const XpLib::PortVlanIvifTableKey tableKey = info->tableKey();
   const Bridging::VlanId vlan(static_cast<Vane::U16>(tableKey.value() & 0xFFFF));
   if (info->portVlanCount() != 0) {
     for (const auto& member : info->portVlanAll()) {

@@ -21,10 +21,13 @@ inline bool vifTableStepEnds(XpXdk::XP_STATUS status, unsigned line, const char*
   return false;
 }
 
+// The unit's trace handle, taken once.
+inline const Vane::TraceHandle& hwAclIdTraceTaken = hwAclIdTrace();
+
 } // namespace XpAcl
 
 // One statement to the ring and to the text trace.
-#define HWACLID_TRACE(pieces) VANE_TRACE(XpAcl::hwAclIdTrace(), 7, "XpAclHwAclIdSm", pieces)
+#define HWACLID_TRACE(pieces) VANE_TRACE(XpAcl::hwAclIdTraceTaken, 7, "XpAclHwAclIdSm", pieces)
 
 // Leaves the function when the status ends the step silently. The line is the one that the check has always
 // printed for this call, wherever it stands now.

@@ -271,7 +271,7 @@ void addOperations([[maybe_unused]] Type& type) {
   public:                                                                                          \
     NotifieeConst() { this->vaneWatchedTypeIs(CLS::vaneType()); }                                  \
     ::Vane::Ptr<CLS const> notifier() const {                                                      \
-      return static_cast<CLS const*>(::Vane::PtrInterface::NotifieeConst::notifier().ptr());       \
+      return static_cast<CLS const*>(this->vaneNotifier());                                        \
     }                                                                                              \
     void notifierIs(const ::Vane::Ptr<CLS const>& watched) { this->vaneNotifierIs(watched); }      \
     VANE_FOR_EACH(VANE_NOTIFIEE, __VA_ARGS__)                                                      \

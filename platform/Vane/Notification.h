@@ -47,6 +47,7 @@ public:
 
   // The watched object, or null.
   Ptr<PtrInterface const> notifier() const { return notifier_; }
+  const PtrInterface* vaneNotifier() const { return notifier_.ptr(); } // the same, not held
   // Attaches to an object (null: detaches), and registers.
   void notifierIs(const Ptr<PtrInterface const>& notifier) { vaneNotifierIs(notifier); }
 

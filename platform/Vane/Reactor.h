@@ -165,7 +165,8 @@ private:
 #define VANE_REACTOR_ATTRIBUTE(WATCHED, SEEN, foo, Foo)                                            \
   ::Vane::Ptr<SEEN> foo() const {                                                                  \
     const auto& reactor = foo##Reactor_.reactor();                                                 \
-    return reactor ? const_cast<SEEN*>(reactor->notifier().ptr()) : nullptr;                       \
+    return reactor ? const_cast<SEEN*>(static_cast<WATCHED const*>(reactor->vaneNotifier()))       \
+                   : nullptr;                                                                      \
   }                                                                                                \
   void foo##Is(const ::Vane::Ptr<SEEN>& watched) {                                                 \
     foo##Reactor_.is(*this, ::Vane::Ptr<WATCHED const>(watched));                                  \
