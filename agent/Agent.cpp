@@ -55,7 +55,10 @@ void Agent::makeHelper(uint8_t chip) {
     return;
   }
   for (const XpAcl::TcamTableInfo& table : XpAcl::tcamTables) {
-    owners_[chip][table.tcamType].resize(tcamLimit_->maxTcamIdx(table.tcamType));
+    RowOwners& owners = owners_[chip][table.tcamType];
+    if (const uint32_t rows = tcamLimit_->maxTcamIdx(table.tcamType); owners.size() != rows) {
+      owners = RowOwners(rows);
+    }
   }
   const Plex::Central::DeviceId device(chip);
   helperInfo_->chipIs(device, XpAcl::ChipRecord(Vane::format("chip%u", chip)));

@@ -12,6 +12,7 @@
 #include "XpXdk/DeviceId.h"
 #include "agent/Desired.h"
 #include "agent/MemoryReserve.h"
+#include "agent/RowArray.h"
 #include "agent/config/ConfigModel.h"
 
 #include <array>
@@ -93,6 +94,8 @@ struct RowOwner {
     return acl && origin >= 0 ? &acl->source.rules[static_cast<size_t>(origin)] : nullptr;
   }
 };
+
+using RowOwners = RowArray<RowOwner>;
 
 // One hardware ACL id in use.
 struct LiveIndexKey {
@@ -295,7 +298,7 @@ private:
   std::map<Plex::AclKey, Vane::Ptr<Plex::AclData>> aclData_;
   std::map<XpAcl::HwAclIndexKey, LiveIndexKey> live_;
   std::map<Attachment, XpAcl::HwAclIndexKey> attachments_;
-  std::map<uint8_t, std::array<std::vector<RowOwner>, 5>> owners_; // by chip, table, row
+  std::map<uint8_t, std::array<RowOwners, 5>> owners_; // by chip, table, row
   struct Total {
     AclName name;
     uint64_t hits = 0;

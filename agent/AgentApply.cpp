@@ -287,7 +287,7 @@ void Agent::ownRows(uint8_t chip, const XpAcl::TcamIdxMapping& placement, const 
   const AggregatedAcl& acl = *generation.acl;
   const auto acm = helpers_.at(chip)->acmHelper(version.aclKey().direction());
   const uint32_t nobodys = helpers_.at(chip)->unusedAcmIndex();
-  std::vector<RowOwner>& owners = owners_.at(chip)[XpAcl::getTcamType(version.aclKey().direction(), type)];
+  RowOwners& owners = owners_.at(chip)[XpAcl::getTcamType(version.aclKey().direction(), type)];
   claimed.resize(std::max(claimed.size(), std::size_t{2} * owners.size() + 1));
   auto row = acl.rows.begin();
   for (const auto& placed : placement.tcamIdxAll()) {
@@ -301,19 +301,17 @@ void Agent::ownRows(uint8_t chip, const XpAcl::TcamIdxMapping& placement, const 
     if (ownCounter) {
       claimed[counter] = true;
     }
-    owners[placed.value()] = {generation.acl,  version,     row->ruleNum,
-                              row->subRuleNum, row->origin, generation.uniqueIds[unique],
-                              ownCounter};
+    owners.valueIs(placed.value(), {generation.acl, version, row->ruleNum, row->subRuleNum, row->origin,
+                                    generation.uniqueIds[unique], ownCounter});
     ++row;
   }
 }
 
 void Agent::disownRows(uint8_t chip, const XpAcl::TcamIdxMapping& placement, ApplyResult& result) {
   const Plex::AclKey& key = placement.aclKeyInfo().aclKey();
-  std::vector<RowOwner>& owners = owners_.at(chip)[XpAcl::getTcamType(key.direction(), key.aclType())];
-  const RowOwner nobody;
+  RowOwners& owners = owners_.at(chip)[XpAcl::getTcamType(key.direction(), key.aclType())];
   for (const auto& placed : placement.tcamIdxAll()) {
-    owners[placed.value()] = nobody;
+    owners.valueDel(placed.value());
     ++result.rowsRetired;
   }
 }

@@ -95,7 +95,7 @@ std::vector<uint32_t> Agent::rowsWithoutCounter(uint8_t chip, const XpAcl::TcamI
     return rows;
   }
   const Plex::AclKey& key = placement.aclKeyInfo().aclKey();
-  const std::vector<RowOwner>& owners = owners_.at(chip)[XpAcl::getTcamType(key.direction(), key.aclType())];
+  const RowOwners& owners = owners_.at(chip)[XpAcl::getTcamType(key.direction(), key.aclType())];
   for (const auto& placed : placement.tcamIdxAll()) {
     const RowOwner& owner = owners[placed.value()];
     if (owner.acl && owner.version == placement.aclKeyInfo() && !owner.ownCounter) {
@@ -131,7 +131,7 @@ void Agent::restoreCounters(uint8_t chip, XpAcl::TcamType table, const std::vect
   }
   const auto acm = helpers_.at(chip)->acmHelper(XpAcl::tcamTable(table).direction);
   for (const uint32_t row : rows) {
-    const std::vector<RowOwner>& owners = owners_.at(chip)[*twin];
+    const RowOwners& owners = owners_.at(chip)[*twin];
     if (row < owners.size() && owners[row].acl && owners[row].ownCounter) {
       acm->acmIdxIs(XpAcl::counterIndexOfRow(owners[row].version.aclKey().aclType(), row),
                     counterLabel(owners[row]));
@@ -193,7 +193,7 @@ void Agent::foldRemoved() {
 // The rows of all versions of a list that stand in a chip, ascending.
 std::vector<uint32_t> Agent::rowsOf(uint8_t chip, const Plex::AclKey& key) const {
   std::vector<uint32_t> rows;
-  const std::vector<RowOwner>& owners = owners_.at(chip)[XpAcl::getTcamType(key.direction(), key.aclType())];
+  const RowOwners& owners = owners_.at(chip)[XpAcl::getTcamType(key.direction(), key.aclType())];
   for (const auto& version : helpers_.at(chip)->programmedAclKeyInfoToIdxAll()) {
     if (!(version.key().aclKey() == key)) {
       continue;
@@ -221,7 +221,7 @@ void Agent::pollAcl(uint8_t chip, const Plex::AclKey& key) {
     return;
   }
   const AclName name = aclName(key);
-  const std::vector<RowOwner>& owners = owners_.at(chip)[XpAcl::getTcamType(key.direction(), key.aclType())];
+  const RowOwners& owners = owners_.at(chip)[XpAcl::getTcamType(key.direction(), key.aclType())];
   const std::vector<uint32_t> rows = rowsOf(chip, key);
   const bool allOwn = std::all_of(rows.begin(), rows.end(), [&](uint32_t row) {
     return owners[row].origin == originFinal || owners[row].ownCounter;
@@ -267,8 +267,9 @@ Counters Agent::counters() const {
   Counters counters;
   std::set<uint64_t> uncounted;
   for (const auto& [chip, tables] : owners_) {
-    for (const std::vector<RowOwner>& owners : tables) {
-      for (const RowOwner& owner : owners) {
+    for (const RowOwners& owners : tables) {
+      for (uint32_t row = 0; row < owners.size(); ++row) {
+        const RowOwner& owner = owners[row];
         if (owner.acl && owner.origin != originFinal && !owner.ownCounter) {
           uncounted.insert(owner.uniqueId);
         }

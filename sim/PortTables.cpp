@@ -1,9 +1,10 @@
 #include "sim/PortTables.h"
 
 #include <algorithm>
-#include <bit>
 #include <functional>
 #include <utility>
+
+#include "Vane/Hash.h"
 
 namespace sim {
 
@@ -11,8 +12,7 @@ using namespace XpXdk;
 
 template <typename Entry>
 std::size_t KeyedTable<Entry>::homeOf(uint32_t key) const {
-  const auto bits = static_cast<unsigned>(std::countr_zero(places_.size()));
-  return uint64_t{key * 0x9E3779B1u} >> (32 - bits);
+  return Vane::slotOfGrid(key >> 16, key & 0xFFFF) & (places_.size() - 1);
 }
 
 // The place where the key stands, or the free one where the search for it ends. Requires places.
@@ -45,11 +45,11 @@ void KeyedTable<Entry>::enter(uint32_t key, uint32_t index) {
 // Those behind it that were kept from their own place by it move up.
 template <typename Entry>
 void KeyedTable<Entry>::leave(uint32_t key) {
-  if (!indexOf(key)) {
-    return;
-  }
   const std::size_t mask = places_.size() - 1;
   std::size_t hole = placeOf(key);
+  if (places_[hole] == 0) {
+    return;
+  }
   for (std::size_t at = (hole + 1) & mask; places_[at] != 0; at = (at + 1) & mask) {
     const std::size_t home = homeOf(keyOf(*slots_[places_[at] - 1]));
     if (((at - home) & mask) >= ((at - hole) & mask)) {
@@ -62,16 +62,19 @@ void KeyedTable<Entry>::leave(uint32_t key) {
 }
 
 template <typename Entry>
-KeyedTable<Entry>::KeyedTable(std::vector<std::optional<Entry>> slots) : slots_(std::move(slots)) {
-  for (uint32_t index = 0; index < capacity(); ++index) {
+KeyedTable<Entry>::KeyedTable(std::vector<std::optional<Entry>> slots)
+    : capacity_(static_cast<uint32_t>(slots.size())), slots_(std::move(slots)) {
+  while (!slots_.empty() && !slots_.back()) {
+    slots_.pop_back();
+  }
+  for (uint32_t index = 0; index < slots_.size(); ++index) {
     if (slots_[index]) {
       if (!indexOf(keyOf(*slots_[index]))) {
         enter(keyOf(*slots_[index]), index);
       }
-      nextFresh_ = index + 1;
     }
   }
-  for (uint32_t index = 0; index < nextFresh_; ++index) {
+  for (uint32_t index = 0; index < slots_.size(); ++index) {
     if (!slots_[index]) {
       freed_.push_back(index); // ascending, which is a heap
     }
@@ -84,17 +87,18 @@ XP_STATUS KeyedTable<Entry>::add(const Entry& entry, uint32_t& index) {
   if (indexOf(key)) {
     return statusDuplicateKey;
   }
-  if (used() == capacity()) {
+  if (freed_.empty() && slots_.size() == capacity()) {
     return statusTableFull;
   }
   if (freed_.empty()) {
-    index = nextFresh_++;
+    index = static_cast<uint32_t>(slots_.size());
+    slots_.emplace_back(entry);
   } else {
     std::pop_heap(freed_.begin(), freed_.end(), std::greater<>());
     index = freed_.back();
     freed_.pop_back();
+    slots_[index] = entry;
   }
-  slots_[index] = entry;
   enter(key, index);
   return statusOk;
 }
@@ -104,7 +108,7 @@ XP_STATUS KeyedTable<Entry>::write(uint32_t index, const Entry& entry) {
   if (index >= capacity()) {
     return statusRowOutOfRange;
   }
-  if (!slots_[index]) {
+  if (!isUsed(index)) {
     return statusInvalidArgument;
   }
   const uint32_t oldKey = keyOf(*slots_[index]);
@@ -127,7 +131,7 @@ XP_STATUS KeyedTable<Entry>::remove(uint32_t index) {
   if (index >= capacity()) {
     return statusRowOutOfRange;
   }
-  if (!slots_[index]) {
+  if (!isUsed(index)) {
     return statusInvalidArgument;
   }
   leave(keyOf(*slots_[index]));
@@ -139,7 +143,7 @@ XP_STATUS KeyedTable<Entry>::remove(uint32_t index) {
 
 template <typename Entry>
 const Entry* KeyedTable<Entry>::entry(uint32_t index) const {
-  return index < capacity() && slots_[index] ? &*slots_[index] : nullptr;
+  return isUsed(index) ? &*slots_[index] : nullptr;
 }
 
 template <typename Entry>
@@ -157,7 +161,7 @@ std::optional<uint32_t> KeyedTable<Entry>::indexOf(uint32_t key) const {
 template <typename Entry>
 const char* KeyedTable<Entry>::audit() const {
   std::size_t used = 0;
-  for (uint32_t index = 0; index < capacity(); ++index) {
+  for (uint32_t index = 0; index < slots_.size(); ++index) {
     if (!slots_[index]) {
       continue;
     }
@@ -173,9 +177,9 @@ const char* KeyedTable<Entry>::audit() const {
   std::sort(free.begin(), free.end());
   const bool distinct = std::adjacent_find(free.begin(), free.end()) == free.end();
   const bool unused = std::none_of(free.begin(), free.end(), [this](uint32_t index) {
-    return index >= nextFresh_ || slots_[index].has_value();
+    return index >= slots_.size() || slots_[index].has_value();
   });
-  if (!distinct || !unused || used + free.size() != nextFresh_) {
+  if (!distinct || !unused || slots_.size() > capacity_ || used + free.size() != slots_.size()) {
     return "the free indexes are not exactly those that are not used";
   }
   return nullptr;

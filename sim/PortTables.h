@@ -20,11 +20,11 @@ namespace sim {
 template <typename Entry>
 class KeyedTable {
 public:
-  explicit KeyedTable(uint32_t capacity) : slots_(capacity) {}
+  explicit KeyedTable(uint32_t capacity) : capacity_(capacity) { slots_.reserve(capacity); }
   // A table as it was found, whatever stands in it: of entries with equal keys the first is met.
   explicit KeyedTable(std::vector<std::optional<Entry>> slots);
 
-  uint32_t capacity() const { return static_cast<uint32_t>(slots_.size()); }
+  uint32_t capacity() const { return capacity_; }
   uint32_t used() const { return used_; }
 
   // Status of the SDK: ok, statusTableFull or statusDuplicateKey.
@@ -45,20 +45,23 @@ public:
   const char* audit() const;
 
 private:
+  bool isUsed(uint32_t index) const { return index < slots_.size() && slots_[index].has_value(); }
   std::size_t placeOf(uint32_t key) const;
   std::size_t homeOf(uint32_t key) const;
   void enter(uint32_t key, uint32_t index);
   void leave(uint32_t key);
 
+  uint32_t capacity_;
+  // As far as indexes were ever used, in memory for all of them: what was never used is never touched, and
+  // costs a process that starts no page.
   std::vector<std::optional<Entry>> slots_;
   // Where a key stands: indexes plus 1, 0 for none, from the place that the key's bits tell on. A power of
   // two of places, at most half of them taken.
   std::vector<uint32_t> places_;
   uint32_t used_ = 0; // keys
-  // Indexes given back, kept as a heap with the lowest at the front; indexes from nextFresh_ on were
+  // Indexes given back, kept as a heap with the lowest at the front; those from the end of slots_ on were
   // never used.
   std::vector<uint32_t> freed_;
-  uint32_t nextFresh_ = 0;
 };
 
 constexpr uint32_t portVlanKey(uint16_t vif, uint16_t vlan) { // both in one word
