@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdio>
+#include <cstring>
 
 namespace agent {
 
@@ -15,6 +17,24 @@ bool isBlank(char c) {
 
 char lower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+// The first octet from `at` on that is a blank or a control, or the end. Eight are looked at at once, as
+// words are most of a configuration: such an octet borrows when what follows the blank is taken from it, and
+// what then borrows wrongly stands behind it.
+const char* visibleEnd(const char* at, const char* end) {
+  constexpr uint64_t each = 0x0101010101010101;
+  if constexpr (std::endian::native == std::endian::little) {
+    for (uint64_t octets; static_cast<size_t>(end - at) >= sizeof octets; at += sizeof octets) {
+      std::memcpy(&octets, at, sizeof octets);
+      const uint64_t low = (octets - each * (' ' + 1)) & ~octets & each * 0x80;
+      if (low != 0)
+        return at + std::countr_zero(low) / 8;
+    }
+  }
+  while (at != end && static_cast<unsigned char>(*at) > ' ')
+    ++at;
+  return at;
 }
 
 // Words longer than this are no misspelt keywords, and comparing them would cost time.
@@ -36,43 +56,32 @@ bool LineReader::next(std::string_view& line) {
 
 void splitWords(std::string_view line, std::vector<Token>& tokens) {
   tokens.clear();
-  size_t i = 0;
-  while (true) {
-    while (i < line.size() && isBlank(line[i]))
-      ++i;
-    if (i == line.size() || line[i] == '!')
+  const char* const begin = line.data();
+  const char* const end = begin + line.size();
+  for (const char* at = begin;;) {
+    while (at != end && isBlank(*at))
+      ++at;
+    if (at == end || *at == '!')
       return;
-    const size_t first = i;
-    while (i < line.size() && !isBlank(line[i]))
-      ++i;
-    tokens.push_back({line.substr(first, i - first), static_cast<unsigned>(first + 1)});
+    const char* const first = at;
+    for (at = visibleEnd(at, end); at != end && !isBlank(*at); at = visibleEnd(at, end))
+      ++at; // a control that separates nothing
+    tokens.push_back({{first, static_cast<size_t>(at - first)}, static_cast<unsigned>(first - begin + 1)});
   }
 }
 
-Token Cursor::peek(size_t ahead) const {
-  if (next_ + ahead < tokens_->size())
-    return (*tokens_)[next_ + ahead];
+Token Cursor::behindLast() const {
   if (tokens_->empty())
     return {{}, 1};
   const Token& last = tokens_->back();
   return {{}, last.column + static_cast<unsigned>(last.text.size())};
 }
 
-Token Cursor::take() {
-  const Token token = peek();
-  if (!atEnd())
-    ++next_;
-  return token;
-}
-
-bool Cursor::at(std::string_view keyword, size_t ahead) const {
-  return sameWord(peek(ahead).text, keyword);
-}
-
-bool Cursor::takeWord(std::string_view keyword) {
-  if (!at(keyword))
-    return false;
-  ++next_;
+bool sameLetters(std::string_view a, std::string_view b) {
+  // Almost always both are written alike.
+  for (size_t i = 0; i < a.size(); ++i)
+    if (a[i] != b[i] && lower(a[i]) != lower(b[i]))
+      return false;
   return true;
 }
 
@@ -156,13 +165,20 @@ std::string quotedWord(std::string_view word) {
 }
 
 std::string foldedText(const std::vector<Token>& tokens, size_t first, size_t last) {
+  if (first >= last)
+    return {};
+  // Mostly one blank stands between the words already, and all is copied at once.
+  const char* const begin = tokens[first].text.data();
+  const char* end = begin + tokens[first].text.size();
+  size_t next = first + 1;
+  while (next < last && tokens[next].text.data() == end + 1 && *end == ' ')
+    end += 1 + tokens[next++].text.size();
   std::string result;
-  if (first < last)
-    result.reserve(tokens[last - 1].column + tokens[last - 1].text.size() - tokens[first].column);
-  for (size_t i = first; i < last; ++i) {
-    if (i != first)
-      result += ' ';
-    result += tokens[i].text;
+  result.reserve(tokens[last - 1].column + tokens[last - 1].text.size() - tokens[first].column);
+  result.assign(begin, end);
+  for (; next < last; ++next) {
+    result += ' ';
+    result += tokens[next].text;
   }
   return result;
 }

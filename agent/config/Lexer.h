@@ -32,33 +32,43 @@ private:
 // Replaces `tokens` by the words of the line. A word that starts with '!' starts a comment.
 void splitWords(std::string_view line, std::vector<Token>& tokens);
 
+// Negative, zero or positive, in the order of the lower-case spellings.
+int compareWords(std::string_view a, std::string_view b);
+// Without regard to case; sameLetters() of words of the same length.
+bool sameLetters(std::string_view a, std::string_view b);
+inline bool sameWord(std::string_view a, std::string_view b) {
+  // Most words differ in the first letter already; the bit is that of the case.
+  return a.size() == b.size() && (a.empty() || ((a[0] ^ b[0]) & ~0x20) == 0) && sameLetters(a, b);
+}
+
 // A walk over the words of one line.
 class Cursor {
 public:
   Cursor(const std::vector<Token>& tokens, size_t first) : tokens_(&tokens), next_(first) {}
   bool atEnd() const { return next_ >= tokens_->size(); }
   // The word `ahead` words on; an empty one behind the last word, standing where the line ends.
-  Token peek(size_t ahead = 0) const;
-  Token take();
+  Token peek(size_t ahead = 0) const {
+    return next_ + ahead < tokens_->size() ? (*tokens_)[next_ + ahead] : behindLast();
+  }
+  Token take() { return atEnd() ? behindLast() : (*tokens_)[next_++]; }
   void skip(size_t count) { next_ += std::min(count, tokens_->size() - std::min(next_, tokens_->size())); }
   // Takes the next word when it is this keyword.
-  bool takeWord(std::string_view keyword);
-  bool at(std::string_view keyword, size_t ahead = 0) const;
+  bool takeWord(std::string_view keyword) {
+    const bool isAt = at(keyword);
+    next_ += isAt;
+    return isAt;
+  }
+  bool at(std::string_view keyword, size_t ahead = 0) const { return sameWord(peek(ahead).text, keyword); }
   size_t position() const { return next_; }
   void positionIs(size_t position) { next_ = position; }
 
 private:
+  Token behindLast() const;
+
   const std::vector<Token>* tokens_;
   size_t next_;
 };
 
-// Negative, zero or positive, in the order of the lower-case spellings.
-int compareWords(std::string_view a, std::string_view b);
-// Without regard to case.
-inline bool sameWord(std::string_view a, std::string_view b) {
-  // Most words differ in the first letter already; the bit is that of the case.
-  return a.size() == b.size() && (a.empty() || ((a[0] ^ b[0]) & ~0x20) == 0) && compareWords(a, b) == 0;
-}
 bool startsWithWord(std::string_view text, std::string_view prefix);
 std::string lowerCase(std::string_view text);
 inline bool isDigit(char c) {

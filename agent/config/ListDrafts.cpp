@@ -154,7 +154,7 @@ void ListDraft::deleteByText(const std::vector<Token>& tokens, size_t first, uns
 }
 
 void ListDraft::resequence(uint32_t start, uint32_t step) {
-  std::map<uint32_t, Entry> renumbered;
+  std::pmr::map<uint32_t, Entry> renumbered(&memory_);
   uint64_t next = start;
   for (auto& [sequence, entry] : entries_) {
     if (next > UINT32_MAX)

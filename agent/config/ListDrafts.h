@@ -6,6 +6,7 @@
 
 #include <map>
 #include <memory>
+#include <memory_resource>
 #include <set>
 #include <string>
 #include <string_view>
@@ -66,7 +67,9 @@ private:
   std::string name_;
   unsigned line_;
   unsigned column_;
-  std::map<uint32_t, Entry> entries_; // by sequence number
+  // By sequence number; in memory that is given back with the list, as there are many.
+  std::pmr::monotonic_buffer_resource memory_;
+  std::pmr::map<uint32_t, Entry> entries_{&memory_};
   // Entries by their text, for deletion by text; made when first asked for, and may hold replaced ones.
   std::unique_ptr<std::unordered_multimap<std::string, uint32_t>> byText_;
   std::vector<Finding> findings_;

@@ -258,6 +258,11 @@ auto find(const Table& table, std::string_view name) {
 } // namespace
 
 std::optional<uint8_t> protocolFromName(std::string_view name) {
+  // Most lines have one of these.
+  constexpr std::array frequent = {Named{"tcp", 6}, Named{"udp", 17}, Named{"icmp", 1}};
+  for (const Named& entry : frequent)
+    if (sameWord(entry.name, name))
+      return static_cast<uint8_t>(entry.value);
   const auto at = find(protocols, name);
   return at == protocols.end() ? std::nullopt : std::optional(static_cast<uint8_t>(at->value));
 }

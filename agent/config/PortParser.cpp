@@ -1,6 +1,7 @@
 #include "agent/config/PortParser.h"
 
 #include <array>
+#include <utility>
 
 namespace agent {
 
@@ -25,8 +26,9 @@ bool continuesPortList(const Cursor& cursor, PortProtocols protocols) {
   return allDigits(word) || portFromText(word, protocols).has_value();
 }
 
-std::optional<PortSet> takePortList(Cursor& cursor, PortProtocols protocols, Findings& findings) {
-  PortSet ports;
+std::optional<PortSet> takePortList(Cursor& cursor, PortProtocols protocols, Findings& findings,
+                                    PortSet ports) {
+  ports.clear();
   do {
     const auto port = takePort(cursor, protocols, findings);
     if (!port)
@@ -97,14 +99,15 @@ std::optional<uint16_t> takePort(Cursor& cursor, PortProtocols protocols, Findin
   return std::nullopt;
 }
 
-std::optional<PortSet> takePortExpression(Cursor& cursor, PortProtocols protocols, Findings& findings) {
+std::optional<PortSet> takePortExpression(Cursor& cursor, PortProtocols protocols, Findings& findings,
+                                          PortSet memory) {
   const Token token = cursor.take();
   if (sameWord(token.text, "eq"))
-    return takePortList(cursor, protocols, findings);
+    return takePortList(cursor, protocols, findings, std::move(memory));
   if (sameWord(token.text, "range"))
     return takeRange(cursor, protocols, findings);
   if (sameWord(token.text, "neq")) {
-    const auto ports = takePortList(cursor, protocols, findings);
+    const auto ports = takePortList(cursor, protocols, findings, std::move(memory));
     return ports ? std::optional(complementOf(*ports)) : std::nullopt;
   }
   const bool greater = sameWord(token.text, "gt");
