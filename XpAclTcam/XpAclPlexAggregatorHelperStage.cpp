@@ -20,8 +20,10 @@ TcamRuleInfo* XpAclPlexAggregatorHelper::stageRule(const AclKeyInfo& aclKeyInfo,
                                                    const TcamAclRuleId& ruleId, const char* operation,
                                                    const char* traceText) {
   const Plex::AclKey& aclKey = aclKeyInfo.aclKey();
+  // What the rules before have made already is found in place, as a version has many.
   const TcamType tcamType = getTcamType(aclKey.direction(), aclType);
-  const auto pool = tcamIdxAllocatorIs(tcamType);
+  const Vane::Ptr<TcamIdxAllocator>* const found = tcamIdxAllocator_.find(tcamType);
+  TcamIdxAllocator* const pool = found != nullptr ? found->ptr() : tcamIdxAllocatorIs(tcamType).ptr();
   // Raises the range error for a device number that no chip has.
   static_cast<void>(Plex::Central::DeviceId(xpDevId().value()));
 
@@ -34,12 +36,13 @@ TcamRuleInfo* XpAclPlexAggregatorHelper::stageRule(const AclKeyInfo& aclKeyInfo,
     unitErrorIs(text, Plex::aclCreateErrorTcamExhaustion);
     return nullptr;
   }
-  const auto pending = pendingTcamMappingIs(aclKey);
-  const auto rule = pending->pendingAclKeyToTcamInfoIs(aclKey)->tcamRuleInfoIs(ruleId);
+  const Vane::Ptr<PendingTcamMapping>* const begun = pendingTcamMapping_.find(aclKey);
+  PendingTcamMapping* const pending = begun != nullptr ? begun->ptr() : pendingTcamMappingIs(aclKey).ptr();
+  const auto rule = pending->rulesOf(aclKey).tcamRuleInfoIs(ruleId);
   rule->aclDataIs(aclData);
   rule->ruleNumIs(ruleId.ruleNum());
   rule->subruleNumIs(ruleId.subRuleNum());
-  const Vane::U32 row = pool->takeLowestFor(*pending->pendingAclKeyInfoToIdxIs(aclKeyInfo).ptr(), ruleId);
+  const Vane::U32 row = pool->takeLowestFor(pending->placementOf(aclKeyInfo), ruleId);
   HELPER_TRACE(5, traceText << row);
   return rule.ptr();
 }

@@ -34,6 +34,16 @@ Vane::U32 TcamIdxAllocator::takeLowestFor(TcamIdxMapping& mapping, const TcamAcl
   return row;
 }
 
+TcamInfo& PendingTcamMapping::rulesOf(const Plex::AclKey& key) {
+  const Vane::Ptr<TcamInfo>* const found = pendingAclKeyToTcamInfo_.find(key);
+  return found != nullptr ? **found : *pendingAclKeyToTcamInfoIs(key);
+}
+
+TcamIdxMapping& PendingTcamMapping::placementOf(const AclKeyInfo& info) {
+  const Vane::Ptr<TcamIdxMapping>* const found = pendingAclKeyInfoToIdx_.find(info);
+  return found != nullptr ? **found : *pendingAclKeyInfoToIdxIs(info);
+}
+
 void TcamRuleInfo::attributesFrom(const TcamRuleInfo& other) {
   filterIs(other.filter());
   ip6FilterIs(other.ip6Filter());

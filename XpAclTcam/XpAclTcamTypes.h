@@ -166,6 +166,11 @@ public:
               CHILDREN(Plex::AclKey, TcamInfo, pendingAclKeyToTcamInfo, PendingAclKeyToTcamInfo))
 
   explicit PendingTcamMapping(const Plex::AclKey& key) : aclKey_(key) {}
+
+  // The staged rules of an ACL and the placement of a version, made when there are none; each valid until it
+  // is deleted here.
+  TcamInfo& rulesOf(const Plex::AclKey& key);
+  TcamIdxMapping& placementOf(const AclKeyInfo& info);
 };
 
 } // namespace XpAcl
