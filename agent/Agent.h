@@ -198,7 +198,7 @@ public:
 
 private:
   struct Change;
-  using WantedPairs = std::map<Ovnet::IntfId, std::set<uint16_t>>; // VLANs of each port
+  using WantedPairs = std::map<Ovnet::IntfId, std::vector<uint16_t>>; // VLANs of each port, ascending
   // The code of a port, or of the port-channel of its members, and the chip.
   using VifOwner = std::pair<uint32_t, uint8_t>;
 
@@ -228,7 +228,9 @@ private:
   void reserveAtLeast(std::size_t bytes);
   static std::size_t bytesToCommit(XpAcl::TcamType table, std::size_t rows);
   std::size_t bytesToFinish(const Change& change) const;
-  std::size_t bytesToMove(Ovnet::IntfId intf, const WantedPairs& pairs) const;
+  WantedPairs joiningPairs(const Change& change) const;
+  std::vector<uint16_t> pairsToJoin(Ovnet::IntfId intf, const std::vector<uint16_t>& wanted) const;
+  std::size_t bytesToMove(const std::set<Ovnet::IntfId>& intfs) const;
   void finish(Change& change, const std::set<uint8_t>& chips);
   bool giveIds(Change& change);
   bool stageAll(Change& change);

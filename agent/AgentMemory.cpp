@@ -15,8 +15,11 @@ constexpr std::size_t bytesOfChange = std::size_t{256} << 10; // whatever its si
 constexpr std::size_t bytesOfChip = std::size_t{256} << 10;   // one that joins: its machine and its books
 constexpr std::size_t bytesOfRow = 1024;                      // counter, label, the index of its line
 constexpr std::size_t bytesOfWarning = 1024;                  // of a row that finds its counter taken
-constexpr std::size_t bytesOfPair = 1024;                     // a (port, VLAN) pair that joins a chip
-constexpr std::size_t bytesOfEntry = 512;                     // an entry of a VIF table that is added
+constexpr std::size_t bytesOfPair = 144;                      // a (port, VLAN) pair that joins a chip
+constexpr std::size_t bytesOfEntry = 40;                      // an entry of a VIF table that is added
+constexpr std::size_t bytesOfSlots = 16;                      // of each member of a map that grows
+constexpr std::size_t mapsOfPairs = 4;                        // two statuses, cache and users of a chip
+constexpr std::size_t mapsOfEntries = 2;                      // of both VIF tables
 constexpr std::size_t bytesOfInterface = 4096;                // published keys, blocks
 
 } // namespace
@@ -33,36 +36,15 @@ void Agent::reserveAtLeast(std::size_t bytes) {
   }
 }
 
-// An interface that moves has its entry written for each of its pairs, those of `pairs` and those that
-// stand.
-std::size_t Agent::bytesToMove(Ovnet::IntfId intf, const WantedPairs& pairs) const {
-  std::size_t entries = 0;
-  if (Ovnet::EthIntfId::isEthIntfId(intf)) {
-    const auto wanted = pairs.find(intf);
-    entries =
-        (wanted == pairs.end() ? 0 : wanted->second.size()) + portVlanVifStatus_->vlansOfIntf(intf).size();
-  } else {
-    const auto vlan = static_cast<uint16_t>(intf.number());
-    entries = portVlanVifStatus_->intfsOfVlan(Bridging::VlanId(vlan)).size() +
-              static_cast<std::size_t>(std::count_if(pairs.begin(), pairs.end(), [vlan](const auto& port) {
-                return port.second.count(vlan) != 0;
-              }));
-  }
-  return bytesOfInterface + entries * bytesOfEntry;
-}
-
-std::size_t Agent::bytesToFinish(const Change& change) const {
-  std::size_t bytes = bytesOfChange + change.bytesToCommit;
-  std::set<uint8_t> joining;
+// The pairs that come, and those whose port comes anew: to another chip, to another port-channel.
+Agent::WantedPairs Agent::joiningPairs(const Change& change) const {
   std::map<Ovnet::IntfId, const Interface*> ports;
   for (const Interface& intf : change.config.interfaces) {
     if (intf.kind == InterfaceKind::ethernet) {
       ports[intfId(intf)] = &intf;
-      if (active_.count(intf.chip) == 0) {
-        joining.insert(intf.chip);
-      }
     }
   }
+  WantedPairs joining;
   for (const auto& [intf, vlans] : change.pairs) {
     const Interface& port = *ports.at(intf);
     const auto channel = channelOf_.find(intf);
@@ -71,25 +53,69 @@ std::size_t Agent::bytesToFinish(const Change& change) const {
     const Ovnet::IntfId held = channel == channelOf_.end() ? Ovnet::IntfId() : channel->second;
     const bool anew = active_.count(port.chip) == 0 || !(wanted == held) ||
                       !(systemStatus_->intfToChipPort(intf).chip() == Plex::Central::DeviceId(port.chip));
-    for (const uint16_t vlan : vlans) {
-      if (anew ||
-          !portVlanVifStatus_->portVlanToVifMapHas(XpLib::PortAndVlanId(intf, Bridging::VlanId(vlan)))) {
-        bytes += bytesOfPair;
-      }
+    joining[intf] = anew ? vlans : pairsToJoin(intf, vlans);
+  }
+  return joining;
+}
+
+// An interface that moves has an entry written for each of its pairs. Those that join bring memory for their
+// entries with them, and an entry that stands takes none: no more are added than there are pairs without one
+// (after a restart, entries may stand that no pair has).
+std::size_t Agent::bytesToMove(const std::set<Ovnet::IntfId>& intfs) const {
+  std::size_t egress = 0;
+  std::size_t ingress = 0;
+  for (const Ovnet::IntfId intf : intfs) {
+    if (Ovnet::EthIntfId::isEthIntfId(intf)) {
+      egress += portVlanVifStatus_->vlansOfIntf(intf).size();
+    } else {
+      const Bridging::VlanId vlan(static_cast<uint16_t>(intf.number()));
+      const std::size_t ports = portVlanVifStatus_->intfsOfVlan(vlan).size();
+      egress += ports;
+      ingress += ports;
     }
   }
+  const std::size_t pairs = portVlanVifStatus_->portVlanToVifMapCount();
+  const auto bytesToAdd = [&](std::size_t written, const XpAcl::VlanVifIndexMap& entries) {
+    const std::size_t lacking = adopted_.empty() ? pairs - std::min(pairs, entries.count()) : pairs;
+    const std::size_t added = std::min(written, lacking);
+    return added == 0 ? 0 : added * bytesOfEntry + (entries.count() + added) * bytesOfSlots;
+  };
+  return intfs.size() * 2 * bytesOfInterface + bytesToAdd(egress, *xpcsd_->egressVlanVifKeyAndIndexMap()) +
+         bytesToAdd(ingress, *xpcsd_->portVlanIvifKeyAndIndexMap());
+}
+
+std::size_t Agent::bytesToFinish(const Change& change) const {
+  std::size_t bytes = bytesOfChange + change.bytesToCommit;
+  std::set<uint8_t> chips;
+  for (const Interface& intf : change.config.interfaces) {
+    if (intf.kind == InterfaceKind::ethernet && active_.count(intf.chip) == 0) {
+      chips.insert(intf.chip);
+    }
+  }
+  const WantedPairs joining = joiningPairs(change);
+  std::size_t pairs = 0;
+  for (const auto& [intf, vlans] : joining) {
+    pairs += vlans.size();
+  }
+  if (pairs != 0) {
+    const std::size_t members = portVlanVifStatus_->portVlanToVifMapCount() + pairs;
+    bytes += pairs * (bytesOfPair + mapsOfEntries * bytesOfEntry) +
+             members * (mapsOfPairs + mapsOfEntries) * bytesOfSlots;
+  }
+  std::set<Ovnet::IntfId> moving;
   for (const auto& [attachment, key] : attachments_) {
     const auto wanted = change.desired.attachments.find(attachment);
-    if (!joining.empty() || wanted == change.desired.attachments.end() || !(wanted->second == key)) {
-      bytes += bytesToMove(attachment.intf, change.pairs);
+    if (!chips.empty() || wanted == change.desired.attachments.end() || !(wanted->second == key)) {
+      moving.insert(attachment.intf);
     }
   }
   for (const auto& [attachment, key] : change.desired.attachments) {
     if (attachments_.count(attachment) == 0) {
-      bytes += bytesToMove(attachment.intf, change.pairs);
+      moving.insert(attachment.intf);
     }
   }
-  return bytes + joining.size() * bytesOfChip + change.config.interfaces.size() * bytesOfInterface;
+  bytes += bytesToMove(moving);
+  return bytes + chips.size() * bytesOfChip + change.config.interfaces.size() * bytesOfInterface;
 }
 
 } // namespace agent

@@ -1,6 +1,7 @@
 #include "agent/Agent.h"
 
 #include <algorithm>
+#include <bitset>
 
 // Chips, ports and (port, VLAN) pairs: what the chips' port tables are programmed from.
 
@@ -21,31 +22,35 @@ bool hasEgressList(const Interface& intf) {
 // The VLANs that a port is a member of. A port without switchport lines carries every VLAN. Pairs are kept
 // for those that the configuration knows, because only their VLAN interfaces can have lists; but the port's
 // own egress list is looked up by pairs too, so a port that has one gets a pair in every VLAN.
-std::set<uint16_t> vlansOf(const Interface& intf, const Config& config) {
+std::vector<uint16_t> vlansOf(const Interface& intf, const Config& config) {
   if (intf.accessVlan) {
     return {*intf.accessVlan};
   }
-  std::set<uint16_t> vlans;
+  std::bitset<maxVlan + 1> carried;
   if (intf.trunk) {
     for (const PortRange& range : intf.allowedVlans) {
       for (uint32_t vlan = range.low; vlan <= range.high; ++vlan) {
-        vlans.insert(vlans.end(), static_cast<uint16_t>(vlan));
+        carried.set(vlan);
       }
     }
-    return vlans;
-  }
-  if (hasEgressList(intf)) {
-    for (uint16_t vlan = 1; vlan <= maxVlan; ++vlan) {
-      vlans.insert(vlans.end(), vlan);
+  } else if (hasEgressList(intf)) {
+    carried.set();
+    carried.reset(0);
+  } else {
+    carried.set(nativeVlan);
+    for (const uint16_t vlan : config.vlans) {
+      carried.set(vlan);
     }
-    return vlans;
-  }
-  vlans.insert(nativeVlan);
-  vlans.insert(config.vlans.begin(), config.vlans.end());
-  for (const Interface& other : config.interfaces) {
-    if (other.kind == InterfaceKind::vlan) {
-      vlans.insert(other.vlan);
+    for (const Interface& other : config.interfaces) {
+      if (other.kind == InterfaceKind::vlan) {
+        carried.set(other.vlan);
+      }
     }
+  }
+  std::vector<uint16_t> vlans;
+  vlans.reserve(carried.count());
+  for (std::size_t vlan = carried._Find_first(); vlan < carried.size(); vlan = carried._Find_next(vlan)) {
+    vlans.push_back(static_cast<uint16_t>(vlan));
   }
   return vlans;
 }
@@ -183,7 +188,7 @@ ApplyResult Agent::chipRemove(uint8_t chip) {
 }
 
 void Agent::blockIntf(Ovnet::IntfId intf, bool block) {
-  reserveAtLeast(bytesToMove(intf, {}));
+  reserveAtLeast(bytesToMove({intf}));
   if (block) {
     operatorBlocks_.insert(intf);
   } else {
@@ -350,17 +355,34 @@ void Agent::joinPairs(const Config& config, const WantedPairs& wanted) {
   }
   blockWanted();
   for (const auto& [intf, vlans] : wanted) {
-    const auto vif = vifs_.find(vifOwner(intf));
-    for (const uint16_t vlan : vlans) {
-      // Most pairs stand already.
-      const XpVif::VifId* const held =
-          portVlanVifStatus_->portVlanToVifMapFind(XpLib::PortAndVlanId(intf, Bridging::VlanId(vlan)));
-      if (held == nullptr || vif == vifs_.end() || !(*held == XpVif::VifId(vif->second))) {
-        pairAdd(intf, vlan);
-      }
+    for (const uint16_t vlan : pairsToJoin(intf, vlans)) {
+      pairAdd(intf, vlan);
     }
   }
   unblockUnwanted();
+}
+
+// Those of the wanted VLANs whose pair does not stand, or stands with another VIF. Most stand already. The
+// pairs of a port have one VIF between them: all are moved when the port gets another one.
+std::vector<uint16_t> Agent::pairsToJoin(Ovnet::IntfId intf, const std::vector<uint16_t>& wanted) const {
+  const auto vif = vifs_.find(vifOwner(intf));
+  const std::vector<Bridging::VlanId> standing = portVlanVifStatus_->vlansOfIntf(intf);
+  if (vif == vifs_.end() || standing.empty() ||
+      !(portVlanVifStatus_->portVlanToVifMap(XpLib::PortAndVlanId(intf, standing.front())) ==
+        XpVif::VifId(vif->second))) {
+    return wanted;
+  }
+  std::vector<uint16_t> joining;
+  auto held = standing.begin();
+  for (const uint16_t vlan : wanted) {
+    while (held != standing.end() && held->value() < vlan) {
+      ++held;
+    }
+    if (held == standing.end() || held->value() != vlan) {
+      joining.push_back(vlan);
+    }
+  }
+  return joining;
 }
 
 // The wanted pairs have joined: without more pairs than these none is to leave.
@@ -373,7 +395,8 @@ void Agent::removePairs(const WantedPairs& wanted) {
   if (portVlanVifStatus_->portVlanToVifMapCount() != count) {
     for (const auto& pair : portVlanVifStatus_->portVlanToVifMapAll()) {
       const auto port = wanted.find(pair.key().intf());
-      if (port == wanted.end() || port->second.count(pair.key().vlanId().value()) == 0) {
+      if (port == wanted.end() ||
+          !std::binary_search(port->second.begin(), port->second.end(), pair.key().vlanId().value())) {
         gone.push_back(pair.key());
       }
     }
