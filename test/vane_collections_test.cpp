@@ -15,8 +15,21 @@
 #include <utility>
 #include <vector>
 
+namespace Demo {
+
+// In a grid, as VLANs at ports are.
+class GridKey {
+public:
+  VANE_VALUE(Demo, GridKey, (Vane::U32, row, 0), (Vane::U16, column, 0))
+
+  friend Vane::U32 vaneSlot(const GridKey& key) { return Vane::slotOfGrid(key.row(), key.column()); }
+};
+
+} // namespace Demo
+
 namespace {
 
+using Demo::GridKey;
 using Vane::U32;
 using Vane::U64;
 
@@ -444,13 +457,6 @@ TEST(VaneCollections, MembersComeAndGoAtTheEnd) {
     ASSERT_EQ(map.size(), twin.size());
   }
 }
-
-class GridKey {
-public:
-  VANE_VALUE(Test, GridKey, (Vane::U32, row, 0), (Vane::U16, column, 0))
-
-  friend U32 vaneSlot(const GridKey& key) { return Vane::slotOfGrid(key.row(), key.column()); }
-};
 
 template <typename Set>
 std::string membersOf(const Set& set) {

@@ -19,9 +19,10 @@
 // member costs besides its key and value is one word of state and two or three slots of four bytes.
 //
 // Life of a position. A member takes the next position. Deleted, it leaves the map at once, but keeps
-// its position, key and value until no iterator stands on it. Positions are never used again while an
-// iterator exists; without one, an insertion or deletion that finds more dead positions than members
-// closes the gaps. Maps of a few members have no slots and are searched from end to end.
+// its position, key and value until no iterator stands on it; its slot is `gone`. Positions are never used
+// again while an iterator exists; without one, those behind the last member are taken anew, and an insertion
+// or deletion that finds more dead positions than members closes the gaps. Maps of a few members have no slots
+// and are searched from end to end.
 
 namespace Vane {
 
