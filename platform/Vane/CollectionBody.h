@@ -2,6 +2,8 @@
 
 #include "Vane/Types.h"
 
+#include <cstddef>
+
 namespace Vane {
 
 // What the storage of every keyed collection has: a count of those who use it, the map and its iterators.
@@ -12,6 +14,10 @@ class CollectionBody {
 public:
   CollectionBody(const CollectionBody&) = delete;
   CollectionBody& operator=(const CollectionBody&) = delete;
+
+  // From the blocks that objects come from: a rule has a collection of a member or two.
+  VANE_API static void* operator new(std::size_t size);
+  VANE_API static void operator delete(void* memory) noexcept;
 
   void hold() { ++references_; }
   void drop() {

@@ -1,5 +1,6 @@
 #include "Vane/Ptr.h"
 
+#include "Vane/CollectionBody.h"
 #include "Vane/Notification.h"
 #include "Vane/Sanitizer.h"
 #include "Vane/Type.h"
@@ -190,5 +191,13 @@ void PtrInterface::vaneMemFree(void* memory) noexcept {
 }
 
 #endif
+
+void* CollectionBody::operator new(std::size_t size) {
+  return PtrInterface::vaneMemAlloc(size);
+}
+
+void CollectionBody::operator delete(void* memory) noexcept {
+  PtrInterface::vaneMemFree(memory);
+}
 
 } // namespace Vane
