@@ -36,21 +36,25 @@ namespace {
 class LinesByText {
 public:
   LinesByText(const Rules& rules, std::size_t from, std::size_t to)
-      : rules_(rules), slots_(std::bit_ceil(2 * (to - from) + 1)), next_(to, none) {
+      : rules_(rules), slots_(std::bit_ceil(2 * (to - from) + 1)), lines_(to), expected_(from) {
     for (std::size_t line = to; line-- > from;) {
       Slot& slot = slotOf(rules[line].text);
       slot.line = line;
-      next_[line] = std::exchange(slot.first, line);
+      lines_[line] = {&slot, std::exchange(slot.first, line)};
     }
   }
 
-  // The first line with this text that nobody took yet.
+  // The first line with this text that nobody took yet: as a rule the one behind the line that was taken
+  // last.
   std::optional<std::size_t> take(std::string_view text) {
-    Slot& slot = slotOf(text);
+    const bool follows = expected_ < lines_.size() && lines_[expected_].slot->first == expected_ &&
+                         rules_[expected_].text == text;
+    Slot& slot = follows ? *lines_[expected_].slot : slotOf(text);
     if (slot.first == none) {
       return std::nullopt;
     }
-    return std::exchange(slot.first, next_[slot.first]);
+    expected_ = slot.first + 1;
+    return std::exchange(slot.first, lines_[slot.first].next);
   }
 
 private:
@@ -58,6 +62,11 @@ private:
   struct Slot {
     std::size_t line = none;  // one that has the text; none: the slot is free
     std::size_t first = none; // the first that nobody took
+  };
+
+  struct Line {
+    Slot* slot = nullptr;
+    std::size_t next = none; // line with its text
   };
 
   Slot& slotOf(std::string_view text) {
@@ -71,7 +80,8 @@ private:
 
   const Rules& rules_;
   std::vector<Slot> slots_;
-  std::vector<std::size_t> next_; // by line: the next one with its text
+  std::vector<Line> lines_;
+  std::size_t expected_; // behind the line that was taken last
 };
 
 } // namespace
