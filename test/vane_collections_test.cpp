@@ -548,4 +548,24 @@ TEST(VaneCollections, KeysOfAGridAreFound) {
   }
 }
 
+TEST(VaneCollections, ExpectingKeysChangesNothing) {
+  Vane::HashMap2018<Vane::U32, Vane::U32> map;
+  map.expect(1, 2);
+  Vane::U32 sum = 0;
+  for (Vane::U32 key = 0; key < 1000; ++key) {
+    map.assign(key, 2 * key);
+    map.expect(key + 3, key + 1000000);
+    map.expect(key / 2, 0xFFFFFFFF);
+  }
+  for (Vane::U32 key = 0; key < 1000; key += 2) {
+    map.erase(key);
+    map.expect(key, key + 2);
+  }
+  for (Vane::U32 key = 0; key < 2000; ++key) {
+    sum += map.valueOrDefault(key);
+  }
+  EXPECT_EQ(map.size(), 500u);
+  EXPECT_EQ(sum, 500000u);
+}
+
 } // namespace

@@ -21,8 +21,8 @@
 // Life of a position. A member takes the next position. Deleted, it leaves the map at once, but keeps
 // its position, key and value until no iterator stands on it; its slot is `gone`. Positions are never used
 // again while an iterator exists; without one, those behind the last member are taken anew, and an insertion
-// or deletion that finds more dead positions than members closes the gaps. Maps of a few members have no slots
-// and are searched from end to end.
+// or deletion that finds more dead positions than members closes the gaps. Maps of a few members have no
+// slots and are searched from end to end.
 
 namespace Vane {
 
@@ -61,6 +61,19 @@ public:
   V* find(const K& key) {
     Entry* entry = findEntry(key);
     return entry == nullptr ? nullptr : &entry->value;
+  }
+
+  // Has the processor fetch the member of `next`, whose slot it has fetched already, and the slot of `later`.
+  // Changes nothing; neither key need be there. Always in place: a call would be dropped as one without
+  // effect.
+  [[gnu::always_inline]] void expect(const K& next, const K& later) const {
+    if (slotCount_ != 0) {
+      const U32 mask = slotCount_ - 1;
+      __builtin_prefetch(&slots_[slotOf(later) & mask]);
+      if (const U32 place = slots_[slotOf(next) & mask]; place != 0 && place != gone) {
+        __builtin_prefetch(&at(place - 1));
+      }
+    }
   }
 
   std::pair<V*, bool> findOrInsert(const K& key, const V& value) {
