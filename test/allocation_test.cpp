@@ -83,6 +83,14 @@ void* allocate(std::size_t bytes) {
   }
 }
 
+void* allocateOrNull(std::size_t bytes) {
+  try {
+    return allocate(bytes);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
 void release(void* memory) {
   if (memory != nullptr) {
     Header* const header = static_cast<Header*>(memory) - 1;
@@ -100,6 +108,13 @@ void* operator new(std::size_t bytes) {
 }
 void* operator new[](std::size_t bytes) {
   return allocate(bytes);
+}
+// The standard library's own would come here too; the sanitizer's would not.
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+  return allocateOrNull(bytes);
+}
+void* operator new[](std::size_t bytes, const std::nothrow_t&) noexcept {
+  return allocateOrNull(bytes);
 }
 void operator delete(void* memory) noexcept {
   release(memory);
