@@ -16,6 +16,7 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <utility>
 
 namespace tool {
@@ -136,14 +137,15 @@ private:
     std::size_t bytesAt = 0;
   };
 
-  // Packets before one that cannot be read are judged like all others.
+  // Packets before one that cannot be read are judged like all others. Other errors, of memory say, end the
+  // replay at once, as the burst may not be whole.
   void judgeAll(packet::CaptureWriter* writer) {
     Progress progress("packets judged:");
     std::exception_ptr unreadable;
     for (bool more = true; more;) {
       try {
         more = readBurst(writer != nullptr);
-      } catch (...) {
+      } catch (const std::runtime_error&) { // of a reader
         unreadable = std::current_exception();
         more = false;
       }
