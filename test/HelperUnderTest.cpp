@@ -1,8 +1,9 @@
 #include "test/HelperUnderTest.h"
 
+#include "test/Patterns.h"
+
 #include <algorithm>
 #include <cstdio>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -206,9 +207,9 @@ std::string deathOf(const std::function<void()>& action) {
   if (!WIFSIGNALED(status) || WTERMSIG(status) != SIGABRT) {
     return "returned" + (text.empty() ? "" : ": " + text);
   }
-  static const std::regex lineNumber(":[0-9]+([: ])");
-  static const std::regex signature(": [^(\n]*?([A-Za-z0-9_~]+)\\([^\n]*\\)[^\n]*: Assertion ");
-  return std::regex_replace(std::regex_replace(text, lineNumber, ":#$1"), signature, ": $1: Assertion ");
+  const std::string lineNumber = ":[0-9]+([: ])";
+  const std::string signature = ": [^(\n]*?([A-Za-z0-9_~]+)\\([^\n]*\\)[^\n]*: Assertion ";
+  return replaced(replaced(text, lineNumber, ":#$1"), signature, ": $1: Assertion ");
 }
 
 std::string thrownBy(const std::function<void()>& action) {

@@ -1,9 +1,10 @@
 #include "test/MachinesUnderTest.h"
 
+#include "test/Patterns.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <sys/wait.h>
@@ -298,8 +299,7 @@ std::string exactDeathOf(const std::function<void()>& action) {
 }
 
 std::string deathOf(const std::function<void()>& action) {
-  static const std::regex lineNumber("(XpAcl[A-Za-z]*:)[0-9]+");
-  return std::regex_replace(abortOf(action), lineNumber, "$1#");
+  return replaced(abortOf(action), "(XpAcl[A-Za-z]*:)[0-9]+", "$1#");
 }
 
 std::string thrownBy(const std::function<void()>& action) {

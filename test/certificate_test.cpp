@@ -1,5 +1,6 @@
 #include "agent/config/ConfigReader.h"
 #include "sim/ChipFile.h"
+#include "test/Patterns.h"
 #include "test/Random.h"
 #include "test/ToolUnderTest.h"
 #include "test/TwoPlaces.h"
@@ -11,7 +12,6 @@
 
 #include <cstdlib>
 #include <functional>
-#include <regex>
 #include <utility>
 
 // Certificates of proven changes: they say what was done, they hold when they are checked, and nothing about
@@ -97,7 +97,7 @@ Json hashedAnew(Json json) {
 }
 
 std::string withoutDigests(const std::string& text) {
-  return std::regex_replace(text, std::regex("[0-9a-f]{64}"), "HASH");
+  return test::replaced(text, "[0-9a-f]{64}", "HASH");
 }
 
 TEST(Certificate, HashesAreSha256) {
@@ -283,7 +283,7 @@ TEST_F(CertificateTool, ProvesAndChecksAsPeopleDo) {
   EXPECT_EQ(proof.status, 0);
   EXPECT_EQ(proof.err, "");
   std::string said = proof.out.substr(proof.out.find('\n') + 1);
-  said = std::regex_replace(said, std::regex("\\d+ nodes, \\d+ MiB, [\\d.]+ s\n.*\n"), "...");
+  said = test::replaced(said, "\\d+ nodes, \\d+ MiB, [\\d.]+ s\n.*\n", "...");
   EXPECT_EQ(said,
             "  22 writes to 1 chip; 14 places where packets can be judged\n\n"
             "  PLACE              ENTRY          OLD  NEW\n"

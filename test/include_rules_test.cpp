@@ -1,3 +1,4 @@
+#include "test/Patterns.h"
 #include "test/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -7,7 +8,6 @@
 #include <fstream>
 #include <map>
 #include <optional>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -95,7 +95,7 @@ struct Include {
 
 // All includes of the C++ files below `root`, in the order of file names; build folders are no rooms.
 std::vector<Include> readIncludes(const fs::path& root) {
-  static const std::regex form(R"(^\s*#\s*include\s*(\S.*?)\s*(//.*)?$)");
+  static const std::string form = R"(^\s*#\s*include\s*(\S.*?)\s*(//.*)?$)";
   std::vector<std::string> files;
   for (const fs::directory_entry& top : fs::directory_iterator(root)) {
     const std::string name = top.path().filename().string();
@@ -116,9 +116,9 @@ std::vector<Include> readIncludes(const fs::path& root) {
     std::ifstream in(root / file);
     std::string text;
     for (unsigned line = 1; std::getline(in, text); ++line) {
-      std::smatch match;
-      if (std::regex_match(text, match, form)) {
-        includes.push_back({file, line, match[1].str()});
+      const std::vector<std::string> match = test::matched(text, form);
+      if (!match.empty()) {
+        includes.push_back({file, line, match[1]});
       }
     }
   }

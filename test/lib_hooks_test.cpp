@@ -1,10 +1,10 @@
 #include "test/HelperUnderTest.h"
+#include "test/Patterns.h"
 
 #include "XpAclTcam/XpAclPlexAggregatorHelper.h"
 
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <sstream>
 #include <string>
 
@@ -31,13 +31,13 @@ public:
 // The name of the operation in each traced signature; how the parameters are spelt is the compiler's
 // business.
 std::string operations(const std::string& lines) {
-  static const std::regex signature(
-      R"(XpAclPlexAggregatorHelper 7 XpAclPlexAggregatorHelper virtual void XpAcl::XpAclPlexAggregatorHelper::(\w+)\(.*\))");
+  static const std::string signature =
+      R"(XpAclPlexAggregatorHelper 7 XpAclPlexAggregatorHelper virtual void XpAcl::XpAclPlexAggregatorHelper::(\w+)\(.*\))";
   std::string names;
   std::istringstream text(lines);
   for (std::string line; std::getline(text, line);) {
-    std::smatch parts;
-    names += (std::regex_match(line, parts, signature) ? parts[1].str() : "not a signature: " + line) + "\n";
+    const std::vector<std::string> parts = test::matched(line, signature);
+    names += (parts.empty() ? "not a signature: " + line : parts[1]) + "\n";
   }
   return names;
 }

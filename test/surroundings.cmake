@@ -1,5 +1,5 @@
 # Checks of the project as a whole: directions between the rooms, and what the library links and exports.
-xpacl_test(include_rules_test)
+xpacl_test(include_rules_test patterns)
 
 if(NOT XPACL_SANITIZE)
   # Sanitizer runtimes add libraries and symbols of their own.
