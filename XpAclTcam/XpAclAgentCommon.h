@@ -18,14 +18,14 @@ class XPACL_API BlockedIntfColl : public Vane::PtrInterface {
 public:
   VANE_ENTITY(XpAcl, BlockedIntfColl, Vane::PtrInterface, SET(Ovnet::IntfId, intf, Intf))
 };
-VANE_FACTORY(BlockedIntfColl, blockedIntfCollFactory)
+VANE_FACTORY_DECLARED(BlockedIntfColl, blockedIntfCollFactory)
 
 // VLANs whose traffic is to be blocked, on every chip.
 class XPACL_API BlockedVlanColl : public Vane::PtrInterface {
 public:
   VANE_ENTITY(XpAcl, BlockedVlanColl, Vane::PtrInterface, SET(Bridging::VlanId, vlan, Vlan))
 };
-VANE_FACTORY(BlockedVlanColl, blockedVlanCollFactory)
+VANE_FACTORY_DECLARED(BlockedVlanColl, blockedVlanCollFactory)
 
 using VlanVifIndexMap = XpLib::KeyAndIndexMap<XpAclVlanVifKey>; // both ways between keys and hardware indexes
 
@@ -41,6 +41,6 @@ public:
 
   bool hasBackupSupport() const override { return false; }
 };
-VANE_ENTITY_FACTORY(XpAclCommonSmData, xpAclCommonSmDataFactory)
+VANE_FACTORY_DECLARED(XpAclCommonSmData, xpAclCommonSmDataFactory)
 
 } // namespace XpAcl

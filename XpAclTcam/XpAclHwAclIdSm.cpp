@@ -130,4 +130,12 @@ void ChipHwAclIdSm::programIngressPAcl(Ovnet::IntfId intf) {
                    "((portCfgMgr()->writeEntry( chipId().value(), portId.value(), &portCfgEntry )))");
 }
 
+VANE_REGISTERED(BlockedIntfColl)
+VANE_REGISTERED(BlockedVlanColl)
+VANE_REGISTERED(XpAclCommonSmData)
+VANE_MADE_BY_NAME(XpAclCommonSmData)
+VANE_REGISTERED(ChipHwAclIdMap)
+VANE_REGISTERED(AllAclVerEn)
+VANE_REGISTERED(ChipHwAclIdSm)
+
 } // namespace XpAcl

@@ -44,7 +44,7 @@ public:
               MAP(Ovnet::IntfId, AclIdEn, egressPortAclIdEn, EgressPortAclIdEn),
               MAP(Bridging::VlanId, AclIdEn, egressRouteAclIdEn, EgressRouteAclIdEn))
 };
-VANE_FACTORY(ChipHwAclIdMap, chipHwAclIdMapFactory)
+VANE_FACTORY_DECLARED(ChipHwAclIdMap, chipHwAclIdMapFactory)
 
 // All eight enables in one record (P: port ACL, R: routed ACL).
 class XPACL_API AllAclVerEn : public Vane::PtrInterface {
@@ -58,7 +58,7 @@ public:
               SCALAR(bool, egressRaclV4En, EgressRaclV4En, false),
               SCALAR(bool, egressRaclV6En, EgressRaclV6En, false))
 };
-VANE_FACTORY(AllAclVerEn, allAclVerEnFactory)
+VANE_FACTORY_DECLARED(AllAclVerEn, allAclVerEnFactory)
 
 // The (port, VLAN) pairs that use one entry of the port-VLAN table.
 class XPACL_API VifVlanInfo : public Vane::PtrInterface {
@@ -191,6 +191,6 @@ private:
   XpXdk::xpPortVlanIvifMgr* portVlanIvifMgr_ = nullptr;
   XpXdk::xpEgressBdEvifMgr* egressBdEvifMgr_ = nullptr;
 };
-VANE_FACTORY(ChipHwAclIdSm, chipHwAclIdSmFactory)
+VANE_FACTORY_DECLARED(ChipHwAclIdSm, chipHwAclIdSmFactory)
 
 } // namespace XpAcl

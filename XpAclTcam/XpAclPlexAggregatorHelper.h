@@ -250,6 +250,6 @@ private:
 
   XpXdk::xpIaclMgr* iaclMgr_ = nullptr;
 };
-VANE_FACTORY(XpAclPlexAggregatorHelper, xpAclPlexAggregatorHelperFactory)
+VANE_FACTORY_DECLARED(XpAclPlexAggregatorHelper, xpAclPlexAggregatorHelperFactory)
 
 } // namespace XpAcl

@@ -160,4 +160,6 @@ void XpAclPlexAggregatorHelper::writeDefaultEntry(const TcamTableInfo& table, Va
   setEntryValid(table, lastTcamIdx, true, "lastTcamIdx");
 }
 
+VANE_REGISTERED(XpAclPlexAggregatorHelper)
+
 } // namespace XpAcl

@@ -162,4 +162,6 @@ void TcamChipHwAclIdSm::setAclIdEn(const IntfIdDirection& key) {
   }
 }
 
+VANE_REGISTERED(TcamChipHwAclIdSm)
+
 } // namespace XpAcl

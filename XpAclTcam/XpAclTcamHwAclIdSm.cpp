@@ -229,4 +229,6 @@ void TcamHwAclIdSm::handleChipPortVlanVifStatus(XpXdk::XpDeviceId chipId) {
   }
 }
 
+VANE_REGISTERED(TcamHwAclIdSm)
+
 } // namespace XpAcl

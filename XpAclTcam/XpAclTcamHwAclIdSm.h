@@ -56,7 +56,7 @@ private:
   // Computes and writes the enables of one interface and direction; always writes, also all zero.
   void setAclIdEn(const IntfIdDirection& key);
 };
-VANE_FACTORY(TcamChipHwAclIdSm, tcamChipHwAclIdSmFactory)
+VANE_FACTORY_DECLARED(TcamChipHwAclIdSm, tcamChipHwAclIdSmFactory)
 
 // The agent-wide machine.
 class XPACL_API TcamHwAclIdSm : public HwAclIdSm {
@@ -109,6 +109,6 @@ private:
   Vane::Ptr<BlockedIntfColl const> watchedBlockedIntfColl_;
   Vane::Ptr<XpXdk::XpDeviceIdColl const> watchedActiveXpDeviceColl_;
 };
-VANE_FACTORY(TcamHwAclIdSm, tcamHwAclIdSmFactory)
+VANE_FACTORY_DECLARED(TcamHwAclIdSm, tcamHwAclIdSmFactory)
 
 } // namespace XpAcl

@@ -63,4 +63,7 @@ void TcamRuleInfo::attributesFrom(const TcamRuleInfo& other) {
   countIs(other.count());
 }
 
+VANE_REGISTERED(XpAclTcamLimit)
+VANE_REGISTERED(TcamIdxAllocator)
+
 } // namespace XpAcl

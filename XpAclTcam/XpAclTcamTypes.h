@@ -83,7 +83,7 @@ public:
   VANE_ENTITY(XpAcl, XpAclTcamLimit, Vane::PtrInterface,
               ORDERED_MAP(TcamType, Vane::U32, maxTcamIdx, MaxTcamIdx))
 };
-VANE_FACTORY(XpAclTcamLimit, xpAclTcamLimitFactory)
+VANE_FACTORY_DECLARED(XpAclTcamLimit, xpAclTcamLimitFactory)
 
 class TcamIdxMapping;
 
@@ -102,7 +102,7 @@ public:
   // When memory runs out nothing is taken: a row that nobody records would be lost to the pool.
   Vane::U32 takeLowestFor(TcamIdxMapping& mapping, const TcamAclRuleId& rule);
 };
-VANE_FACTORY(TcamIdxAllocator, tcamIdxAllocatorFactory)
+VANE_FACTORY_DECLARED(TcamIdxAllocator, tcamIdxAllocatorFactory)
 
 // One TCAM rule: what it matches and does. Which of the three filters counts follows from the type of
 // its ACL; the other two stay default.

@@ -1,10 +1,14 @@
 #include "test/HelperUnderTest.h"
+#include "test/Patterns.h"
 
 #include "XpAclTcam/XpAclAgentCommon.h"
 #include "XpAclTcam/XpAclVlanVifKey.h"
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -309,6 +313,32 @@ TEST(LibShared, VlanVifKeyParses) {
     EXPECT_EQ(parse(head + wrong).substr(0, 16), "ParseException: ") << wrong;
   }
   EXPECT_NE(parse("Value('XpAcl::VlanVifKey', ** {'vlanId': 10, 'vif': 5})"), "nothing");
+}
+
+// Headers declare factories; that the type is known by name is left to a source file, which may be forgotten.
+TEST(LibShared, EveryTypeWithAFactoryIsKnownByNameBeforeItsUse) {
+  std::set<std::string> declared;
+  std::string unknown;
+  for (const char* const room : {"platform", "XpAclTcam"}) {
+    for (const auto& entry :
+         std::filesystem::recursive_directory_iterator(std::filesystem::path(XPACL_SOURCE_DIR) / room)) {
+      std::ifstream header(entry.path());
+      std::string space; // the namespace that is open
+      for (std::string line; entry.path().extension() == ".h" && std::getline(header, line);) {
+        const std::vector<std::string> opened = test::matched(line, R"(namespace (\w+) \{)");
+        const std::vector<std::string> factory = test::matched(line, R"(VANE_FACTORY_DECLARED\((\w+), .*)");
+        if (!opened.empty()) {
+          space = opened[1];
+        } else if (!factory.empty()) {
+          const std::string name = space + "::" + factory[1];
+          declared.insert(name);
+          unknown += Vane::Type::find(Vane::String(name)) != nullptr ? "" : name + "\n";
+        }
+      }
+    }
+  }
+  EXPECT_EQ(unknown, "");
+  EXPECT_EQ(declared.size(), 23u);
 }
 
 } // namespace

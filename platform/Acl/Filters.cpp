@@ -22,4 +22,6 @@ void MacFilter::mplsLabelIs(uint32_t label) {
   mplsLabel_ = label;
 }
 
+VANE_REGISTERED(ParamConfig)
+
 } // namespace Acl

@@ -193,6 +193,6 @@ public:
   VANE_ENTITY(Acl, ParamConfig, Vane::PtrInterface,
               SCALAR(bool, countersEnabledByDefault, CountersEnabledByDefault, true))
 };
-VANE_FACTORY(ParamConfig, paramConfigFactory)
+VANE_FACTORY_DECLARED(ParamConfig, paramConfigFactory)
 
 } // namespace Acl

@@ -29,4 +29,6 @@ bool HwAclIndexKey::isDefault() const {
   return *this == HwAclIndexKey();
 }
 
+VANE_REGISTERED(AclIdMapping)
+
 } // namespace XpAcl

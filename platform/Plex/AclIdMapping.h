@@ -63,6 +63,6 @@ public:
               MAP(IntfIdDirection, HwAclIndexKey, intfDirectionToIndexKey, IntfDirectionToIndexKey),
               MAP(HwAclIndexKey, AclId, keyToAclIdMapping, KeyToAclIdMapping))
 };
-VANE_FACTORY(AclIdMapping, aclIdMappingFactory)
+VANE_FACTORY_DECLARED(AclIdMapping, aclIdMappingFactory)
 
 } // namespace XpAcl

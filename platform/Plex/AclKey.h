@@ -46,6 +46,6 @@ public:
 
   explicit AclData(const AclKey& key) : aclKey_(key) {}
 };
-VANE_FACTORY(AclData, aclDataFactory)
+VANE_FACTORY_DECLARED(AclData, aclDataFactory)
 
 } // namespace Plex

@@ -38,4 +38,7 @@ bool PlexAclAggregatorHelper::allocateAndCommitAcl(const Plex::IntfPairKey& intf
   return true;
 }
 
+VANE_REGISTERED(PlexAclAggregatorHelperInfo)
+VANE_REGISTERED(AclCapabilities)
+
 } // namespace XpAcl

@@ -57,7 +57,7 @@ public:
   VANE_ENTITY(XpAcl, PlexAclAggregatorHelperInfo, Vane::PtrInterface,
               MAP(Plex::Central::DeviceId, ChipRecord, chip, Chip))
 };
-VANE_FACTORY(PlexAclAggregatorHelperInfo, plexAclAggregatorHelperInfoFactory)
+VANE_FACTORY_DECLARED(PlexAclAggregatorHelperInfo, plexAclAggregatorHelperInfoFactory)
 
 // What the chip can do, as hardware initialisation announces it.
 class AclCapabilities : public Vane::PtrInterface {
@@ -78,7 +78,7 @@ public:
               SCALAR(bool, countersSupported, CountersSupported, false),
               SCALAR(bool, logSupported, LogSupported, false))
 };
-VANE_FACTORY(AclCapabilities, aclCapabilitiesFactory)
+VANE_FACTORY_DECLARED(AclCapabilities, aclCapabilitiesFactory)
 
 // Statuses of the staging operations.
 enum StageStatus : unsigned { staged = 0, tableFull = 2, portRangeNotStageable = 3 };

@@ -11,4 +11,6 @@ Vane::U64 Dal::readCounter(Vane::U8 device, XpXdk::xpAcmClient_e client, Vane::U
   return count;
 }
 
+VANE_REGISTERED(Dal)
+
 } // namespace Scribe

@@ -19,6 +19,6 @@ public:
 private:
   XpXdk::xpAcmMgr* acm_;
 };
-VANE_FACTORY(Dal, dalFactory)
+VANE_FACTORY_DECLARED(Dal, dalFactory)
 
 } // namespace Scribe

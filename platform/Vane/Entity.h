@@ -222,19 +222,29 @@ void addOperations([[maybe_unused]] Type& type) {
 // clang-format off
 
 // The factory of a class: FACTORY(constructor arguments...) answers a Vane::Ptr<CLS> to a finished
-// object. Stands behind the class, in its namespace.
+// object. Stands behind the class, in its namespace. The program that sees it also knows the class by name.
 #define VANE_FACTORY(CLS, FACTORY)                                                                 \
-  template <typename... Args>                                                                      \
-  ::Vane::Ptr<CLS> FACTORY(Args&&... args) {                                                       \
-    return ::Vane::Access::make<CLS>(std::forward<Args>(args)...);                                 \
-  }                                                                                                \
-  inline const ::Vane::TypeRegistration FACTORY##Registration{CLS::vaneTypeName, &CLS::vaneType};
+  VANE_FACTORY_DECLARED(CLS, FACTORY)                                                              \
+  inline VANE_REGISTERED(CLS)
 
 // The same for a class derived from Vane::Entity whose constructor takes the name alone; such
 // entities can be made again from their backup copy.
 #define VANE_ENTITY_FACTORY(CLS, FACTORY)                                                          \
   VANE_FACTORY(CLS, FACTORY)                                                                       \
-  inline const ::Vane::EntityRegistration FACTORY##Maker{                                          \
+  inline VANE_MADE_BY_NAME(CLS)
+
+// The first half of either, for headers that many files include. The second half, VANE_REGISTERED(CLS) and for
+// entities VANE_MADE_BY_NAME(CLS), then stands in one source file of a library that is always loaded whole, in
+// the class's namespace: the record of the type, which no other file may need, is compiled there once.
+#define VANE_FACTORY_DECLARED(CLS, FACTORY)                                                        \
+  template <typename... Args>                                                                      \
+  ::Vane::Ptr<CLS> FACTORY(Args&&... args) {                                                       \
+    return ::Vane::Access::make<CLS>(std::forward<Args>(args)...);                                 \
+  }
+#define VANE_REGISTERED(CLS)                                                                       \
+  const ::Vane::TypeRegistration vaneRegistrationOf##CLS{CLS::vaneTypeName, &CLS::vaneType};
+#define VANE_MADE_BY_NAME(CLS)                                                                     \
+  const ::Vane::EntityRegistration vaneMakerOf##CLS{                                               \
       CLS::vaneTypeName,                                                                           \
       [](const ::Vane::Name& name) -> ::Vane::Ptr<::Vane::Entity> {                                \
         return ::Vane::Access::make<CLS>(name);                                                    \

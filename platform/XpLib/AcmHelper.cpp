@@ -44,4 +44,6 @@ Vane::U64 AcmHelper::getCounterValue(Vane::U32 index) {
   return now - before;
 }
 
+VANE_REGISTERED(AcmHelper)
+
 } // namespace XpLib

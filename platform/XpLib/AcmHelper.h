@@ -28,6 +28,6 @@ public:
   // Hits since this counter was last read, or taken.
   Vane::U64 getCounterValue(Vane::U32 index);
 };
-VANE_FACTORY(AcmHelper, acmHelperFactory)
+VANE_FACTORY_DECLARED(AcmHelper, acmHelperFactory)
 
 } // namespace XpLib

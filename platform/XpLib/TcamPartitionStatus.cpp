@@ -29,4 +29,6 @@ bool isDbAllocatedForMacAcl(const Vane::Ptr<TcamPartitionStatus const>& status) 
   return isDbAllocatedForFeature(featureMacAcl, status);
 }
 
+VANE_REGISTERED(TcamPartitionStatus)
+
 } // namespace XpLib

@@ -16,7 +16,7 @@ public:
   VANE_ENTITY(XpLib, TcamPartitionStatus, Vane::PtrInterface,
               MAP(Vane::U32, FeatureAllocation, featureAllocation, FeatureAllocation))
 };
-VANE_FACTORY(TcamPartitionStatus, tcamPartitionStatusFactory)
+VANE_FACTORY_DECLARED(TcamPartitionStatus, tcamPartitionStatusFactory)
 
 // Partition feature numbers.
 constexpr Vane::U32 featureIAclV4 = 64;

@@ -25,6 +25,6 @@ public:
               MAP(Ovnet::IntfId, Plex::Central::ChipPort, intfToChipPort, IntfToChipPort),
               MAP(Plex::Central::DeviceId, ChipInfo, chipInfo, ChipInfo))
 };
-VANE_FACTORY(SystemStatus, systemStatusFactory)
+VANE_FACTORY_DECLARED(SystemStatus, systemStatusFactory)
 
 } // namespace XpSystem

@@ -36,4 +36,7 @@ std::vector<Ovnet::IntfId> PortVlanVifStatus::intfsOfVlan(const Bridging::VlanId
   return intfs;
 }
 
+VANE_REGISTERED(PortVlanVifStatus)
+VANE_REGISTERED(PortVifStatus)
+
 } // namespace XpVif

@@ -42,13 +42,13 @@ public:
 private:
   PortVlanMatrix matrix_; // the pairs of the map
 };
-VANE_FACTORY(PortVlanVifStatus, portVlanVifStatusFactory)
+VANE_FACTORY_DECLARED(PortVlanVifStatus, portVlanVifStatusFactory)
 
 // The VIF of each port.
 class PortVifStatus : public Vane::PtrInterface {
 public:
   VANE_ENTITY(XpVif, PortVifStatus, Vane::PtrInterface, MAP(Ovnet::IntfId, VifId, intfToVif, IntfToVif))
 };
-VANE_FACTORY(PortVifStatus, portVifStatusFactory)
+VANE_FACTORY_DECLARED(PortVifStatus, portVifStatusFactory)
 
 } // namespace XpVif

@@ -12,6 +12,6 @@ class XpDeviceIdColl : public Vane::PtrInterface {
 public:
   VANE_ENTITY(XpXdk, XpDeviceIdColl, Vane::PtrInterface, SET(XpDeviceId, deviceId, DeviceId))
 };
-VANE_FACTORY(XpDeviceIdColl, xpDeviceIdCollFactory)
+VANE_FACTORY_DECLARED(XpDeviceIdColl, xpDeviceIdCollFactory)
 
 } // namespace XpXdk

@@ -1,0 +1,7 @@
+#include "Plex/AclKey.h"
+
+namespace Plex {
+
+VANE_REGISTERED(AclData)
+
+} // namespace Plex

@@ -1,0 +1,7 @@
+#include "XpSystem/SystemStatus.h"
+
+namespace XpSystem {
+
+VANE_REGISTERED(SystemStatus)
+
+} // namespace XpSystem

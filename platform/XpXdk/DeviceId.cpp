@@ -1,0 +1,7 @@
+#include "XpXdk/DeviceId.h"
+
+namespace XpXdk {
+
+VANE_REGISTERED(XpDeviceIdColl)
+
+} // namespace XpXdk
