@@ -16,6 +16,7 @@
 #include "XpXdk/Managers.h"
 
 #include <array>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <string>

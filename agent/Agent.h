@@ -16,6 +16,7 @@
 #include "agent/config/ConfigModel.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>

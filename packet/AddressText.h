@@ -3,6 +3,7 @@
 #include "packet/Packet.h"
 
 #include <array>
+#include <cstdint>
 #include <string>
 #include <string_view>
 

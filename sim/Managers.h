@@ -2,6 +2,10 @@
 
 #include "sim/System.h"
 
+#include <cstdint>
+#include <string>
+#include <vector>
+
 // The managers of sim::System, one class for each SDK interface. Only the files that implement System
 // include this.
 

@@ -21,3 +21,4 @@ add_library(headers_alone OBJECT ${headers_alone_sources})
 target_link_libraries(headers_alone PRIVATE XpAclTcam sim packet agent verify xpacl_flags)
 # They hold no code worth optimising.
 target_compile_options(headers_alone PRIVATE -O0)
+xpacl_precompile(headers_alone standard.h)

@@ -1,5 +1,6 @@
 # Checks of the project as a whole: directions between the rooms, and what the library links and exports.
 xpacl_test(include_rules_test patterns)
+xpacl_test(include_names_test patterns)
 
 if(NOT XPACL_SANITIZE)
   # Sanitizer runtimes add libraries and symbols of their own.

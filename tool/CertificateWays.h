@@ -8,6 +8,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 // The ways of packets as the check of a certificate finds them: by walking from every port in every VLAN to

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 // Checks certificates by another way than they were made: the writes are played back through the SDK's calls

@@ -4,6 +4,7 @@
 #include "sim/Device.h"
 #include "verify/ListSets.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>

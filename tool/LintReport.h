@@ -5,6 +5,7 @@
 #include "verify/ListLint.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>

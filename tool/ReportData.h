@@ -6,6 +6,7 @@
 #include "tool/ReportFeed.h"
 #include "tool/Session.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>

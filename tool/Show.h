@@ -3,6 +3,7 @@
 #include "tool/Common.h"
 #include "tool/Session.h"
 
+#include <cstddef>
 #include <string>
 #include <vector>
 

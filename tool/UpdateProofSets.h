@@ -4,6 +4,7 @@
 #include "tool/ChipSets.h"
 #include "verify/ListSets.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>

@@ -4,6 +4,7 @@
 #include "packet/Packet.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 
 // What a list says about a packet, line by line from the top, the first line that matches decides. This is

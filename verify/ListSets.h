@@ -3,6 +3,7 @@
 #include "verify/LineEvaluator.h"
 #include "verify/PacketSet.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <vector>

@@ -2,6 +2,7 @@
 
 #include "agent/config/ConfigModel.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <vector>

@@ -2,6 +2,8 @@
 
 #include "agent/config/ConfigModel.h"
 
+#include <array>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>

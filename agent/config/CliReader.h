@@ -7,8 +7,13 @@
 #include "agent/config/ObjectGroups.h"
 #include "agent/config/VlanSets.h"
 
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <unordered_set>
+#include <vector>
 
 namespace agent {
 

@@ -2,6 +2,7 @@
 
 #include "agent/config/ConfigModel.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>

@@ -4,6 +4,7 @@
 #include "agent/config/Findings.h"
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace agent {

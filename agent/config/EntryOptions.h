@@ -3,6 +3,7 @@
 #include "agent/config/Findings.h"
 
 #include <string_view>
+#include <utility>
 #include <vector>
 
 // What all families of entries have behind their addresses: logging, sequence numbers, the suffixes of show

@@ -4,6 +4,7 @@
 #include "agent/config/ObjectGroups.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 // One entry of an access list, from its action on: "permit tcp any host 10.0.0.1 eq 80 log".

@@ -3,7 +3,9 @@
 #include "agent/config/ConfigModel.h"
 #include "agent/config/Lexer.h"
 
+#include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 // What is wrong in one line, before it is known whether the line matters: a later line may delete it, and

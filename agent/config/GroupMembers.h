@@ -2,6 +2,8 @@
 
 #include "agent/config/ObjectGroups.h"
 
+#include <vector>
+
 namespace agent {
 
 // Whether an unindented line can be a member of a group of this kind, rather than a new command.

@@ -6,6 +6,8 @@
 #include "agent/config/ListDrafts.h"
 #include "agent/config/PortDrafts.h"
 
+#include <cstdint>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>

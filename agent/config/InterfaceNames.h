@@ -3,6 +3,7 @@
 #include "agent/config/ConfigModel.h"
 #include "agent/config/Lexer.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>

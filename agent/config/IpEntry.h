@@ -2,6 +2,9 @@
 
 #include "agent/config/EntryParser.h"
 
+#include <utility>
+#include <vector>
+
 namespace agent {
 
 // The part of parseEntry for IPv4 and IPv6 lists; the cursor stands behind the action.

@@ -4,13 +4,16 @@
 #include "agent/config/Diagnostics.h"
 #include "agent/config/EntryParser.h"
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <memory_resource>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 // The access lists while the text is walked: which entries stand, under which sequence numbers. What an

@@ -3,6 +3,7 @@
 #include "agent/config/ConfigModel.h"
 #include "agent/config/OpenConfigJson.h"
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>

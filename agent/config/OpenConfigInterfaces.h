@@ -7,6 +7,7 @@
 #include "agent/config/OpenConfigTree.h"
 #include "agent/config/PortDrafts.h"
 
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <set>

@@ -7,6 +7,7 @@
 #include "agent/config/OpenConfigSets.h"
 #include "agent/config/OpenConfigTree.h"
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>

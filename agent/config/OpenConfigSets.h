@@ -3,9 +3,12 @@
 #include "agent/config/ConfigModel.h"
 #include "agent/config/OpenConfigTree.h"
 
+#include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 // Sets of prefixes and ports that entries refer to by name (openconfig-defined-sets), and the values that

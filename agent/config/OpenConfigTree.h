@@ -3,6 +3,7 @@
 #include "agent/config/Findings.h"
 #include "agent/config/OpenConfigJson.h"
 
+#include <cstdint>
 #include <deque>
 #include <initializer_list>
 #include <optional>

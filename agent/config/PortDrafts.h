@@ -4,6 +4,7 @@
 #include "agent/config/InterfaceNames.h"
 #include "agent/config/VlanSets.h"
 
+#include <cstdint>
 #include <optional>
 #include <unordered_map>
 #include <utility>

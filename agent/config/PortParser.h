@@ -4,7 +4,9 @@
 #include "agent/config/Names.h"
 #include "agent/config/PortSets.h"
 
+#include <cstdint>
 #include <optional>
+#include <string_view>
 
 // Port expressions: "eq 80", "eq www 443", "neq telnet", "gt 1023", "lt 1024", "range 20 ftp".
 

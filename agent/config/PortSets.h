@@ -2,6 +2,7 @@
 
 #include "agent/config/ConfigModel.h"
 
+#include <cstdint>
 #include <string>
 
 // Arithmetic of port sets; every result is sorted, disjoint and not adjacent.

@@ -3,6 +3,7 @@
 #include "agent/config/Findings.h"
 #include "agent/config/Names.h"
 
+#include <cstdint>
 #include <optional>
 
 // Protocols and ICMP types of entries and of service groups.

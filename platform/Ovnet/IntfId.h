@@ -3,6 +3,7 @@
 #include "Bridging/VlanId.h"
 #include "Vane/Vane.h"
 
+#include <cstdint>
 #include <ostream>
 
 namespace Ovnet {

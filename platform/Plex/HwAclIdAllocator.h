@@ -3,6 +3,7 @@
 #include "Acl/AclTypes.h"
 #include "Vane/Vane.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <optional>

@@ -9,6 +9,7 @@
 #include <iterator>
 #include <ostream>
 #include <string_view>
+#include <utility>
 
 namespace Vane {
 

@@ -6,6 +6,7 @@
 
 #include <any>
 #include <concepts>
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <tuple>

@@ -10,9 +10,11 @@
 #include <array>
 #include <concepts>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <typeinfo>
 #include <utility>

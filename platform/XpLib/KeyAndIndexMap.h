@@ -3,6 +3,7 @@
 #include "Vane/Vane.h"
 #include "XpLib/IndexToKeyMap.h"
 
+#include <cstddef>
 #include <vector>
 
 namespace XpLib {

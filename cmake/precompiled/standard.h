@@ -1,0 +1,43 @@
+// Precompiled for the check that each header compiles alone: standard headers, which cost most of its time.
+// test/include_names_test.cpp checks that each header names those of them that it needs; headers of other
+// projects are not among them.
+#pragma once
+#include <algorithm>
+#include <any>
+#include <array>
+#include <atomic>
+#include <bit>
+#include <bitset>
+#include <chrono>
+#include <compare>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <deque>
+#include <exception>
+#include <functional>
+#include <initializer_list>
+#include <istream>
+#include <iterator>
+#include <limits>
+#include <map>
+#include <memory>
+#include <memory_resource>
+#include <new>
+#include <optional>
+#include <ostream>
+#include <set>
+#include <span>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <type_traits>
+#include <typeinfo>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <variant>
+#include <vector>
