@@ -5,14 +5,21 @@
 #include <cstring>
 #include <filesystem>
 #include <pcap/pcap.h>
+#include <stdio_ext.h>
 #include <system_error>
+#include <utility>
 
 namespace packet {
 
 namespace {
 
 constexpr int writerSnapLength = 262144;
-constexpr std::size_t streamBuffer = 65536; // bytes; what stdio takes of itself is a few dozen frames
+constexpr std::size_t bufferSize = 65536; // bytes; what stdio takes of itself is a few dozen frames
+
+struct Stream {
+  FILE* file = nullptr;           // whoever takes it over closes it
+  std::unique_ptr<char[]> buffer; // of the file, which it must outlive
+};
 
 // Whether a file's first four octets say that its times are in nanoseconds: the nanosecond form of pcap,
 // or pcapng, whose interfaces may each have their own resolution.
@@ -29,21 +36,27 @@ bool isDirectory(const std::string& fileName) {
   return std::filesystem::is_directory(fileName, ignored);
 }
 
-FILE* openFile(const std::string& fileName, const char* mode) {
+Stream openFile(const std::string& fileName, const char* mode) {
   if (isDirectory(fileName)) {
     throw CaptureError(fileName + ": is a directory, not a capture file");
   }
-  FILE* stream = std::fopen(fileName.c_str(), mode);
-  if (!stream) {
+  Stream stream;
+  stream.file = std::fopen(fileName.c_str(), mode);
+  if (!stream.file) {
     throw CaptureError(fileName + ": cannot be opened: " + systemError());
   }
-  std::setvbuf(stream, nullptr, _IOFBF, streamBuffer);
+  stream.buffer = std::make_unique<char[]>(bufferSize);
+  std::setvbuf(stream.file, stream.buffer.get(), _IOFBF, bufferSize);
+  // Readers and writers are used by one thread at a time, and a lock for each header and each frame would
+  // take a tenth of the time of a replay.
+  ::__fsetlocking(stream.file, FSETLOCKING_BYCALLER);
   return stream;
 }
 
 } // namespace
 
 struct CaptureReader::Handle {
+  std::unique_ptr<char[]> buffer;
   pcap_t* pcap = nullptr;
   ~Handle() {
     if (pcap) {
@@ -52,10 +65,14 @@ struct CaptureReader::Handle {
   }
 };
 
-CaptureReader::CaptureReader(const std::string& fileName) : name_(fileName) {
-  open(openFile(fileName, "rb"));
+CaptureReader::CaptureReader(const std::string& fileName)
+    : handle_(std::make_unique<Handle>()), name_(fileName) {
+  Stream stream = openFile(fileName, "rb");
+  handle_->buffer = std::move(stream.buffer);
+  open(stream.file);
 }
-CaptureReader::CaptureReader(FILE* stream, const std::string& name) : name_(name) {
+CaptureReader::CaptureReader(FILE* stream, const std::string& name)
+    : handle_(std::make_unique<Handle>()), name_(name) {
   open(stream);
 }
 CaptureReader::~CaptureReader() = default;
@@ -69,7 +86,6 @@ void CaptureReader::open(FILE* stream) {
     nanoseconds_ = std::fread(magic, 1, sizeof magic, stream) == sizeof magic && magicIsNanoseconds(magic);
     std::rewind(stream);
   }
-  handle_ = std::make_unique<Handle>();
   char error[PCAP_ERRBUF_SIZE] = "";
   handle_->pcap = pcap_fopen_offline_with_tstamp_precision(stream, PCAP_TSTAMP_PRECISION_NANO, error);
   if (!handle_->pcap) {
@@ -112,6 +128,7 @@ Packet CaptureReader::dissect(const Frame& frame) const {
 }
 
 struct CaptureWriter::Handle {
+  std::unique_ptr<char[]> buffer;
   pcap_t* pcap = nullptr;
   pcap_dumper_t* dumper = nullptr;
   bool nanoseconds = false;
@@ -130,10 +147,11 @@ CaptureWriter::CaptureWriter(const std::string& fileName, int dlt, bool nanoseco
   handle_->nanoseconds = nanoseconds;
   handle_->pcap = pcap_open_dead_with_tstamp_precision(
       dlt, writerSnapLength, nanoseconds ? PCAP_TSTAMP_PRECISION_NANO : PCAP_TSTAMP_PRECISION_MICRO);
-  FILE* stream = openFile(fileName, "wb");
-  handle_->dumper = handle_->pcap ? pcap_dump_fopen(handle_->pcap, stream) : nullptr;
+  Stream stream = openFile(fileName, "wb");
+  handle_->buffer = std::move(stream.buffer);
+  handle_->dumper = handle_->pcap ? pcap_dump_fopen(handle_->pcap, stream.file) : nullptr;
   if (!handle_->dumper) {
-    std::fclose(stream);
+    std::fclose(stream.file);
     throw CaptureError(
         fileName + ": cannot be written: " + (handle_->pcap ? pcap_geterr(handle_->pcap) : "out of memory"));
   }
