@@ -42,7 +42,7 @@ fake id 'echo 1000'
 fake clang-format ''
 fake ctest 'cat ctestSays; exit "$(cat ctestStatus)"'
 printf '%s\n' g++ binutils cmake ninja-build ccache libgtest-dev libbenchmark-dev libcli11-dev \
-  nlohmann-json3-dev libpcap-dev nettle-dev python3 clang-format pkg-config dpkg-dev jq doxygen \
+  nlohmann-json3-dev libpcap-dev nettle-dev python3 clang-format mold pkg-config dpkg-dev jq doxygen \
   chromium-headless-shell >installed
 
 # All is there: nothing is installed, the summary counts the tests and the format check.
