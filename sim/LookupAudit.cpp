@@ -37,8 +37,8 @@ const char* LookupTree::auditLeaf(Ref leaf, Tally& tally) const {
       least = row + 1;
       ++tally.copies[row];
       const RowWords words = wordsOf(row);
-      if (block.care[at] != signatureOf(block, words.care) ||
-          block.value[at] != signatureOf(block, words.value)) {
+      const RowBits bits = signatureOf(block, words);
+      if (block.care[at] != bits.care || block.value[at] != bits.value) {
         return "a row's signature differs from the row";
       }
     }

@@ -545,6 +545,13 @@ namespace {
   return _pext_u64(word, mask);
 }
 const bool canExtractAtOnce = __builtin_cpu_supports("bmi2");
+
+[[gnu::target("bmi2")]] RowBits extractRowAtOnce(const RowWords& words, const BitPlaces& at) {
+  return {static_cast<uint32_t>(_pext_u64(words.value[at.wordA], at.bitsA) |
+                                _pext_u64(words.value[at.wordB], at.bitsB) << at.numBitsA),
+          static_cast<uint32_t>(_pext_u64(words.care[at.wordA], at.bitsA) |
+                                _pext_u64(words.care[at.wordB], at.bitsB) << at.numBitsA)};
+}
 #endif
 
 } // namespace
@@ -556,6 +563,19 @@ uint64_t extractBits(uint64_t word, uint64_t mask) {
   }
 #endif
   return extractBitByBit(word, mask);
+}
+
+RowBits extractRow(const RowWords& words, const BitPlaces& places) {
+#if defined(__x86_64__)
+  if (canExtractAtOnce) {
+    return extractRowAtOnce(words, places);
+  }
+#endif
+  const auto both = [&](const KeyWords& of) {
+    return static_cast<uint32_t>(extractBitByBit(of[places.wordA], places.bitsA) |
+                                 extractBitByBit(of[places.wordB], places.bitsB) << places.numBitsA);
+  };
+  return {both(words.value), both(words.care)};
 }
 
 uint64_t extractBitByBit(uint64_t word, uint64_t mask) {

@@ -75,4 +75,18 @@ uint64_t extractBits(uint64_t word, uint64_t mask);
 // The same for every processor.
 uint64_t extractBitByBit(uint64_t word, uint64_t mask);
 
+// Some bits of at most two words, which are read one behind the other.
+struct BitPlaces {
+  uint64_t bitsA;
+  uint64_t bitsB;
+  unsigned wordA;
+  unsigned wordB;
+  unsigned numBitsA;
+};
+struct RowBits { // what a row says about them
+  uint32_t value;
+  uint32_t care;
+};
+RowBits extractRow(const RowWords& words, const BitPlaces& places);
+
 } // namespace sim

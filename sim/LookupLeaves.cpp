@@ -20,9 +20,8 @@ void placeIsUnused(Block& block, unsigned at) {
 }
 } // namespace
 
-uint16_t LookupTree::signatureOf(const Block& block, const KeyWords& words) {
-  return static_cast<uint16_t>(extractBits(words[block.wordA], block.bitsA) |
-                               extractBits(words[block.wordB], block.bitsB) << block.numBitsA);
+RowBits LookupTree::signatureOf(const Block& block, const RowWords& words) {
+  return extractRow(words, {block.bitsA, block.bitsB, block.wordA, block.wordB, block.numBitsA});
 }
 
 std::size_t LookupTree::leafRows(Ref leaf) const {
@@ -32,6 +31,12 @@ std::size_t LookupTree::leafRows(Ref leaf) const {
     rows += blocks_[leaf & indexBits].length;
   }
   return rows;
+}
+
+void LookupTree::rowSignatureIs(Block& block, unsigned at, const RowWords& words) {
+  const RowBits bits = signatureOf(block, words);
+  block.value[at] = static_cast<uint16_t>(bits.value);
+  block.care[at] = static_cast<uint16_t>(bits.care);
 }
 
 // Fills a block with rows, which ascend, under the signature that suits them.
@@ -50,8 +55,7 @@ void LookupTree::signatureIs(Block& block, std::span<const uint32_t> rows, const
   for (unsigned i = 0; i < blockRows; ++i) {
     if (i < rows.size()) {
       block.rows[i] = rows[i];
-      block.value[i] = signatureOf(block, words[i].value);
-      block.care[i] = signatureOf(block, words[i].care);
+      rowSignatureIs(block, i, words[i]);
     } else {
       placeIsUnused(block, i);
     }
@@ -67,8 +71,7 @@ void LookupTree::rowEnters(Block& block, uint32_t row, const RowWords& words) {
     block.care[at] = block.care[at - 1];
   }
   block.rows[at] = row;
-  block.value[at] = signatureOf(block, words.value);
-  block.care[at] = signatureOf(block, words.care);
+  rowSignatureIs(block, at, words);
 }
 
 void LookupTree::rowLeaves(Block& block, unsigned at) {
@@ -101,7 +104,7 @@ Ref LookupTree::makeLeaf(const Numbers& rows, const Place& place) {
 // the block that has room at the row's place. The new one has the same signature, which suits its rows as
 // well as the others; it gets one of its own when it has more than a few. A block that stays full gets one
 // that suits most of its rows.
-uint32_t LookupTree::parted(Ref& ref, uint32_t row, const Place& place) {
+uint32_t LookupTree::parted(Ref& ref, uint32_t row, const Way& way) {
   constexpr unsigned few = 2;
   constexpr unsigned most = 10;
   const Ref more = ref & moreBit;
@@ -121,7 +124,7 @@ uint32_t LookupTree::parted(Ref& ref, uint32_t row, const Place& place) {
   if (from.rows.back() < row) {
     if (from.lengthSigned < most) {
       const std::array<uint32_t, blockRows> rows = from.rows;
-      signatureIs(from, rows, place);
+      signatureIs(from, rows, placeOf(way));
     }
     return behind;
   }
@@ -137,9 +140,9 @@ uint32_t LookupTree::parted(Ref& ref, uint32_t row, const Place& place) {
 }
 
 // Enters a row between its neighbours.
-Ref LookupTree::enterLeaf(Ref leaf, uint32_t row, const RowWords& words, const Place& place) {
+Ref LookupTree::enterLeaf(Ref leaf, uint32_t row, const RowWords& words, const Way& way) {
   if (leaf == emptyLeaf) {
-    return makeLeaf({row}, place);
+    return makeLeaf({row}, placeOf(way));
   }
   ++copies_;
   Ref* ref = &leaf;
@@ -148,14 +151,14 @@ Ref LookupTree::enterLeaf(Ref leaf, uint32_t row, const RowWords& words, const P
   }
   uint32_t index = *ref & indexBits;
   if (blocks_[index].length == blockRows) {
-    index = parted(*ref, row, place);
+    index = parted(*ref, row, way);
   }
   Block& block = blocks_[index];
   rowEnters(block, row, words);
   // A signature that suits few rows may not suit many.
   if (block.length > 2 * block.lengthSigned) {
     const std::array<uint32_t, blockRows> rows = block.rows;
-    signatureIs(block, std::span(rows).first(block.length), place);
+    signatureIs(block, std::span(rows).first(block.length), placeOf(way));
   }
   return leaf;
 }

@@ -108,6 +108,10 @@ LookupTree::Place LookupTree::Place::below(const Node& node) const {
   return place;
 }
 
+LookupTree::Place LookupTree::placeOf(const Way& way) const {
+  return way.isRoot() ? Place() : placeOf(*way.above).below(nodes_[way.node]);
+}
+
 RowWords LookupTree::wordsOf(uint32_t row) const {
   RowWords words;
   for (unsigned pair = 0; pair < numPairs_; ++pair) {
@@ -153,8 +157,9 @@ bool LookupTree::agrees(uint32_t row, const KeyWords& key) const {
 
 // The node's bits that the row ignores, as bits of child numbers; `fixed` becomes those it compares.
 uint32_t LookupTree::ignoredBits(const Node& node, const RowWords& words, uint32_t& fixed) {
-  fixed = childNumber(node, words.value);
-  return ~childNumber(node, words.care) & ((1u << node.numBits) - 1);
+  const RowBits bits = extractRow(words, {node.bitsA, node.bitsB, node.wordA, node.wordB, node.numBitsA});
+  fixed = bits.value;
+  return ~bits.care & ((1u << node.numBits) - 1);
 }
 
 bool LookupTree::fits(unsigned tree, const RowWords& words) const {
@@ -188,7 +193,7 @@ void LookupTree::enter(uint32_t row, const RowWords& words) {
   treeOf_[row] = static_cast<uint8_t>(tree);
   ++numRows_[tree];
   lowest_[tree] = std::min(lowest_[tree], row);
-  roots_[tree] = enter(roots_[tree], row, words, Place{});
+  roots_[tree] = enter(roots_[tree], row, words, Way{});
 }
 
 // Whether there are so many more rows, or leaves hold so much more, than when all trees were made that other
@@ -249,26 +254,26 @@ void LookupTree::leave(uint32_t row, const RowWords& words) {
     tail_.leave(row);
     return;
   }
-  roots_[tree] = leave(roots_[tree], row, words, Place{});
+  roots_[tree] = leave(roots_[tree], row, words, Way{});
   if (--numRows_[tree] == 0) {
     lowest_[tree] = noTcamRow;
   }
 }
 
-Ref LookupTree::enter(Ref ref, uint32_t row, const RowWords& words, const Place& place) {
+Ref LookupTree::enter(Ref ref, uint32_t row, const RowWords& words, const Way& way) {
   if ((ref & leafBit) != 0) {
-    return grown(enterLeaf(ref, row, words, place), place);
+    return grown(enterLeaf(ref, row, words, way), way);
   }
   Node& node = nodes_[ref];
-  if (++node.rows > nodeGrowth * node.rowsWhenMade && place.depth != 0) {
+  if (++node.rows > nodeGrowth * node.rowsWhenMade && !way.isRoot()) {
     Numbers rows = released(ref);
     rows.insert(std::upper_bound(rows.begin(), rows.end(), row), row);
-    return make(rows, place);
+    return make(rows, placeOf(way));
   }
   uint32_t fixed;
   const uint32_t ignored = ignoredBits(node, words, fixed);
   const uint32_t children = node.children;
-  const Place below = place.below(node);
+  const Way below{&way, ref};
   forEachChild(fixed, ignored, [&](uint32_t child) {
     const Ref entered = enter(refs_[children + child], row, words, below);
     refs_[children + child] = entered;
@@ -276,7 +281,7 @@ Ref LookupTree::enter(Ref ref, uint32_t row, const RowWords& words, const Place&
   return ref;
 }
 
-Ref LookupTree::leave(Ref ref, uint32_t row, const RowWords& words, const Place& place) {
+Ref LookupTree::leave(Ref ref, uint32_t row, const RowWords& words, const Way& way) {
   if ((ref & leafBit) != 0) {
     return leaveLeaf(ref, row);
   }
@@ -285,27 +290,27 @@ Ref LookupTree::leave(Ref ref, uint32_t row, const RowWords& words, const Place&
   uint32_t fixed;
   const uint32_t ignored = ignoredBits(node, words, fixed);
   const uint32_t children = node.children;
-  const Place below = place.below(node);
+  const Way below{&way, ref};
   forEachChild(fixed, ignored, [&](uint32_t child) {
     const Ref left = leave(refs_[children + child], row, words, below);
     refs_[children + child] = left;
   });
-  return nodes_[ref].rows > leastNode ? ref : makeLeaf(released(ref), place);
+  return nodes_[ref].rows > leastNode ? ref : makeLeaf(released(ref), placeOf(way));
 }
 
 // What becomes of a leaf that has grown by a row: the leaf, or a node in its place. It may be twice as long
 // as one that is made, so that bits are chosen for enough rows. A leaf whose rows could not be told apart is
 // tried again each time it has doubled.
-Ref LookupTree::grown(Ref leaf, const Place& place) {
+Ref LookupTree::grown(Ref leaf, const Way& way) {
   if ((leaf & moreBit) == 0) {
     return leaf;
   }
   const std::size_t rows = leafRows(leaf) - 1;
   hasLongLeaf_ |= rows > longLeaf;
-  if (place.depth == 0 || !isWorthParting(rows)) {
+  if (way.isRoot() || !isWorthParting(rows)) {
     return leaf;
   }
-  return make(released(leaf), place);
+  return make(released(leaf), placeOf(way));
 }
 
 // Makes all trees anew from their rows and one more, side by side in memory that nothing else stands in.

@@ -160,6 +160,13 @@ private:
     double copies = maxRowCopies;
     Place below(const Node& node) const;
   };
+  // The nodes above a place. Most rows enter and leave without anybody asking what a place says.
+  struct Way {
+    const Way* above = nullptr; // null: the place of a root
+    Ref node = 0;               // the lowest of them
+    bool isRoot() const { return above == nullptr; }
+  };
+  Place placeOf(const Way& way) const;
 
   RowWords wordsOf(uint32_t row) const;
   void recordIs(uint32_t row, const RowWords& words);
@@ -168,9 +175,9 @@ private:
   static uint32_t ignoredBits(const Node& node, const RowWords& words, uint32_t& fixed);
   bool fits(unsigned tree, const RowWords& words) const;
   void enterTail(uint32_t row, const RowWords& words);
-  Ref enter(Ref ref, uint32_t row, const RowWords& words, const Place& place);
-  Ref leave(Ref ref, uint32_t row, const RowWords& words, const Place& place);
-  Ref grown(Ref leaf, const Place& place);
+  Ref enter(Ref ref, uint32_t row, const RowWords& words, const Way& way);
+  Ref leave(Ref ref, uint32_t row, const RowWords& words, const Way& way);
+  Ref grown(Ref leaf, const Way& way);
   bool isWorthRemaking() const;
   bool hasGrown() const;
   bool hasOutgrown(unsigned tree) const;
@@ -192,11 +199,12 @@ private:
   void release(Ref ref);
 
   // Leaves.
-  Ref enterLeaf(Ref leaf, uint32_t row, const RowWords& words, const Place& place);
-  uint32_t parted(Ref& ref, uint32_t row, const Place& place);
+  Ref enterLeaf(Ref leaf, uint32_t row, const RowWords& words, const Way& way);
+  uint32_t parted(Ref& ref, uint32_t row, const Way& way);
   Ref leaveLeaf(Ref leaf, uint32_t row);
   std::size_t leafRows(Ref leaf) const;
-  static uint16_t signatureOf(const Block& block, const KeyWords& words);
+  static RowBits signatureOf(const Block& block, const RowWords& words);
+  static void rowSignatureIs(Block& block, unsigned at, const RowWords& words);
   static void rowEnters(Block& block, uint32_t row, const RowWords& words);
   static void rowLeaves(Block& block, unsigned at);
   void signatureIs(Block& block, std::span<const uint32_t> rows, const Place& place);

@@ -72,21 +72,14 @@ Device& System::deviceAdd(uint8_t number, const DeviceConfig& config) {
   VANE_ASSERT(number <= maxDevice);
   const auto [it, added] = devices_.emplace(number, std::make_unique<Device>(number, config));
   VANE_ASSERT(added);
+  byNumber_[number] = it->second.get();
   return *it->second;
 }
 
 void System::deviceDel(uint8_t number) {
-  devices_.erase(number);
-}
-
-Device* System::device(uint8_t number) {
-  const auto it = devices_.find(number);
-  return it == devices_.end() ? nullptr : it->second.get();
-}
-
-const Device* System::device(uint8_t number) const {
-  const auto it = devices_.find(number);
-  return it == devices_.end() ? nullptr : it->second.get();
+  if (devices_.erase(number) != 0) {
+    byNumber_[number] = nullptr;
+  }
 }
 
 xpDeviceMgr& System::deviceMgr() {

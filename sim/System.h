@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -121,8 +122,8 @@ public:
   Device& deviceAdd(uint8_t number, const DeviceConfig& config = {});
   void deviceDel(uint8_t number);
   // Null when there is none.
-  Device* device(uint8_t number);
-  const Device* device(uint8_t number) const;
+  Device* device(uint8_t number) { return number <= maxDevice ? byNumber_[number] : nullptr; }
+  const Device* device(uint8_t number) const { return number <= maxDevice ? byNumber_[number] : nullptr; }
   const std::map<uint8_t, std::unique_ptr<Device>>& devices() const { return devices_; }
 
   // The managers, as the SDK hands them out.
@@ -189,6 +190,7 @@ private:
   XpXdk::XP_STATUS numOfEntry(uint8_t device, uint32_t& count, const Count& countOf);
 
   std::map<uint8_t, std::unique_ptr<Device>> devices_;
+  std::array<Device*, maxDevice + 1> byNumber_{}; // the same; each call asks for one
   std::unique_ptr<Managers> managers_;
   bool logEnabled_ = false;
   std::vector<std::string> log_;
