@@ -156,7 +156,11 @@ void Agent::implicitHitsReadIs(uint8_t chip, const std::map<Acl::AclDirection, u
   }
 }
 
+// A line that was never hit needs no total: most lines of a long list.
 void Agent::addHits(const AclName& name, uint64_t uniqueId, uint64_t hits) {
+  if (hits == 0) {
+    return;
+  }
   const auto [total, isNew] = totals_.try_emplace(uniqueId);
   if (isNew) {
     total->second.name = name;

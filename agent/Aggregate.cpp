@@ -84,7 +84,7 @@ const std::vector<PortBlock>& blocksOf(const PortSet& ports, std::vector<PortBlo
   if (isAnyPort(ports)) {
     return anyBlocks();
   }
-  made = portBlocks(ports);
+  portBlocks(ports, made);
   return made;
 }
 
@@ -98,10 +98,8 @@ public:
     uint32_t subRule = 0;
     for (const Criteria& criteria : rule.alternatives) {
       // A non-initial fragment carries no ports and the row compares none.
-      std::vector<PortBlock> srcMade;
-      std::vector<PortBlock> dstMade;
-      const auto& srcBlocks = criteria.fragments ? anyBlocks() : blocksOf(criteria.srcPorts, srcMade);
-      const auto& dstBlocks = criteria.fragments ? anyBlocks() : blocksOf(criteria.dstPorts, dstMade);
+      const auto& srcBlocks = criteria.fragments ? anyBlocks() : blocksOf(criteria.srcPorts, srcMade_);
+      const auto& dstBlocks = criteria.fragments ? anyBlocks() : blocksOf(criteria.dstPorts, dstMade_);
       if (srcBlocks.empty() || dstBlocks.empty()) {
         continue;
       }
@@ -128,6 +126,9 @@ public:
 private:
   AggregatedAcl& acl_;
   uint32_t ruleNum_;
+  // Their memory serves all lines.
+  std::vector<PortBlock> srcMade_;
+  std::vector<PortBlock> dstMade_;
 };
 
 } // namespace
@@ -177,7 +178,13 @@ std::shared_ptr<AggregatedAcl> aggregate(const AccessList& list, bool neighborDi
   acl->filters.reserve(list.rules.size());
   acl->rows.reserve(list.rules.size() + 1);
   EntryRows entries(*acl, 1);
+  constexpr std::size_t ahead = 6; // lines whose conditions are fetched meanwhile
   for (std::size_t i = 0; i < list.rules.size(); ++i) {
+    if (i + ahead < list.rules.size() && !list.rules[i + ahead].alternatives.empty()) {
+      const Criteria& later = list.rules[i + ahead].alternatives.front();
+      __builtin_prefetch(&later);
+      __builtin_prefetch(&later.dstPorts);
+    }
     entries.entry(static_cast<int32_t>(i), list.rules[i]);
   }
   uint32_t ruleNum = entries.nextRuleNum();

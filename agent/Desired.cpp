@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstddef>
 #include <functional>
+#include <iterator>
 #include <optional>
 #include <string_view>
 #include <unordered_set>
@@ -86,19 +87,35 @@ private:
 
 } // namespace
 
+namespace {
+
+// The number of lines that are equal in both lists, one by one from their first ones on. The texts stand
+// anywhere in memory: those that come soon are fetched meanwhile.
+template <class Iterator>
+std::size_t equalTexts(Iterator a, Iterator b, std::size_t most) {
+  constexpr std::size_t ahead = 8;
+  for (std::size_t i = 0; i < most; ++i, ++a, ++b) {
+    if (i + ahead < most) {
+      __builtin_prefetch(a[ahead].text.data());
+      __builtin_prefetch(b[ahead].text.data());
+    }
+    if (a->text != b->text) {
+      return i;
+    }
+  }
+  return most;
+}
+
+} // namespace
+
 // Most edits concern few lines: what stands before and behind them keeps its ids in place. Behind them only
 // when no text that comes or goes stands there too, as it would then be another one of its equals that stays.
 void AclRegistry::idsOfLines(const AclGeneration& old, const Rules& rules, UniqueIds& ids) const {
   const Rules& before = old.acl->source.rules;
   const std::size_t most = std::min(before.size(), rules.size());
-  std::size_t head = 0;
-  while (head < most && before[head].text == rules[head].text) {
-    ++head;
-  }
-  std::size_t tail = 0;
-  while (tail < most - head && before[before.size() - 1 - tail].text == rules[rules.size() - 1 - tail].text) {
-    ++tail;
-  }
+  const std::size_t head = equalTexts(before.begin(), rules.begin(), most);
+  std::size_t tail =
+      equalTexts(std::reverse_iterator(before.end()), std::reverse_iterator(rules.end()), most - head);
   if (tail != 0) {
     std::unordered_set<std::string_view> edited;
     for (std::size_t i = head; i < before.size() - tail; ++i) {

@@ -3,10 +3,17 @@
 namespace agent {
 
 std::vector<PortBlock> portBlocks(const PortSet& ports) {
-  if (isAnyPort(ports)) {
-    return {PortBlock{}};
-  }
   std::vector<PortBlock> blocks;
+  portBlocks(ports, blocks);
+  return blocks;
+}
+
+void portBlocks(const PortSet& ports, std::vector<PortBlock>& blocks) {
+  blocks.clear();
+  if (isAnyPort(ports)) {
+    blocks.push_back({});
+    return;
+  }
   for (const PortRange& range : ports) {
     uint32_t low = range.low;
     const uint32_t end = uint32_t{range.high} + 1;
@@ -21,7 +28,6 @@ std::vector<PortBlock> portBlocks(const PortSet& ports) {
       low += size;
     }
   }
-  return blocks;
 }
 
 } // namespace agent

@@ -20,5 +20,7 @@ struct PortBlock {
 // The fewest aligned blocks that cover exactly `ports`, ascending. A range of n ports takes at most 30
 // blocks; an empty set takes none.
 std::vector<PortBlock> portBlocks(const PortSet& ports);
+// The same in place of what `blocks` holds, in its memory.
+void portBlocks(const PortSet& ports, std::vector<PortBlock>& blocks);
 
 } // namespace agent

@@ -70,6 +70,7 @@ private:
     std::vector<uint32_t> data; // [row in page][copy]
   };
   Page& touch(uint32_t rowNumber);
+  void expectAfter(uint32_t rowNumber) const;
   const Page* page(uint32_t rowNumber) const {
     const std::vector<Page>& slot = pages_[rowNumber / pageRows];
     return slot.empty() ? nullptr : &slot.front();
