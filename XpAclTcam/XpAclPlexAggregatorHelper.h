@@ -214,6 +214,7 @@ private:
     bool finalRule;
     Vane::U32 counterIdx;
   };
+  class CounterLabels;
 
   void showTable(Vane::U32 fd, TcamType type);
   // `users`: how many rules claim each row.
@@ -233,8 +234,10 @@ private:
 
   void commitRules(PendingTcamMapping& pending);
   void commitVersion(const Vane::Ptr<TcamIdxMapping>& programmed);
-  void programRule(const AclKeyInfo& aclKeyInfo, TcamRuleInfo& rule, Vane::U32 tcamIdx);
-  Vane::U32 takeCounter(const AclKeyInfo& aclKeyInfo, TcamRuleInfo& rule, Vane::U32 tcamIdx);
+  void programRule(const TcamTableInfo& table, const AclKeyInfo& aclKeyInfo, const TcamRuleInfo& rule,
+                   Vane::U32 tcamIdx, Vane::U32 counterIdx);
+  Vane::U32 takeCounter(const TcamTableInfo& table, XpLib::AcmHelper* acm, CounterLabels& labels,
+                        TcamRuleInfo& rule, Vane::U32 tcamIdx);
   void retireRow(const TcamTableInfo& table, TcamIdxAllocator& pool, XpLib::AcmHelper* acm, Vane::U32 row,
                  const char* rowText);
   void retireRows(const TcamIdxMapping& mapping, bool permit);
@@ -243,6 +246,8 @@ private:
   void programIpRow(const TcamTableInfo& table, const AclKeyInfo& aclKeyInfo, const Filter& filter,
                     const RowAction& action, Vane::U16 srcPort, Vane::U16 srcPortMask, Vane::U16 dstPort,
                     Vane::U16 dstPortMask, Vane::U32 tcamIdx);
+  void programMacRow(const TcamTableInfo& table, const AclKeyInfo& aclKeyInfo, const Acl::MacFilter& filter,
+                     const RowAction& action, Vane::U32 tcamIdx);
   void writeRow(const TcamTableInfo& table, OvIaclKey& key, const RowAction& action, Vane::U32 tcamIdx);
   void writeKeyMask(const TcamTableInfo& table, const OvIaclKey& key, Vane::U32 row, const char* rowText);
   void writeData(const TcamTableInfo& table, const XpXdk::xpIaclData_t& data, Vane::U32 row,

@@ -4,7 +4,6 @@
 
 #include <charconv>
 #include <cstddef>
-#include <iterator>
 #include <limits>
 #include <string>
 #include <string_view>
@@ -16,26 +15,68 @@
 
 namespace XpAcl {
 
+// The labels of a list's counters, "NAME:rule.subrule", one for every row that counts.
+class XpAclPlexAggregatorHelper::CounterLabels {
+public:
+  explicit CounterLabels(const Vane::String& name) : name_(name.view()) {
+    if (fits()) {
+      name_.copy(small_, name_.size());
+    }
+  }
+
+  Vane::String of(const TcamAclRuleId& rule) {
+    if (fits()) {
+      char* const end = addNumbers(rule, small_ + name_.size());
+      return Vane::String(std::string_view(small_, static_cast<std::size_t>(end - small_)));
+    }
+    char numbers[mostOfNumbers];
+    return Vane::String(std::string(name_).append(numbers, addNumbers(rule, numbers)));
+  }
+
+private:
+  static constexpr std::size_t mostOfNumbers = 2 * (1 + std::numeric_limits<Vane::U32>::digits10 + 1);
+
+  bool fits() const { return name_.size() + mostOfNumbers <= sizeof small_; }
+  static char* addNumbers(const TcamAclRuleId& rule, char* at) {
+    for (const auto& [before, number] : {std::pair(':', rule.ruleNum()), std::pair('.', rule.subRuleNum())}) {
+      *at++ = before;
+      at = std::to_chars(at, at + std::numeric_limits<Vane::U32>::digits10 + 1, number).ptr;
+    }
+    return at;
+  }
+
+  const std::string_view name_;
+  char small_[64]; // begins with the name
+};
+
 namespace {
 
-// "NAME:rule.subrule", made for every row that counts.
-Vane::String counterLabel(const Vane::String& name, Vane::U32 ruleNum, Vane::U32 subruleNum) {
-  constexpr std::size_t mostDigits = std::numeric_limits<Vane::U32>::digits10 + 1;
-  char numbers[2 * (1 + mostDigits)];
-  char* end = numbers;
-  for (const auto& [before, number] : {std::pair(':', ruleNum), std::pair('.', subruleNum)}) {
-    *end++ = before;
-    end = std::to_chars(end, std::end(numbers), number).ptr;
+// The records of a list are more than the nearer caches hold: walks over its rules in step with another walk,
+// some rules ahead, and has what is read of them fetched.
+class RulesAhead {
+public:
+  using Iterator = decltype(std::declval<const TcamInfo&>().tcamRuleInfoFirst());
+
+  explicit RulesAhead(const TcamInfo& rules) : at_(rules.tcamRuleInfoFirst()) {
+    for (unsigned i = 0; i < distance; ++i) {
+      step();
+    }
   }
-  const std::string_view both(numbers, static_cast<std::size_t>(end - numbers));
-  char small[64];
-  if (name.size() + both.size() > sizeof small) {
-    return Vane::String(std::string(name.view()).append(both));
+  void step() {
+    if (at_) {
+      constexpr std::size_t line = 64; // bytes
+      const auto* const record = reinterpret_cast<const char*>(at_.ptr().ptr());
+      for (std::size_t offset = 0; offset < sizeof(TcamRuleInfo); offset += line) {
+        __builtin_prefetch(record + offset);
+      }
+      ++at_;
+    }
   }
-  name.view().copy(small, name.size());
-  both.copy(small + name.size(), both.size());
-  return Vane::String(std::string_view(small, name.size() + both.size()));
-}
+
+private:
+  static constexpr unsigned distance = 4;
+  Iterator at_;
+};
 
 } // namespace
 
@@ -72,7 +113,9 @@ void XpAclPlexAggregatorHelper::commitPendingPlatform(const Plex::AclKey& key) {
   for (const auto& acl : pending->pendingAclKeyToTcamInfoAll()) {
     const auto programmed = programmedAclKeyToTcamInfo(acl.key());
     Vane::Ptr<TcamRuleIdMapping> mapping; // of the rule before: the sub-rules of a rule follow each other
+    RulesAhead ahead(*programmed);
     for (const auto& rule : programmed->tcamRuleInfoAll()) {
+      ahead.step();
       const Acl::UniqueId& aclId = rule.ptr()->aclId();
       if (!mapping || !(mapping->uniqueId() == aclId)) {
         mapping = programmed->tcamRuleIdMappingIs(aclId);
@@ -107,60 +150,37 @@ void XpAclPlexAggregatorHelper::commitVersion(const Vane::Ptr<TcamIdxMapping>& p
   const auto tcamInfo = programmedAclKeyToTcamInfo(aclKeyInfo.aclKey());
   // Rules and placement are in the same order, so one walk over the rules serves the whole version.
   auto rule = tcamInfo->tcamRuleInfoFirst();
+  RulesAhead ahead(*tcamInfo);
+  const Plex::AclKey& aclKey = aclKeyInfo.aclKey();
+  const TcamTableInfo& table = tcamTable(getTcamType(aclKey.direction(), aclKey.aclType()));
+  const auto acm = acmHelper(aclKey.direction());
+  CounterLabels labels(aclKey.name());
   for (const auto& placed : programmed->tcamIdxAll()) {
     while (rule && rule.key() < placed.key()) {
       ++rule;
+      ahead.step();
     }
     VANE_ASSERT(rule && rule.key() == placed.key());
-    programRule(aclKeyInfo, *rule.ptr(), placed.value());
+    const Vane::U32 counterIdx = takeCounter(table, acm.ptr(), labels, *rule.ptr(), placed.value());
+    programRule(table, aclKeyInfo, *rule.ptr(), placed.value(), counterIdx);
   }
 }
 
 // Settles the rule's counter: the final rule, and every rule of an ACL that asks for none, count where
 // nobody reads.
-Vane::U32 XpAclPlexAggregatorHelper::takeCounter(const AclKeyInfo& aclKeyInfo, TcamRuleInfo& rule,
+Vane::U32 XpAclPlexAggregatorHelper::takeCounter(const TcamTableInfo& table, XpLib::AcmHelper* acm,
+                                                 CounterLabels& labels, TcamRuleInfo& rule,
                                                  Vane::U32 tcamIdx) {
   Vane::U32 counterIdx = unusedAcmIndex();
   bool counted = false;
-  const auto aclData = rule.finalAclRule() ? Vane::Ptr<Plex::AclData>() : rule.aclData();
-  if (aclData && aclData->countersEnabled()) {
-    const Plex::AclKey& aclKey = aclKeyInfo.aclKey();
-    const auto acm = acmHelper(aclKey.direction());
-    VANE_ASSERT(acm);
-    const Vane::String label =
-        counterLabel(aclKey.name(), rule.ruleId().ruleNum(), rule.ruleId().subRuleNum());
-    counterIdx = acm->getAcmIdx(counterIndexOfRow(aclKey.aclType(), tcamIdx), label);
+  const Plex::AclData* const aclData = rule.finalAclRule() ? nullptr : rule.aclDataHeld();
+  if (aclData != nullptr && aclData->countersEnabled()) {
+    VANE_ASSERT(acm != nullptr);
+    counterIdx = acm->getAcmIdx(counterIndexOfRow(table.aclType, tcamIdx), labels.of(rule.ruleId()));
     counted = counterIdx != unusedAcmIndex();
   }
   rule.countIs(counted);
   return counterIdx;
-}
-
-void XpAclPlexAggregatorHelper::programRule(const AclKeyInfo& aclKeyInfo, TcamRuleInfo& rule,
-                                            Vane::U32 tcamIdx) {
-  const Vane::U32 counterIdx = takeCounter(aclKeyInfo, rule, tcamIdx);
-  const Acl::AclType aclType = aclKeyInfo.aclKey().aclType();
-  switch (getTcamType(aclKeyInfo.aclKey().direction(), aclType)) {
-  case ingressV4:
-  case egressV4:
-    programTcamRuleV4(aclKeyInfo, aclType, rule.filter(), rule.action(), rule.log(), rule.aclId(),
-                      rule.aclData(), rule.ruleNum(), rule.subruleNum(), rule.srcL4Port(),
-                      rule.srcL4PortMask(), rule.dstL4Port(), rule.dstL4PortMask(), rule.finalAclRule(),
-                      tcamIdx, counterIdx);
-    return;
-  case ingressV6:
-  case egressV6:
-    programTcamRuleV6(aclKeyInfo, aclType, rule.ip6Filter(), rule.action(), rule.log(), rule.aclId(),
-                      rule.aclData(), rule.ruleNum(), rule.subruleNum(), rule.srcL4Port(),
-                      rule.srcL4PortMask(), rule.dstL4Port(), rule.dstL4PortMask(), rule.finalAclRule(),
-                      tcamIdx, counterIdx);
-    return;
-  case ingressMac:
-    programTcamRuleMac(aclKeyInfo, aclType, rule.macFilter(), rule.action(), rule.log(), rule.aclId(),
-                       rule.aclData(), rule.ruleNum(), rule.subruleNum(), rule.finalAclRule(), tcamIdx,
-                       counterIdx);
-    return;
-  }
 }
 
 void XpAclPlexAggregatorHelper::cleanupPendingPlatform(const Plex::AclKey& key) {

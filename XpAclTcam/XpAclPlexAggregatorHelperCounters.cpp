@@ -19,7 +19,7 @@ XpAclPlexAggregatorHelper::aclRuleCountersSinceLastPoll(const Vane::Ptr<Plex::Ac
   if (tcamInfo == nullptr) {
     return 0;
   }
-  const auto ruleIdMapping = (*tcamInfo)->tcamRuleIdMapping(uniqueId);
+  const TcamRuleIdMapping* const ruleIdMapping = (*tcamInfo)->rulesFrom(uniqueId);
   XPACL_UNIT_ASSERT(ruleIdMapping, "ruleIdMapping");
   const Vane::Ptr<XpLib::AcmHelper>* const acm = acmHelperFind(aclKey.direction());
   Vane::U64 sum = 0;

@@ -248,9 +248,15 @@ void XpAclPlexAggregatorHelper::programTcamRuleMac(const AclKeyInfo& aclKeyInfo,
                                                    Vane::U32, Vane::U32, bool finalRule, Vane::U32 tcamIdx,
                                                    Vane::U32 counterIdx) {
   const TcamTableInfo& table = tcamTable(getTcamType(aclKeyInfo.aclKey().direction(), Acl::mac));
+  programMacRow(table, aclKeyInfo, filter, {log, action == Acl::permit, finalRule, counterIdx}, tcamIdx);
+}
+
+void XpAclPlexAggregatorHelper::programMacRow(const TcamTableInfo& table, const AclKeyInfo& aclKeyInfo,
+                                              const Acl::MacFilter& filter, const RowAction& action,
+                                              Vane::U32 tcamIdx) {
   OvIaclKey key(table.keyType);
   addAclId(table, aclKeyInfo.aclId(), key);
-  if (!finalRule) {
+  if (!action.finalRule) {
     if (filter.vlanMask() != 0) {
       addMasked2(table, XpXdk::IACL_MAC_VLAN, filter.vlan(), filter.vlanMask(), key);
     }
@@ -260,7 +266,27 @@ void XpAclPlexAggregatorHelper::programTcamRuleMac(const AclKeyInfo& aclKeyInfo,
     addMacAddress(table, XpXdk::IACL_MAC_SRC, filter.source(), filter.sourceMask(), key);
     addMacAddress(table, XpXdk::IACL_MAC_DST, filter.destination(), filter.destinationMask(), key);
   }
-  writeRow(table, key, {log, action == Acl::permit, finalRule, counterIdx}, tcamIdx);
+  writeRow(table, key, action, tcamIdx);
+}
+
+// A rule of a version, whose table the caller knows.
+void XpAclPlexAggregatorHelper::programRule(const TcamTableInfo& table, const AclKeyInfo& aclKeyInfo,
+                                            const TcamRuleInfo& rule, Vane::U32 tcamIdx,
+                                            Vane::U32 counterIdx) {
+  const RowAction action{rule.log(), rule.action() == Acl::permit, rule.finalAclRule(), counterIdx};
+  switch (table.aclType) {
+  case Acl::ipv4:
+    programIpRow(table, aclKeyInfo, rule.filter(), action, rule.srcL4Port(), rule.srcL4PortMask(),
+                 rule.dstL4Port(), rule.dstL4PortMask(), tcamIdx);
+    return;
+  case Acl::ipv6:
+    programIpRow(table, aclKeyInfo, rule.ip6Filter(), action, rule.srcL4Port(), rule.srcL4PortMask(),
+                 rule.dstL4Port(), rule.dstL4PortMask(), tcamIdx);
+    return;
+  case Acl::mac:
+    programMacRow(table, aclKeyInfo, rule.macFilter(), action, tcamIdx);
+    return;
+  }
 }
 
 Ovnet::Ip6Addr ipv6AddrToIp6Addr(const std::array<uint8_t, 16>& bytes) {

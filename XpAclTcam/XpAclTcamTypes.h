@@ -127,6 +127,8 @@ public:
 
   // Takes over every attribute of `other` but its key.
   void attributesFrom(const TcamRuleInfo& other);
+  // aclData(), for who only looks at it: the rule goes on holding it.
+  const Plex::AclData* aclDataHeld() const { return aclData_.ptr(); }
 };
 
 // The TCAM rules that came from one configured rule.
@@ -147,6 +149,12 @@ public:
               CHILDREN(Acl::UniqueId, TcamRuleIdMapping, tcamRuleIdMapping, TcamRuleIdMapping))
 
   explicit TcamInfo(const Plex::AclKey& key) : aclKey_(key) {}
+
+  // tcamRuleIdMapping(id) in place, or null; valid until it is deleted here.
+  const TcamRuleIdMapping* rulesFrom(const Acl::UniqueId& id) const {
+    const Vane::Ptr<TcamRuleIdMapping>* const found = tcamRuleIdMapping_.find(id);
+    return found == nullptr ? nullptr : found->ptr();
+  }
 };
 
 // The placement of one version: the row of each rule, in rule order.

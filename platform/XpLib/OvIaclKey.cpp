@@ -31,25 +31,6 @@ void OvIaclKey::finalize() {
   sdkKey.length = static_cast<uint8_t>(offset);
 }
 
-void addIaclKeyField(XpXdk::xpIaclKeyType keyType, uint8_t fieldId, const void* value, const void* mask,
-                     unsigned length, OvIaclKey& key) {
-  VANE_ASSERT(keyType == key.sdkKey.keyType);
-  VANE_ASSERT(length <= XpXdk::maxIaclFieldBytes);
-  unsigned at = 0;
-  while (at < key.numFields_ && key.fields_[at].fieldId != fieldId) {
-    ++at;
-  }
-  if (at == key.numFields_) {
-    VANE_ASSERT(key.numFields_ < XpXdk::maxIaclKeyFields);
-    ++key.numFields_;
-  }
-  OvIaclKey::OvIaclKeyField& field = key.fields_[at];
-  field.fieldId = fieldId;
-  field.width = static_cast<uint8_t>(length);
-  Vane::copyNarrow(field.value, value, length);
-  Vane::copyNarrow(field.mask, mask, length);
-}
-
 void readIaclKeyField(XpXdk::xpIaclKeyType keyType, uint8_t fieldId, const OvIaclKey& key, unsigned length,
                       void* value, void* mask) {
   VANE_ASSERT(keyType == key.sdkKey.keyType);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Vane/Assert.h"
+#include "Vane/Bytes.h"
 #include "XpXdk/IaclTypes.h"
 
 #include <cstdint>
@@ -38,9 +40,25 @@ private:
 };
 
 // Sets field `fieldId` to `length` (at most 16) bytes of value and ignore-mask. The chip refuses a
-// field that the key type does not have, or one of another width.
-void addIaclKeyField(XpXdk::xpIaclKeyType keyType, uint8_t fieldId, const void* value, const void* mask,
-                     unsigned length, OvIaclKey& key);
+// field that the key type does not have, or one of another width. In place, because callers know the length.
+inline void addIaclKeyField(XpXdk::xpIaclKeyType keyType, uint8_t fieldId, const void* value,
+                            const void* mask, unsigned length, OvIaclKey& key) {
+  VANE_ASSERT(keyType == key.sdkKey.keyType);
+  VANE_ASSERT(length <= XpXdk::maxIaclFieldBytes);
+  unsigned at = 0;
+  while (at < key.numFields_ && key.fields_[at].fieldId != fieldId) {
+    ++at;
+  }
+  if (at == key.numFields_) {
+    VANE_ASSERT(key.numFields_ < XpXdk::maxIaclKeyFields);
+    ++key.numFields_;
+  }
+  OvIaclKey::OvIaclKeyField& field = key.fields_[at];
+  field.fieldId = fieldId;
+  field.width = static_cast<uint8_t>(length);
+  Vane::copyNarrow(field.value, value, length);
+  Vane::copyNarrow(field.mask, mask, length);
+}
 
 // Copies field `fieldId` of a key that was read back into `length` bytes of value and mask. A field
 // that is not there reads as value 0, mask all ones.
