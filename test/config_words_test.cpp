@@ -178,6 +178,33 @@ TEST(ConfigWords, portSets) {
   EXPECT_EQ("1-3 5-5 ", portsText(unionOf({{1, 2}}, {{3, 3}, {5, 5}})));
 }
 
+// A set of one range holds it in itself; others, and what is left of them, read the same.
+TEST(ConfigWords, portSetsOfAnySize) {
+  std::string sets;
+  PortSet ports;
+  for (const uint16_t port : {10, 20, 30}) {
+    sets += "[" + portsText(ports) + "]";
+    ports.push_back({port, port});
+    const PortSet copy = ports;
+    ports.back().high = static_cast<uint16_t>(port + 1);
+    sets += portsText(copy) + (copy == ports ? "same " : "");
+  }
+  EXPECT_EQ("[]10-10 [10-11 ]10-11 20-20 [10-11 20-21 ]10-11 20-21 30-30 ", sets);
+  PortSet moved = std::move(ports);
+  moved.eraseIf([](const PortRange& range) { return range.low != 20; });
+  EXPECT_EQ("20-21 ", portsText(moved));
+  EXPECT_TRUE(moved == portRange(20, 21));
+  moved.append(anyPort());
+  moved = PortSet(std::vector<PortRange>{moved[1], moved.front()});
+  EXPECT_EQ("0-65535 20-21 ", portsText(moved));
+  PortSet one = anyPort();
+  EXPECT_TRUE(isAnyPort(one));
+  one.eraseIf([](const PortRange&) { return true; });
+  EXPECT_TRUE(one.empty());
+  EXPECT_TRUE(one == PortSet());
+  EXPECT_FALSE(isAnyPort(moved));
+}
+
 TEST(ConfigWords, names) {
   EXPECT_EQ(80, serviceFromName("WWW", tcpPorts));
   EXPECT_EQ(53, serviceFromName("domain", tcpPorts | udpPorts));

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "agent/config/PortSet.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -57,18 +59,6 @@ struct MacMatch {                   // a wildcard bit of 1 is ignored
   std::array<uint8_t, 6> wildcard{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
   bool operator==(const MacMatch&) const = default;
 };
-
-struct PortRange { // both ends included, host byte order
-  uint16_t low = 0;
-  uint16_t high = 65535;
-  bool operator==(const PortRange&) const = default;
-};
-
-// Sorted, disjoint, not adjacent. {0..65535} alone is "any"; empty matches nothing
-// ("lt 0", "gt 65535").
-using PortSet = std::vector<PortRange>;
-PortSet anyPort();
-bool isAnyPort(const PortSet& ports);
 
 // One conjunction of conditions. A packet without an L4 header reads as ports 0, ICMP type 0 and
 // code 0, as the chip does.

@@ -158,7 +158,7 @@ bool takePorts(PortProtocols protocols, Cursor& cursor, Findings& findings, Grou
   const auto ports = takePortExpression(cursor, protocols, findings);
   if (!ports)
     return false;
-  content.ports.insert(content.ports.end(), ports->begin(), ports->end());
+  content.ports.append(*ports);
   return true;
 }
 
@@ -197,8 +197,7 @@ void mergeServices(std::vector<ServiceMatch>& services) {
       merged.push_back(std::move(service));
       continue;
     }
-    PortSet& ports = merged.back().dstPorts;
-    ports.insert(ports.end(), service.dstPorts.begin(), service.dstPorts.end());
+    merged.back().dstPorts.append(service.dstPorts);
   }
   if (!merged.empty())
     merged.back().dstPorts = normalized(std::move(merged.back().dstPorts));
@@ -270,7 +269,7 @@ void addContent(const GroupContent& from, GroupContent& to) {
   to.v4.insert(to.v4.end(), from.v4.begin(), from.v4.end());
   to.v6.insert(to.v6.end(), from.v6.begin(), from.v6.end());
   to.services.insert(to.services.end(), from.services.begin(), from.services.end());
-  to.ports.insert(to.ports.end(), from.ports.begin(), from.ports.end());
+  to.ports.append(from.ports);
 }
 
 void removeDuplicates(GroupContent& content) {

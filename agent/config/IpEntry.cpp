@@ -175,7 +175,7 @@ bool IpEntry::takePorts(PortSet& ports) {
   if (services_ != nullptr)
     for (const ServiceMatch& service : services_->services)
       names |= portProtocolOf(*service.protocol);
-  auto taken = takePortExpression(cursor_, names, findings_, std::move(ports));
+  auto taken = takePortExpression(cursor_, names, findings_);
   if (!taken)
     return false;
   ports = std::move(*taken);

@@ -140,7 +140,7 @@ void DefinedSets::parse(SetKind kind, const std::string& name, Entry& entry, Pro
     for (const JsonValue& value : leaf->value->children) {
       if (kind == SetKind::ports) {
         if (const auto ports = takePorts(value, leaf->place, problems))
-          entry.content.ports.insert(entry.content.ports.end(), ports->begin(), ports->end());
+          entry.content.ports.append(*ports);
         continue;
       }
       const auto v4 = kind == SetKind::v4Prefixes ? v4Prefix(value.text) : std::nullopt;

@@ -26,9 +26,8 @@ bool continuesPortList(const Cursor& cursor, PortProtocols protocols) {
   return allDigits(word) || portFromText(word, protocols).has_value();
 }
 
-std::optional<PortSet> takePortList(Cursor& cursor, PortProtocols protocols, Findings& findings,
-                                    PortSet ports) {
-  ports.clear();
+std::optional<PortSet> takePortList(Cursor& cursor, PortProtocols protocols, Findings& findings) {
+  PortSet ports;
   do {
     const auto port = takePort(cursor, protocols, findings);
     if (!port)
@@ -99,15 +98,14 @@ std::optional<uint16_t> takePort(Cursor& cursor, PortProtocols protocols, Findin
   return std::nullopt;
 }
 
-std::optional<PortSet> takePortExpression(Cursor& cursor, PortProtocols protocols, Findings& findings,
-                                          PortSet memory) {
+std::optional<PortSet> takePortExpression(Cursor& cursor, PortProtocols protocols, Findings& findings) {
   const Token token = cursor.take();
   if (sameWord(token.text, "eq"))
-    return takePortList(cursor, protocols, findings, std::move(memory));
+    return takePortList(cursor, protocols, findings);
   if (sameWord(token.text, "range"))
     return takeRange(cursor, protocols, findings);
   if (sameWord(token.text, "neq")) {
-    const auto ports = takePortList(cursor, protocols, findings, std::move(memory));
+    const auto ports = takePortList(cursor, protocols, findings);
     return ports ? std::optional(complementOf(*ports)) : std::nullopt;
   }
   const bool greater = sameWord(token.text, "gt");

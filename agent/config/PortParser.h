@@ -17,9 +17,7 @@ bool isPortOperator(std::string_view word);
 std::optional<uint16_t> portFromText(std::string_view word, PortProtocols protocols);
 // Takes one port; refuses what is none.
 std::optional<uint16_t> takePort(Cursor& cursor, PortProtocols protocols, Findings& findings);
-// Takes an operator and its ports; the cursor stands at the operator. The ports may come in `memory`, whose
-// content does not matter.
-std::optional<PortSet> takePortExpression(Cursor& cursor, PortProtocols protocols, Findings& findings,
-                                          PortSet memory = {});
+// Takes an operator and its ports; the cursor stands at the operator.
+std::optional<PortSet> takePortExpression(Cursor& cursor, PortProtocols protocols, Findings& findings);
 
 } // namespace agent

@@ -4,18 +4,10 @@
 
 namespace agent {
 
-PortSet anyPort() {
-  return {PortRange{0, 65535}};
-}
-
-bool isAnyPort(const PortSet& ports) {
-  return ports.size() == 1 && ports[0] == PortRange{0, 65535};
-}
-
 PortSet normalized(PortSet ports) {
   if (ports.size() == 1 && ports[0].low <= ports[0].high)
     return ports;
-  std::erase_if(ports, [](const PortRange& range) { return range.low > range.high; });
+  ports.eraseIf([](const PortRange& range) { return range.low > range.high; });
   std::sort(ports.begin(), ports.end(), [](const PortRange& a, const PortRange& b) { return a.low < b.low; });
   PortSet result;
   for (const PortRange& range : ports) {
@@ -29,7 +21,7 @@ PortSet normalized(PortSet ports) {
 
 PortSet unionOf(const PortSet& a, const PortSet& b) {
   PortSet all = a;
-  all.insert(all.end(), b.begin(), b.end());
+  all.append(b);
   return normalized(std::move(all));
 }
 
