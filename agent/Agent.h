@@ -240,7 +240,8 @@ private:
                    const Plex::AclKey& trigger, bool create);
   void abandon(Change& change);
   // `claimed`: counters that rows of the same commit take before, and from now on those of this version.
-  void ownRows(uint8_t chip, const XpAcl::TcamIdxMapping& placement, const AclGeneration& generation,
+  // Answers whether each line's rows have counters of their own.
+  bool ownRows(uint8_t chip, const XpAcl::TcamIdxMapping& placement, const AclGeneration& generation,
                std::vector<bool>& claimed);
   void disownRows(uint8_t chip, const XpAcl::TcamIdxMapping& placement, ApplyResult& result);
   void commitAll(Change& change);
@@ -255,8 +256,11 @@ private:
   void clearUnitError();
   std::set<uint32_t> takenCounterRows(uint8_t chip, XpAcl::TcamType table) const;
   std::vector<uint32_t> withholdRows(uint8_t chip, XpAcl::TcamType table, std::size_t needed);
+  template <class Visit>
+  void forEachRowOf(uint8_t chip, const Plex::AclKey& key, const Visit& visit) const;
   std::vector<uint32_t> rowsOf(uint8_t chip, const Plex::AclKey& key) const;
   std::vector<uint32_t> rowsWithoutCounter(uint8_t chip, const XpAcl::TcamIdxMapping& placement) const;
+  std::vector<uint32_t> rowsThatShare(uint8_t chip, const XpAcl::TcamIdxMapping& placement) const;
   void warnOfCounters(uint8_t chip, const XpAcl::TcamIdxMapping& placement, ApplyResult& result) const;
   void pollAcl(uint8_t chip, const Plex::AclKey& key);
   std::map<Acl::AclDirection, uint64_t> implicitHitsRead(uint8_t chip) const;

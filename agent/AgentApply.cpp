@@ -280,7 +280,7 @@ void Agent::abandon(Change& change) {
   }
 }
 
-void Agent::ownRows(uint8_t chip, const XpAcl::TcamIdxMapping& placement, const AclGeneration& generation,
+bool Agent::ownRows(uint8_t chip, const XpAcl::TcamIdxMapping& placement, const AclGeneration& generation,
                     std::vector<bool>& claimed) {
   const XpAcl::AclKeyInfo& version = placement.aclKeyInfo();
   const Acl::AclType type = version.aclKey().aclType();
@@ -290,6 +290,7 @@ void Agent::ownRows(uint8_t chip, const XpAcl::TcamIdxMapping& placement, const 
   RowOwners& owners = owners_.at(chip)[XpAcl::getTcamType(version.aclKey().direction(), type)];
   claimed.resize(std::max(claimed.size(), std::size_t{2} * owners.size() + 1));
   auto row = acl.rows.begin();
+  bool counted = true;
   for (const auto& placed : placement.tcamIdxAll()) {
     // Rules and placement are in the same order.
     const std::size_t unique = row->origin >= 0
@@ -301,10 +302,12 @@ void Agent::ownRows(uint8_t chip, const XpAcl::TcamIdxMapping& placement, const 
     if (ownCounter) {
       claimed[counter] = true;
     }
+    counted = counted && (ownCounter || row->origin == originFinal);
     owners.valueIs(placed.value(), {generation.acl, version, row->ruleNum, row->subRuleNum, row->origin,
                                     generation.uniqueIds[unique], ownCounter});
     ++row;
   }
+  return counted;
 }
 
 void Agent::disownRows(uint8_t chip, const XpAcl::TcamIdxMapping& placement, ApplyResult& result) {
@@ -322,9 +325,11 @@ void Agent::commitAll(Change& change) {
       const auto pending = helpers_.at(chip)->pendingTcamMapping(key);
       std::vector<bool> claimed[2]; // by direction, counter
       for (const auto& version : pending->pendingAclKeyInfoToIdxAll()) {
-        ownRows(chip, *version.ptr(), *generationOf(&change, version.key().aclKey()),
-                claimed[version.key().aclKey().direction() == Acl::ingress ? 0 : 1]);
-        warnOfCounters(chip, *version.ptr(), change.result);
+        const bool counted = ownRows(chip, *version.ptr(), *generationOf(&change, version.key().aclKey()),
+                                     claimed[version.key().aclKey().direction() == Acl::ingress ? 0 : 1]);
+        if (!counted) {
+          warnOfCounters(chip, *version.ptr(), change.result);
+        }
       }
       const std::map<Acl::AclDirection, uint64_t> implicitRead = implicitHitsRead(chip);
       helpers_.at(chip)->commitPendingPlatform(key);
@@ -414,7 +419,7 @@ void Agent::retire(const XpAcl::HwAclIndexKey& key, const LiveIndexKey& live, ui
     pollAcl(chip, member);
     std::vector<uint32_t> shared;
     if (const auto placement = helpers_.at(chip)->programmedAclKeyInfoToIdx(version)) {
-      shared = rowsWithoutCounter(chip, *placement);
+      shared = rowsThatShare(chip, *placement);
       disownRows(chip, *placement, result);
     }
     helpers_.at(chip)->freeResource(version);

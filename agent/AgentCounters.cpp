@@ -89,6 +89,7 @@ std::vector<uint32_t> Agent::withholdRows(uint8_t chip, XpAcl::TcamType table, s
   return rows;
 }
 
+// Ascending.
 std::vector<uint32_t> Agent::rowsWithoutCounter(uint8_t chip, const XpAcl::TcamIdxMapping& placement) const {
   std::vector<uint32_t> rows;
   if (!setup_.counters) {
@@ -104,6 +105,13 @@ std::vector<uint32_t> Agent::rowsWithoutCounter(uint8_t chip, const XpAcl::TcamI
   }
   sortRows(rows);
   return rows;
+}
+
+// Those whose counter a row of another table may have.
+std::vector<uint32_t> Agent::rowsThatShare(uint8_t chip, const XpAcl::TcamIdxMapping& placement) const {
+  const Plex::AclKey& key = placement.aclKeyInfo().aclKey();
+  return counterTwin(XpAcl::getTcamType(key.direction(), key.aclType())) ? rowsWithoutCounter(chip, placement)
+                                                                         : std::vector<uint32_t>();
 }
 
 void Agent::warnOfCounters(uint8_t chip, const XpAcl::TcamIdxMapping& placement, ApplyResult& result) const {
@@ -194,22 +202,31 @@ void Agent::foldRemoved() {
   }
 }
 
-// The rows of all versions of a list that stand in a chip, ascending.
-std::vector<uint32_t> Agent::rowsOf(uint8_t chip, const Plex::AclKey& key) const {
-  std::vector<uint32_t> rows;
+// Calls visit(row, its owner) for the rows of all versions of a list that stand in a chip, while it answers
+// true.
+template <class Visit>
+void Agent::forEachRowOf(uint8_t chip, const Plex::AclKey& key, const Visit& visit) const {
   const RowOwners& owners = owners_.at(chip)[XpAcl::getTcamType(key.direction(), key.aclType())];
   for (const auto& version : helpers_.at(chip)->programmedAclKeyInfoToIdxAll()) {
     if (!(version.key().aclKey() == key)) {
       continue;
     }
-    rows.reserve(rows.size() + version.ptr()->tcamIdxCount());
     for (const auto& placed : version.ptr()->tcamIdxAll()) {
       const RowOwner& owner = owners[placed.value()];
-      if (owner.acl && owner.version.aclKey() == key) {
-        rows.push_back(placed.value());
+      if (owner.acl && owner.version.aclKey() == key && !visit(placed.value(), owner)) {
+        return;
       }
     }
   }
+}
+
+// Ascending.
+std::vector<uint32_t> Agent::rowsOf(uint8_t chip, const Plex::AclKey& key) const {
+  std::vector<uint32_t> rows;
+  forEachRowOf(chip, key, [&](uint32_t row, const RowOwner&) {
+    rows.push_back(row);
+    return true;
+  });
   sortRows(rows);
   return rows;
 }
@@ -225,22 +242,23 @@ void Agent::pollAcl(uint8_t chip, const Plex::AclKey& key) {
     return;
   }
   const AclName name = aclName(key);
-  const RowOwners& owners = owners_.at(chip)[XpAcl::getTcamType(key.direction(), key.aclType())];
-  const std::vector<uint32_t> rows = rowsOf(chip, key);
-  const bool allOwn = std::all_of(rows.begin(), rows.end(), [&](uint32_t row) {
-    return owners[row].origin == originFinal || owners[row].ownCounter;
+  bool allOwn = true;
+  forEachRowOf(chip, key, [&](uint32_t, const RowOwner& owner) {
+    allOwn = owner.origin == originFinal || owner.ownCounter;
+    return allOwn;
   });
   if (allOwn && data->second->installed() && helper.aclCountersAllocated(data->second)) {
     for (const uint64_t uniqueId : generation->second.uniqueIds) {
       const Acl::UniqueId id(uniqueId);
-      if (tcamInfo->tcamRuleIdMappingHas(id)) {
+      if (tcamInfo->rulesFrom(id) != nullptr) {
         addHits(name, uniqueId, helper.aclRuleCountersSinceLastPoll(data->second, 0, id));
       }
     }
     return;
   }
   const auto acm = helper.acmHelper(key.direction());
-  for (const uint32_t row : rows) {
+  const RowOwners& owners = owners_.at(chip)[XpAcl::getTcamType(key.direction(), key.aclType())];
+  for (const uint32_t row : rowsOf(chip, key)) {
     if (owners[row].ownCounter) {
       addHits(name, owners[row].uniqueId, acm->getCounterValue(XpAcl::counterIndexOfRow(key.aclType(), row)));
     }
