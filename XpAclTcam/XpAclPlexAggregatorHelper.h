@@ -246,8 +246,6 @@ private:
   void programIpRow(const TcamTableInfo& table, const AclKeyInfo& aclKeyInfo, const Filter& filter,
                     const RowAction& action, Vane::U16 srcPort, Vane::U16 srcPortMask, Vane::U16 dstPort,
                     Vane::U16 dstPortMask, Vane::U32 tcamIdx);
-  void programMacRow(const TcamTableInfo& table, const AclKeyInfo& aclKeyInfo, const Acl::MacFilter& filter,
-                     const RowAction& action, Vane::U32 tcamIdx);
   void writeRow(const TcamTableInfo& table, OvIaclKey& key, const RowAction& action, Vane::U32 tcamIdx);
   void writeKeyMask(const TcamTableInfo& table, const OvIaclKey& key, Vane::U32 row, const char* rowText);
   void writeData(const TcamTableInfo& table, const XpXdk::xpIaclData_t& data, Vane::U32 row,

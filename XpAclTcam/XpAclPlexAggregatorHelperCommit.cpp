@@ -173,7 +173,7 @@ Vane::U32 XpAclPlexAggregatorHelper::takeCounter(const TcamTableInfo& table, XpL
                                                  Vane::U32 tcamIdx) {
   Vane::U32 counterIdx = unusedAcmIndex();
   bool counted = false;
-  const Plex::AclData* const aclData = rule.finalAclRule() ? nullptr : rule.aclDataHeld();
+  const Plex::AclData* const aclData = rule.finalAclRule() ? nullptr : rule.aclDataHeld().ptr();
   if (aclData != nullptr && aclData->countersEnabled()) {
     VANE_ASSERT(acm != nullptr);
     counterIdx = acm->getAcmIdx(counterIndexOfRow(table.aclType, tcamIdx), labels.of(rule.ruleId()));

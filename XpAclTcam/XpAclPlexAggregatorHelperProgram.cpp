@@ -248,15 +248,9 @@ void XpAclPlexAggregatorHelper::programTcamRuleMac(const AclKeyInfo& aclKeyInfo,
                                                    Vane::U32, Vane::U32, bool finalRule, Vane::U32 tcamIdx,
                                                    Vane::U32 counterIdx) {
   const TcamTableInfo& table = tcamTable(getTcamType(aclKeyInfo.aclKey().direction(), Acl::mac));
-  programMacRow(table, aclKeyInfo, filter, {log, action == Acl::permit, finalRule, counterIdx}, tcamIdx);
-}
-
-void XpAclPlexAggregatorHelper::programMacRow(const TcamTableInfo& table, const AclKeyInfo& aclKeyInfo,
-                                              const Acl::MacFilter& filter, const RowAction& action,
-                                              Vane::U32 tcamIdx) {
   OvIaclKey key(table.keyType);
   addAclId(table, aclKeyInfo.aclId(), key);
-  if (!action.finalRule) {
+  if (!finalRule) {
     if (filter.vlanMask() != 0) {
       addMasked2(table, XpXdk::IACL_MAC_VLAN, filter.vlan(), filter.vlanMask(), key);
     }
@@ -266,25 +260,30 @@ void XpAclPlexAggregatorHelper::programMacRow(const TcamTableInfo& table, const 
     addMacAddress(table, XpXdk::IACL_MAC_SRC, filter.source(), filter.sourceMask(), key);
     addMacAddress(table, XpXdk::IACL_MAC_DST, filter.destination(), filter.destinationMask(), key);
   }
-  writeRow(table, key, action, tcamIdx);
+  writeRow(table, key, {log, action == Acl::permit, finalRule, counterIdx}, tcamIdx);
 }
 
 // A rule of a version, whose table the caller knows.
 void XpAclPlexAggregatorHelper::programRule(const TcamTableInfo& table, const AclKeyInfo& aclKeyInfo,
                                             const TcamRuleInfo& rule, Vane::U32 tcamIdx,
                                             Vane::U32 counterIdx) {
-  const RowAction action{rule.log(), rule.action() == Acl::permit, rule.finalAclRule(), counterIdx};
   switch (table.aclType) {
   case Acl::ipv4:
-    programIpRow(table, aclKeyInfo, rule.filter(), action, rule.srcL4Port(), rule.srcL4PortMask(),
-                 rule.dstL4Port(), rule.dstL4PortMask(), tcamIdx);
+    programTcamRuleV4(aclKeyInfo, table.aclType, rule.filter(), rule.action(), rule.log(), rule.aclId(),
+                      rule.aclDataHeld(), rule.ruleNum(), rule.subruleNum(), rule.srcL4Port(),
+                      rule.srcL4PortMask(), rule.dstL4Port(), rule.dstL4PortMask(), rule.finalAclRule(),
+                      tcamIdx, counterIdx);
     return;
   case Acl::ipv6:
-    programIpRow(table, aclKeyInfo, rule.ip6Filter(), action, rule.srcL4Port(), rule.srcL4PortMask(),
-                 rule.dstL4Port(), rule.dstL4PortMask(), tcamIdx);
+    programTcamRuleV6(aclKeyInfo, table.aclType, rule.ip6Filter(), rule.action(), rule.log(), rule.aclId(),
+                      rule.aclDataHeld(), rule.ruleNum(), rule.subruleNum(), rule.srcL4Port(),
+                      rule.srcL4PortMask(), rule.dstL4Port(), rule.dstL4PortMask(), rule.finalAclRule(),
+                      tcamIdx, counterIdx);
     return;
   case Acl::mac:
-    programMacRow(table, aclKeyInfo, rule.macFilter(), action, tcamIdx);
+    programTcamRuleMac(aclKeyInfo, table.aclType, rule.macFilter(), rule.action(), rule.log(), rule.aclId(),
+                       rule.aclDataHeld(), rule.ruleNum(), rule.subruleNum(), rule.finalAclRule(), tcamIdx,
+                       counterIdx);
     return;
   }
 }

@@ -128,7 +128,7 @@ public:
   // Takes over every attribute of `other` but its key.
   void attributesFrom(const TcamRuleInfo& other);
   // aclData(), for who only looks at it: the rule goes on holding it.
-  const Plex::AclData* aclDataHeld() const { return aclData_.ptr(); }
+  const Vane::Ptr<Plex::AclData>& aclDataHeld() const { return aclData_; }
 };
 
 // The TCAM rules that came from one configured rule.

@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 
 // Each standard header and those of its names that the project's headers use. A name may stand at several.
 constexpr const char* names = R"(
-algorithm: copy fill_n lower_bound max min move_backward partition_point sort
+algorithm: copy equal fill_n lower_bound max min move_backward partition_point sort
 any: any any_cast
 array: array get
 atomic: atomic atomic_ref memory_order_acq_rel memory_order_relaxed
@@ -39,13 +39,13 @@ initializer_list: initializer_list
 istream: istream
 iterator: random_access_iterator_tag
 limits: numeric_limits
-map: map multimap
+map: erase_if map multimap
 memory: destroy_at make_shared make_unique shared_ptr unique_ptr weak_ptr
 memory_resource: pmr
 new: bad_alloc new_handler nothrow
 optional: nullopt optional
 ostream: ostream
-set: multiset set
+set: erase_if multiset set
 span: span
 sstream: istringstream ostringstream
 stdexcept: logic_error out_of_range runtime_error
@@ -57,11 +57,11 @@ type_traits: is_enum_v is_integral_v is_pointer_v is_same_v is_scalar_v is_signe
 type_traits: is_trivially_destructible_v is_void_v make_unsigned_t remove_cvref_t true_type type_identity
 type_traits: underlying_type_t
 typeinfo: type_info
-unordered_map: unordered_map unordered_multimap
+unordered_map: erase_if unordered_map unordered_multimap
 unordered_set: unordered_set
 utility: cmp_greater cmp_less exchange forward get in_range index_sequence index_sequence_for move pair swap
 variant: get variant
-vector: vector
+vector: erase_if vector
 )";
 
 std::map<std::string, std::set<std::string>> headersOfNames() {
