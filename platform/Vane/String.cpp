@@ -15,10 +15,14 @@ const char String::noText_[1] = {'\0'};
 
 String::Body* String::newBody(std::size_t size) {
   VANE_ASSERT(size <= std::numeric_limits<U32>::max());
-  void* memory = ::operator new(sizeof(Body) + size + 1);
+  void* memory = PtrInterface::vaneMemAlloc(sizeof(Body) + size + 1);
   Body* body = new (memory) Body{1, static_cast<U32>(size), 0};
   body->chars()[size] = '\0';
   return body;
+}
+
+void String::freeBody(Body* body) noexcept {
+  PtrInterface::vaneMemFree(body);
 }
 
 String::String(std::string_view text) {

@@ -91,7 +91,9 @@ private:
     U32 hash; // 0: not computed yet
     char* chars() { return reinterpret_cast<char*>(this + 1); }
   };
+  // From the blocks that objects come from: a label for each counter comes and goes.
   static Body* newBody(std::size_t size);
+  static void freeBody(Body* body) noexcept;
   static String concatenated(std::string_view a, std::string_view b);
   void hold() const {
     if (body_ != nullptr) {
@@ -100,7 +102,7 @@ private:
   }
   void drop() const {
     if (body_ != nullptr && countDec(body_->references) == 0) {
-      ::operator delete(body_);
+      freeBody(body_);
     }
   }
 
