@@ -94,8 +94,8 @@ TEST_F(Report, HasTheHitsThatReplayCounts) {
   const ordered_json data = ordered_json::parse(run(std::string("report --json ").append(arguments)).out);
   const nlohmann::json summary =
       lines(run(std::string("replay --json ").append(arguments)).out).back()["summary"];
-  EXPECT_EQ(data["capture"]["permit"], summary["permit"]);
-  EXPECT_EQ(data["capture"]["deny"], summary["deny"]);
+  EXPECT_EQ(data["capture"]["permit"].dump(), summary["permit"].dump());
+  EXPECT_EQ(data["capture"]["deny"].dump(), summary["deny"].dump());
   std::string replayed;
   for (const auto& line : summary["lines"]) {
     replayed.append(line["acl"])
