@@ -41,11 +41,11 @@ Stream openFile(const std::string& fileName, const char* mode) {
     throw CaptureError(fileName + ": is a directory, not a capture file");
   }
   Stream stream;
+  stream.buffer = std::make_unique<char[]>(bufferSize);
   stream.file = std::fopen(fileName.c_str(), mode);
   if (!stream.file) {
     throw CaptureError(fileName + ": cannot be opened: " + systemError());
   }
-  stream.buffer = std::make_unique<char[]>(bufferSize);
   std::setvbuf(stream.file, stream.buffer.get(), _IOFBF, bufferSize);
   // Readers and writers are used by one thread at a time, and a lock for each header and each frame would
   // take a tenth of the time of a replay.

@@ -69,6 +69,22 @@ TEST(LibCounters, CountedRulesTakeTheCounterOfTheirRow) {
   EXPECT_EQ(h->acmHelper(Acl::egress)->acmIdxCount(), 0u);
 }
 
+// Labels are made in a small buffer where they fit; numbers take up to 22 characters of it.
+TEST(LibCounters, ALabelHasTheWholeNameAndTheWholeNumbers) {
+  for (const std::size_t length : {1, 41, 42, 43, 63, 64, 65, 300}) {
+    HelperUnderTest h;
+    const std::string name = std::string(length - 1, 'n') + "!";
+    const AclKeyInfo info(aclKey(name.c_str()), 3, 0);
+    const auto data = aclData(info.aclKey(), true);
+    h.stageV4(info, data, 1, 0);
+    h.stageV4(info, data, 4294967295, 4294967295);
+    h->commitPendingPlatform(info.aclKey());
+    const auto acm = h->acmHelper(Acl::ingress);
+    EXPECT_EQ(acm->acmIdx(1).charPtr(), name + ":1.0");
+    EXPECT_EQ(acm->acmIdx(3).charPtr(), name + ":4294967295.4294967295");
+  }
+}
+
 TEST(LibCounters, UncountedAclsTakeNone) {
   HelperUnderTest h;
   const AclKeyInfo info(aclKey("web"), 3, 0);
