@@ -446,7 +446,8 @@ Certificate Certificate::fromJson(const Json& json) {
     }
   }
   const Json& end = member(json, "end");
-  if (textOf(end, "hash") != chained(hash, without(end, "hash"))) {
+  const std::string whole = chained(hash, without(end, "hash"));
+  if (textOf(end, "hash") != whole) {
     throw BadCertificate("the end was changed, or writes before it were left out: its hash does not follow "
                          "from them");
   }
