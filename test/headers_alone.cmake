@@ -5,7 +5,8 @@ endif()
 
 # Every header must compile alone, and twice in one file: one source file a header is made here and
 # compiled with the same warnings as the rooms. Part of the default build, so a header that leans on
-# what its users happen to include before it breaks the build.
+# what its users happen to include before it breaks the build. Standard headers are precompiled, so those
+# that a header names are left to include_names_test.
 set(headers_alone_sources)
 foreach(room platform XpAclTcam sim packet agent verify tool)
   file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/${room}/*.h)

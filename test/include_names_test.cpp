@@ -111,7 +111,7 @@ std::set<std::string> namesIn(std::string line) {
   return found;
 }
 
-// "FILE: std::NAME needs <HEADER>" for what the headers below the root use and do not include.
+// "FILE: std::NAME needs #include <HEADER> there" for what the headers below the root use and do not include.
 std::string missing(const fs::path& root, const std::vector<std::string>& rooms) {
   const std::map<std::string, std::set<std::string>> known = headersOfNames();
   std::set<std::string> lines;
@@ -133,10 +133,11 @@ std::string missing(const fs::path& root, const std::vector<std::string>& rooms)
         std::string line = fs::relative(entry.path(), root).string() + ": std::" + name;
         const auto headers = known.find(name);
         if (headers == known.end()) {
-          lines.insert(line + " is not among the names above: say which header declares it");
+          lines.insert(line +
+                       " is new here: add it to the names in test/include_names_test.cpp, at its header");
         } else if (std::none_of(headers->second.begin(), headers->second.end(),
                                 [&](const std::string& header) { return included.contains(header); })) {
-          lines.insert(line + " needs <" + *headers->second.begin() + ">");
+          lines.insert(line + " needs #include <" + *headers->second.begin() + "> there");
         }
       }
     }
@@ -168,12 +169,12 @@ TEST(IncludeNames, WhatIsMissingIsSeen) {
          "#include <string_view>\n"
          "inline int first(std::array<int, 2> a) { return std::get<0>(a); }\n"
          "using Late = std::jthread;\n";
-  EXPECT_EQ(missing(folder, {"room"}),
-            "room/A.h: std::int8_t needs <cstdint>\n"
-            "room/A.h: std::string_view needs <string_view>\n"
-            "room/A.h: std::tuple needs <tuple>\n"
-            "room/A.h: std::uint8_t needs <cstdint>\n"
-            "room/B.h: std::jthread is not among the names above: say which header declares it\n");
+  EXPECT_EQ(missing(folder, {"room"}), "room/A.h: std::int8_t needs #include <cstdint> there\n"
+                                       "room/A.h: std::string_view needs #include <string_view> there\n"
+                                       "room/A.h: std::tuple needs #include <tuple> there\n"
+                                       "room/A.h: std::uint8_t needs #include <cstdint> there\n"
+                                       "room/B.h: std::jthread is new here: add it to the names in "
+                                       "test/include_names_test.cpp, at its header\n");
   fs::remove_all(folder);
 }
 
