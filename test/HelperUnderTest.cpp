@@ -171,6 +171,11 @@ Plex::AclKey aclKey(const char* name, Acl::AclDirection direction, Acl::AclType 
   return Plex::AclKey(name, direction, type, 1);
 }
 
+std::string aclKeyText(const char* name) {
+  return std::string("Value('Plex::AclKey', ** {'name': '") + name +
+         "', 'direction': ingress, 'aclType': ipv4, 'generation': 1})";
+}
+
 Vane::Ptr<Plex::AclData> aclData(const Plex::AclKey& key, bool countersEnabled) {
   const auto data = Plex::aclDataFactory(key);
   data->countersEnabledIs(countersEnabled);

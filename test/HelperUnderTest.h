@@ -64,6 +64,8 @@ public:
 // A key named `name`, by default of an ingress IPv4 ACL.
 Plex::AclKey aclKey(const char* name, Acl::AclDirection direction = Acl::ingress,
                     Acl::AclType type = Acl::ipv4);
+// How traces print such a key.
+std::string aclKeyText(const char* name);
 Vane::Ptr<Plex::AclData> aclData(const Plex::AclKey& key, bool countersEnabled = false);
 
 // Runs `action` in a process of its own and answers how it ended: "returned", or what the process wrote to

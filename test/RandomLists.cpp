@@ -252,4 +252,13 @@ packet::Packet RandomLists::packet(const agent::AccessList& list) {
   return packet;
 }
 
+uint16_t vlanOf(const packet::Packet& packet) {
+  return packet.vlan != 0 ? packet.vlan : uint16_t{1};
+}
+
+bool isOf(agent::Family family, const packet::Packet& packet) {
+  return family == agent::Family::mac ||
+         packet.l3 == (family == agent::Family::ipv4 ? packet::L3::ipv4 : packet::L3::ipv6);
+}
+
 } // namespace test

@@ -8,6 +8,11 @@
 
 namespace test {
 
+// The VLAN that the packet is in: its tag's, or 1, in which untagged ones are here.
+uint16_t vlanOf(const packet::Packet& packet);
+// Whether lists of the family judge the packet; MAC lists judge every one.
+bool isOf(agent::Family family, const packet::Packet& packet);
+
 class RandomLists {
 public:
   explicit RandomLists(Random& random) : random_(random) {}

@@ -1,13 +1,8 @@
-add_library(randomLists STATIC RandomLists.cpp)
-target_link_libraries(randomLists PUBLIC agentConfig packet PRIVATE xpacl_flags)
-target_include_directories(randomLists PUBLIC ${PROJECT_SOURCE_DIR})
-xpacl_test(agent_aggregate_test agent sim)
-xpacl_test(agent_rows_test agent)
-add_library(chipPicture STATIC ChipPicture.cpp)
-target_link_libraries(chipPicture PUBLIC sim PRIVATE xpacl_flags)
-target_include_directories(chipPicture PUBLIC ${PROJECT_SOURCE_DIR})
+xpacl_test_support(randomLists FILES RandomLists ROOMS agentConfig packet)
+xpacl_test_support(chipPicture FILES ChipPicture ROOMS sim)
+xpacl_tests(agent_tests
+            FILES agent_aggregate agent_rows agent_counters differential evaluator
+            ROOMS randomLists configSummary agent sim verify)
+# Long lives, and what exhausts tables and memory: programs of their own, as ./dev prove runs them for hours.
 xpacl_test(agent_scenario_test randomLists chipPicture agent sim verify)
-xpacl_test(differential_test randomLists agent sim verify)
-xpacl_test(agent_counters_test randomLists agent sim)
 xpacl_test(exhaustion_test randomLists agent sim)
-xpacl_test(faults_test faultTrials agent sim)

@@ -13,9 +13,9 @@
 namespace {
 
 #ifdef __SANITIZE_ADDRESS__
-constexpr unsigned stride = 37; // the sanitizers look at the code, the other builds at every bit
+constexpr unsigned bitStride = 37; // the sanitizers look at the code, the other builds at every bit
 #else
-constexpr unsigned stride = 1;
+constexpr unsigned bitStride = 1;
 #endif
 
 using sim::TcamRow;
@@ -169,7 +169,7 @@ TEST(ChipAudit, FindsEverySingleBit) {
       if (!table.valid(row)) {
         continue;
       }
-      for (unsigned bit = 0; bit < table.keyLength() * 8; bit += stride) {
+      for (unsigned bit = 0; bit < table.keyLength() * 8; bit += bitStride) {
         for (const bool mask : {false, true}) {
           ASSERT_NO_FATAL_FAILURE(expectFound(box, name + " bit " + std::to_string(bit), [&] {
             TcamRow content = table.row(row);
@@ -179,7 +179,7 @@ TEST(ChipAudit, FindsEverySingleBit) {
           ++flips;
         }
       }
-      for (unsigned bit = 0; bit < 32; bit += stride) {
+      for (unsigned bit = 0; bit < 32; bit += bitStride) {
         ASSERT_NO_FATAL_FAILURE(expectFound(box, name + " data bit " + std::to_string(bit),
                                             [&] { table.dataIs(row, 0, table.data(row, 0) ^ 1u << bit); }));
         ++flips;
@@ -206,7 +206,7 @@ TEST(ChipAudit, FindsEveryBitOfThePortTables) {
   unsigned flips = 0;
   for (const auto& [from, count] :
        {std::pair(ports, std::size_t{9}), std::pair(vlans, vlanEntries), std::pair(egress, egressEntries)}) {
-    for (std::size_t bit = 8 * from; bit < 8 * (from + count); bit += stride) {
+    for (std::size_t bit = 8 * from; bit < 8 * (from + count); bit += bitStride) {
       std::string damaged = image;
       damaged[bit / 8] = static_cast<char>(damaged[bit / 8] ^ 1 << bit % 8);
       try {

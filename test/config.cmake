@@ -1,11 +1,6 @@
-add_library(configSummary STATIC ConfigSummary.cpp)
-target_link_libraries(configSummary PUBLIC agentConfig PRIVATE xpacl_flags)
-target_include_directories(configSummary PUBLIC ${PROJECT_SOURCE_DIR})
-xpacl_test(config_words_test configSummary)
-xpacl_test(config_entry_test configSummary)
-xpacl_test(config_refuse_test configSummary)
-xpacl_test(config_list_test configSummary)
-xpacl_test(config_group_test configSummary)
-xpacl_test(config_interface_test configSummary)
-xpacl_test(config_text_test configSummary)
-xpacl_test(config_file_test configSummary)
+# What is read: configurations, and documents of the OpenConfig models.
+xpacl_test_support(configSummary FILES ConfigSummary ROOMS agentConfig)
+xpacl_tests(config_tests
+            FILES config_words config_entry config_refuse config_list config_group config_interface config_text
+                  config_file openconfig_read openconfig_document
+            ROOMS configSummary)

@@ -210,11 +210,6 @@ std::string level5(const std::string& text) {
   return "XpAclPlexAggregatorHelper 5 XpAclPlexAggregatorHelper " + text;
 }
 
-std::string keyText(const char* name) {
-  return std::string("Value('Plex::AclKey', ** {'name': '") + name +
-         "', 'direction': ingress, 'aclType': ipv4, 'generation': 1})";
-}
-
 TEST(LibTrace, OperationsSayWhatTheyDo) {
   HelperUnderTest h({.rows = {{ingressV4, 5}}, .hwInit = false});
   const AclKeyInfo web(aclKey("web"), 3, 0);
@@ -236,15 +231,15 @@ TEST(LibTrace, OperationsSayWhatTheyDo) {
       level5("hwInit"),
       level5("tcamIdx 0"),
       level5(" last rule 1"),
-      level5("XpAclPlexAggregatorHelper::commitPendingPlatform key " + keyText("web")),
-      level5("allocateResource aclKeyInfo: aclKey " + keyText("web") +
-             " aclId 4 aclType 1 triggering aclKey " + keyText("t")),
+      level5("XpAclPlexAggregatorHelper::commitPendingPlatform key " + test::aclKeyText("web")),
+      level5("allocateResource aclKeyInfo: aclKey " + test::aclKeyText("web") +
+             " aclId 4 aclType 1 triggering aclKey " + test::aclKeyText("t")),
       level5("XpAclPlexAggregatorHelper aclCreateErrorTcamExhaustion::createIpAclCommonAggregate"),
-      level5("XpAclPlexAggregatorHelper::cleanupPendingPlatform key " + keyText("t")),
-      level5("aclRuleCountersSinceLastPoll acldata key" + keyText("web")),
+      level5("XpAclPlexAggregatorHelper::cleanupPendingPlatform key " + test::aclKeyText("t")),
+      level5("aclRuleCountersSinceLastPoll acldata key" + test::aclKeyText("web")),
       level5(" tcamIdx 0"),
-      level5("freeResource aclKeyInfo: aclKey " + keyText("web") + " aclId 3 aclType 0"),
-      level5("freeResource aclKeyInfo: aclKey " + keyText("web") + " aclId 3 aclType 0"),
+      level5("freeResource aclKeyInfo: aclKey " + test::aclKeyText("web") + " aclId 3 aclType 0"),
+      level5("freeResource aclKeyInfo: aclKey " + test::aclKeyText("web") + " aclId 3 aclType 0"),
       level5("Skipping unprogrammed AclKey ( presumably due to empty acl )"),
       level5("XpAclPlexAggregatorHelper::blockIntf intf Ethernet1 block True"),
       level5("XpAclPlexAggregatorHelper::blockIntf intf Vlan10 block False"),
@@ -273,16 +268,16 @@ TEST(LibTrace, DebugStateAroundACommit) {
   std::vector<std::string> expected;
   for (const std::string& line :
        {std::string("    programmedAclKeyToTcamInfo "), std::string("    programmedAclKeyInfoToIdx "),
-        "    aclKey " + keyText("web"), std::string("        pendingAclKeyInfoToIdx "),
-        "            aclKeyInfo: aclKey " + keyText("web") + " aclId 3 tcamType ingressV4",
+        "    aclKey " + test::aclKeyText("web"), std::string("        pendingAclKeyInfoToIdx "),
+        "            aclKeyInfo: aclKey " + test::aclKeyText("web") + " aclId 3 tcamType ingressV4",
         std::string("                tcamRuleId : ruleNum 1 subRuleNum 0"),
         std::string("                tcamIdx 0"), std::string("        pendingAclKeyToTcamInfo "),
-        "            aclKey " + keyText("web"),
+        "            aclKey " + test::aclKeyText("web"),
         std::string("                tcamRuleId : ruleNum 1 subRuleNum 0"),
-        std::string("    programmedAclKeyToTcamInfo "), "        aclKey " + keyText("web"),
+        std::string("    programmedAclKeyToTcamInfo "), "        aclKey " + test::aclKeyText("web"),
         std::string("            tcamRuleId : ruleNum 1 subRuleNum 0"),
         std::string("    programmedAclKeyInfoToIdx "),
-        "        aclKeyInfo: aclKey " + keyText("web") + " aclId 3 tcamType ingressV4",
+        "        aclKeyInfo: aclKey " + test::aclKeyText("web") + " aclId 3 tcamType ingressV4",
         std::string("            tcamRuleId : ruleNum 1 subRuleNum 0"),
         std::string("            tcamIdx 0")}) {
     expected.push_back(head + line);

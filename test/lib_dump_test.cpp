@@ -236,11 +236,6 @@ std::vector<std::string> debugLines(HelperUnderTest& h) {
   return lines;
 }
 
-std::string keyText(const char* name) {
-  return std::string("Value('Plex::AclKey', ** {'name': '") + name +
-         "', 'direction': ingress, 'aclType': ipv4, 'generation': 1})";
-}
-
 TEST(LibDump, DebugState) {
   HelperUnderTest h;
   EXPECT_EQ(debugLines(h),
@@ -254,22 +249,22 @@ TEST(LibDump, DebugState) {
   EXPECT_EQ(debugLines(h),
             (std::vector<std::string>{
                 "    programmedAclKeyToTcamInfo ",
-                "        aclKey " + keyText("web"),
+                "        aclKey " + test::aclKeyText("web"),
                 "            tcamRuleId : ruleNum 1 subRuleNum 0",
                 "            tcamRuleId : ruleNum 1 subRuleNum 1",
                 "    programmedAclKeyInfoToIdx ",
-                "        aclKeyInfo: aclKey " + keyText("web") + " aclId 3 tcamType ingressV4",
+                "        aclKeyInfo: aclKey " + test::aclKeyText("web") + " aclId 3 tcamType ingressV4",
                 "            tcamRuleId : ruleNum 1 subRuleNum 0",
                 "            tcamIdx 0",
                 "            tcamRuleId : ruleNum 1 subRuleNum 1",
                 "            tcamIdx 1",
-                "    aclKey " + keyText("mail"),
+                "    aclKey " + test::aclKeyText("mail"),
                 "        pendingAclKeyInfoToIdx ",
-                "            aclKeyInfo: aclKey " + keyText("mail") + " aclId 4 tcamType ingressV4",
+                "            aclKeyInfo: aclKey " + test::aclKeyText("mail") + " aclId 4 tcamType ingressV4",
                 "                tcamRuleId : ruleNum 9 subRuleNum 0",
                 "                tcamIdx 2",
                 "        pendingAclKeyToTcamInfo ",
-                "            aclKey " + keyText("mail"),
+                "            aclKey " + test::aclKeyText("mail"),
                 "                tcamRuleId : ruleNum 9 subRuleNum 0",
             }));
 }

@@ -274,7 +274,7 @@ Vane::U32 oneAtATime(const std::vector<Vane::U8>& bytes) {
   return hash;
 }
 
-XpAclVlanVifKey key(unsigned vlan, Vane::U32 vif) {
+XpAclVlanVifKey vlanVifKey(unsigned vlan, Vane::U32 vif) {
   return XpAclVlanVifKey(Bridging::VlanId(vlan), XpVif::VifId(vif));
 }
 
@@ -288,11 +288,11 @@ std::string parse(const std::string& text) {
 TEST(LibShared, VlanVifKey) {
   EXPECT_EQ(XpAclVlanVifKey().vlanId().value(), 1);
   EXPECT_EQ(XpAclVlanVifKey().vif().value(), 0xFFFFFFFFu);
-  EXPECT_TRUE(key(10, 5) < key(10, 7));
-  EXPECT_TRUE(key(9, 100) < key(10, 5));
-  EXPECT_TRUE(key(10, 5) < key(10, 0x80000000u));
-  EXPECT_EQ(key(0x123, 0xA1B2C3D4).hash(), oneAtATime({0x23, 0x01, 0xD4, 0xC3, 0xB2, 0xA1}));
-  EXPECT_EQ(key(10, 5).hash(), 425057046u);
+  EXPECT_TRUE(vlanVifKey(10, 5) < vlanVifKey(10, 7));
+  EXPECT_TRUE(vlanVifKey(9, 100) < vlanVifKey(10, 5));
+  EXPECT_TRUE(vlanVifKey(10, 5) < vlanVifKey(10, 0x80000000u));
+  EXPECT_EQ(vlanVifKey(0x123, 0xA1B2C3D4).hash(), oneAtATime({0x23, 0x01, 0xD4, 0xC3, 0xB2, 0xA1}));
+  EXPECT_EQ(vlanVifKey(10, 5).hash(), 425057046u);
   EXPECT_EQ(valueToStrep(key(10, 5)), "Value('XpAcl::XpAclVlanVifKey', ** {'vlanId': 10, 'vif': 5})");
 }
 

@@ -1,3 +1,1 @@
-xpacl_test(packet_dissect_test packet)
-xpacl_test(packet_capture_test packet)
-xpacl_test(packet_text_test packet)
+xpacl_tests(packet_tests FILES packet_dissect packet_capture packet_text ROOMS packet)

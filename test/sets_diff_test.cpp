@@ -21,13 +21,9 @@ using agent::Family;
 using verify::PacketSet;
 using verify::PacketSpace;
 
-uint16_t vlanOf(const packet::Packet& packet) {
-  return packet.vlan != 0 ? packet.vlan : uint16_t{1};
-}
-
 verify::Judgement judged(const AccessList* list, const packet::Packet& packet) {
   return list == nullptr ? verify::Judgement{true, verify::Decider::noList, 0}
-                         : verify::evaluate(*list, packet, vlanOf(packet));
+                         : verify::evaluate(*list, packet, test::vlanOf(packet));
 }
 
 // A few lines go, come, turn round or change places.
@@ -65,7 +61,7 @@ void expectChange(const verify::VerdictChange& change, bool permits, const Acces
     EXPECT_TRUE(line.after == judged(after, line.witness)) << text;
     EXPECT_EQ(line.before.permit, !permits) << text;
     EXPECT_EQ(line.after.permit, permits) << text;
-    EXPECT_TRUE(change.packets.contains(line.witness, vlanOf(line.witness))) << text;
+    EXPECT_TRUE(change.packets.contains(line.witness, test::vlanOf(line.witness))) << text;
     EXPECT_GT(line.packets, 0);
     packets += line.packets;
   }
@@ -92,7 +88,7 @@ void expectDiff(PacketSpace& space, test::RandomLists& packets, const AccessList
     const verify::Judgement was = judged(before, packet);
     const verify::Judgement is = judged(after, packet);
     const verify::VerdictChange& change = is.permit ? diff.permitted : diff.denied;
-    EXPECT_EQ(change.packets.contains(packet, vlanOf(packet)), was.permit != is.permit)
+    EXPECT_EQ(change.packets.contains(packet, test::vlanOf(packet)), was.permit != is.permit)
         << packet::toText(packet);
     if (was.permit != is.permit) {
       EXPECT_TRUE(std::any_of(change.lines.begin(), change.lines.end(), [&](const verify::LineChange& line) {

@@ -28,14 +28,6 @@ using verify::ListLeaves;
 
 constexpr Family families[] = {Family::ipv4, Family::ipv6, Family::mac};
 
-uint16_t vlanOf(const packet::Packet& packet) {
-  return packet.vlan != 0 ? packet.vlan : uint16_t{1};
-}
-
-bool isOf(Family family, const packet::Packet& packet) {
-  return family == Family::mac || packet.l3 == (family == Family::ipv4 ? packet::L3::ipv4 : packet::L3::ipv6);
-}
-
 std::string text(const Judgement& judgement) {
   return std::string(judgement.permit ? "permit" : "deny") + " by " +
          std::to_string(static_cast<unsigned>(judgement.decider)) + "/" + std::to_string(judgement.index);
@@ -49,19 +41,19 @@ std::string differences(verify::PacketSpace& space, const AccessList& list, test
   const ListLeaves leaves(&list);
   std::string found;
   const auto look = [&](const packet::Packet& packet) {
-    const uint32_t leaf = space.leafOf(decided, packet, vlanOf(packet));
-    const Judgement expected = verify::evaluate(list, packet, vlanOf(packet));
+    const uint32_t leaf = space.leafOf(decided, packet, test::vlanOf(packet));
+    const Judgement expected = verify::evaluate(list, packet, test::vlanOf(packet));
     if (leaf == 0) {
       found += "not known: " + packet::toText(packet) + "\n";
     } else if (!(leaves.judgement(leaf) == expected) ||
-               permitted.contains(packet, vlanOf(packet)) != expected.permit) {
+               permitted.contains(packet, test::vlanOf(packet)) != expected.permit) {
       found +=
           packet::toText(packet) + ": " + text(leaves.judgement(leaf)) + ", but " + text(expected) + "\n";
     }
   };
   for (unsigned n = 0; n < numPackets; ++n) {
     const packet::Packet packet = packets.packet(list);
-    if (isOf(list.family, packet)) {
+    if (test::isOf(list.family, packet)) {
       look(packet);
     }
   }
@@ -69,7 +61,7 @@ std::string differences(verify::PacketSpace& space, const AccessList& list, test
     if (leaf != 0) {
       const packet::Packet packet = space.packetOn(way);
       look(packet);
-      if (space.leafOf(decided, packet, vlanOf(packet)) != leaf) {
+      if (space.leafOf(decided, packet, test::vlanOf(packet)) != leaf) {
         found += "the way to leaf " + std::to_string(leaf) + " leads elsewhere\n";
       }
     }
@@ -102,9 +94,9 @@ TEST(Lines, aLineMatchesTheSamePackets) {
         const verify::PacketSet matched = space.set(verify::matching(space, rule));
         for (unsigned n = 0; n < 50; ++n) {
           const packet::Packet packet = lists.packet(list);
-          if (isOf(family, packet)) {
-            EXPECT_EQ(matched.contains(packet, vlanOf(packet)),
-                      verify::matches(rule, family, packet, vlanOf(packet)))
+          if (test::isOf(family, packet)) {
+            EXPECT_EQ(matched.contains(packet, test::vlanOf(packet)),
+                      verify::matches(rule, family, packet, test::vlanOf(packet)))
                 << packet::toText(packet);
           }
         }
@@ -124,13 +116,13 @@ TEST(Lines, successorsAreWhatTheListWithoutTheLineSays) {
       const verify::Successors successors(space, list);
       for (unsigned n = 0; n < 200; ++n) {
         const packet::Packet packet = lists.packet(list);
-        if (!isOf(family, packet)) {
+        if (!test::isOf(family, packet)) {
           continue;
         }
-        const uint32_t number = space.leafOf(successors.diagram(), packet, vlanOf(packet));
+        const uint32_t number = space.leafOf(successors.diagram(), packet, test::vlanOf(packet));
         ASSERT_NE(number, 0u) << packet::toText(packet);
         const verify::Successors::Pair& pair = successors.pair(number);
-        const Judgement decides = verify::evaluate(list, packet, vlanOf(packet));
+        const Judgement decides = verify::evaluate(list, packet, test::vlanOf(packet));
         EXPECT_EQ(text(successors.leaves().judgement(pair.first)), text(decides));
         if (decides.decider != verify::Decider::line || list.rules.size() == 1) {
           continue;
@@ -138,7 +130,7 @@ TEST(Lines, successorsAreWhatTheListWithoutTheLineSays) {
         AccessList without = list;
         std::vector<agent::Rule>& rules = without.rules.edit();
         rules.erase(rules.begin() + static_cast<std::ptrdiff_t>(decides.index));
-        Judgement next = verify::evaluate(without, packet, vlanOf(packet));
+        Judgement next = verify::evaluate(without, packet, test::vlanOf(packet));
         bool log = false;
         if (next.decider == verify::Decider::line) {
           log = without.rules[next.index].log;

@@ -30,24 +30,24 @@ protected:
   }
 };
 
-const char* const oldText = "ip access-list extended WEB\n"
-                            " permit tcp any host 10.0.0.2 eq 80\n"
-                            " deny udp any any\n"
-                            " permit icmp any any\n"
-                            "interface Ethernet1\n"
-                            " ip access-group WEB in\n"
-                            "interface Ethernet2\n"
-                            " ip access-group WEB in\n";
-const char* const newText = "ip access-list extended WEB\n"
-                            " permit tcp any host 10.0.0.2 eq 443\n"
-                            " permit icmp any any\n"
-                            "interface Ethernet1\n"
-                            " ip access-group WEB in\n"
-                            "interface Vlan5\n"
-                            " ip access-group WEB out\n";
+const char* const webBefore = "ip access-list extended WEB\n"
+                              " permit tcp any host 10.0.0.2 eq 80\n"
+                              " deny udp any any\n"
+                              " permit icmp any any\n"
+                              "interface Ethernet1\n"
+                              " ip access-group WEB in\n"
+                              "interface Ethernet2\n"
+                              " ip access-group WEB in\n";
+const char* const webAfter = "ip access-list extended WEB\n"
+                             " permit tcp any host 10.0.0.2 eq 443\n"
+                             " permit icmp any any\n"
+                             "interface Ethernet1\n"
+                             " ip access-group WEB in\n"
+                             "interface Vlan5\n"
+                             " ip access-group WEB out\n";
 
 TEST_F(SetsTool, VerifyProvesWhatIsProgrammed) {
-  const Outcome verify = run("verify " + file("old.conf", oldText));
+  const Outcome verify = run("verify " + file("old.conf", webBefore));
   EXPECT_EQ(verify.status, 0);
   EXPECT_EQ(verify.err, "");
   EXPECT_EQ(verify.out, "INTERFACE  DIRECTION  FAMILY  LIST  CHIP  ID  ROWS  LINES  NODES  ANSWER\n"
@@ -59,7 +59,7 @@ TEST_F(SetsTool, VerifyProvesWhatIsProgrammed) {
 
 // A port bit of the first row is turned over in a dump of the chip.
 TEST_F(SetsTool, VerifyFindsADamagedBitInADump) {
-  const agent::Config config = agent::readConfigText(oldText, "old.conf");
+  const agent::Config config = agent::readConfigText(webBefore, "old.conf");
   tool::Session session(config, tool::CommonOptions());
   sim::TcamTable& table = *session.system().device(0)->tcam(XpXdk::TACL_V4_IACL);
   sim::TcamRow row = table.row(0);
@@ -69,7 +69,7 @@ TEST_F(SetsTool, VerifyFindsADamagedBitInADump) {
   const std::string dump = (folder_ / "chips.bin").string();
   sim::saveChips(session.system(), dump);
 
-  const std::string conf = file("old.conf", oldText);
+  const std::string conf = file("old.conf", webBefore);
   const Outcome verify = run("verify --json " + conf + " --chip-dump " + dump);
   EXPECT_EQ(verify.status, 1) << verify.err;
   const json answer = json::parse(verify.out);
@@ -145,7 +145,7 @@ TEST_F(SetsTool, LintFindsNothingWhereNothingIs) {
 }
 
 TEST_F(SetsTool, DiffTellsWhatChangesForWhom) {
-  const Outcome diff = run("diff " + file("old.conf", oldText) + " " + file("new.conf", newText));
+  const Outcome diff = run("diff " + file("old.conf", webBefore) + " " + file("new.conf", webAfter));
   EXPECT_EQ(diff.status, 1);
   EXPECT_EQ(diff.err, "");
   EXPECT_EQ(plain(diff.out), "INTERFACE  DIRECTION  FAMILY  OLD LIST  NEW LIST  ANSWER\n"
@@ -233,7 +233,7 @@ TEST_F(SetsTool, DiffCountsTheCapture) {
 }
 
 TEST_F(SetsTool, WhatIsNotThereIsSaid) {
-  const std::string conf = file("old.conf", oldText);
+  const std::string conf = file("old.conf", webBefore);
   for (const std::string& command :
        {std::string("lint nosuch.conf"), "diff nosuch.conf " + conf, "diff " + conf + " nosuch.conf",
         "diff " + conf + " " + conf + " --pcap nosuch.pcap", "verify " + conf + " --chip-dump nosuch.bin"}) {

@@ -22,18 +22,10 @@ using agent::AccessList;
 using agent::Family;
 
 #ifdef __SANITIZE_ADDRESS__
-constexpr unsigned stride = 41; // the sanitizers look at the code, the other builds at every bit
+constexpr unsigned stepStride = 41; // the sanitizers look at the code, the other builds at every bit
 #else
-constexpr unsigned stride = 1;
+constexpr unsigned stepStride = 1;
 #endif
-
-uint16_t vlanOf(const packet::Packet& packet) {
-  return packet.vlan != 0 ? packet.vlan : uint16_t{1};
-}
-
-bool isOf(Family family, const packet::Packet& packet) {
-  return family == Family::mac || packet.l3 == (family == Family::ipv4 ? packet::L3::ipv4 : packet::L3::ipv6);
-}
 
 agent::Config configOf(std::vector<AccessList> lists) {
   agent::Config config;
@@ -50,7 +42,7 @@ agent::Config configOf(std::vector<AccessList> lists) {
 // The chip's verdict of one lookup.
 bool chipPermits(const sim::TcamTable& table, const tool::ChipLookup& lookup, const packet::Packet& packet) {
   const uint32_t row =
-      table.lookup(sim::buildKey(lookup.table, packet, lookup.aclId, lookup.role, vlanOf(packet)));
+      table.lookup(sim::buildKey(lookup.table, packet, lookup.aclId, lookup.role, test::vlanOf(packet)));
   return row != sim::TcamTable::noRow &&
          XpXdk::xpIaclData_t::fromWord(table.data(row, lookup.ingressPort % table.numCopies())).result() == 1;
 }
@@ -71,7 +63,7 @@ public:
     if (chip == lines_) {
       for (unsigned n = 0; n < 10; ++n) {
         const packet::Packet packet = packets_.packet(*place_.list);
-        if (isOf(space_.family(), packet)) {
+        if (test::isOf(space_.family(), packet)) {
           EXPECT_EQ(chipPermits(table(), place_.lookup, packet), linesPermit(packet))
               << packet::toText(packet);
         }
@@ -81,9 +73,9 @@ public:
     for (const verify::PacketSet& differing : {chip - lines_, lines_ - chip}) {
       if (!differing.isEmpty()) {
         const packet::Packet witness = differing.witness();
-        EXPECT_EQ(chipPermits(table(), place_.lookup, witness), chip.contains(witness, vlanOf(witness)))
+        EXPECT_EQ(chipPermits(table(), place_.lookup, witness), chip.contains(witness, test::vlanOf(witness)))
             << packet::toText(witness);
-        EXPECT_EQ(linesPermit(witness), lines_.contains(witness, vlanOf(witness)));
+        EXPECT_EQ(linesPermit(witness), lines_.contains(witness, test::vlanOf(witness)));
         EXPECT_NE(chipPermits(table(), place_.lookup, witness), linesPermit(witness));
       }
     }
@@ -92,7 +84,7 @@ public:
 
 private:
   bool linesPermit(const packet::Packet& packet) const {
-    return verify::evaluate(*place_.list, packet, vlanOf(packet)).permit;
+    return verify::evaluate(*place_.list, packet, test::vlanOf(packet)).permit;
   }
 
   tool::Session& session_;
@@ -115,7 +107,7 @@ void flipRows(PlaceUnderTest& place, Flips& flips) {
   for (uint32_t at = table.nextValid(0); at != sim::TcamTable::noRow; at = table.nextValid(at + 1)) {
     const sim::TcamRow row = table.row(at);
     for (unsigned bit = 0; bit < 8 * table.keyLength(); ++bit) {
-      if (step++ % stride != 0) {
+      if (step++ % stepStride != 0) {
         continue;
       }
       sim::TcamRow damaged = row;

@@ -1,5 +1,1 @@
-xpacl_test(sim_tcam_test sim)
-xpacl_test(sim_key_test sim)
-xpacl_test(sim_sdk_test sim)
-xpacl_test(sim_pipeline_test sim)
-xpacl_test(sim_faults_test sim)
+xpacl_tests(sim_tests FILES sim_tcam sim_key sim_sdk sim_pipeline sim_faults ROOMS sim)

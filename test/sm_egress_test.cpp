@@ -22,14 +22,14 @@ constexpr const char* deleteEgressBdEvifEntry =
 void portIs(ChipUnderTest& chip, const char* port, unsigned id, const char* flags) {
   chip.map().egressPortAclIdEnIs(intf(port), aclIdEn(id, flags));
 }
-void routeIs(ChipUnderTest& chip, unsigned number, unsigned id, const char* flags) {
+void egressRouteIs(ChipUnderTest& chip, unsigned number, unsigned id, const char* flags) {
   chip.map().egressRouteAclIdEnIs(vlan(number), aclIdEn(id, flags));
 }
 
 // Ethernet1 in VLAN 10 by VIF 5; with the port ACL 3 when `bound`.
-class OnePair : public ChipUnderTest {
+class EgressPair : public ChipUnderTest {
 public:
-  explicit OnePair(bool bound) {
+  explicit EgressPair(bool bound) {
     pairIs("Ethernet1", 10, 5);
     if (bound) {
       portIs(*this, "Ethernet1", 3, "4");
@@ -39,45 +39,45 @@ public:
 };
 
 TEST(SmEgress, AnEntryIsAddedRewrittenAndRemoved) {
-  OnePair chip(false);
+  EgressPair chip(false);
   EXPECT_EQ(chip.calls([&] { portIs(chip, "Ethernet1", 3, "4"); }),
             "addEntry egress d0 bd=10 vif=5 port=3/10 route=0/00 -> 0\n");
   EXPECT_EQ(chip.indexMaps(), "egress 0 -> 10/5\negress 10/5 -> 0\n");
-  EXPECT_EQ(chip.calls([&] { routeIs(chip, 10, 9, "6"); }),
+  EXPECT_EQ(chip.calls([&] { egressRouteIs(chip, 10, 9, "6"); }),
             "writeEntry egress d0 i0 bd=10 vif=5 port=3/10 route=9/01 -> 0\n");
   EXPECT_EQ(chip.calls([&] { portIs(chip, "Ethernet1", 0, ""); }),
             "writeEntry egress d0 i0 bd=10 vif=5 port=0/00 route=9/01 -> 0\n");
-  EXPECT_EQ(chip.calls([&] { routeIs(chip, 10, 0, ""); }), "removeEntry egress d0 i0 -> 0\n")
+  EXPECT_EQ(chip.calls([&] { egressRouteIs(chip, 10, 0, ""); }), "removeEntry egress d0 i0 -> 0\n")
       << "no disabling write before the removal";
   EXPECT_EQ(chip.indexMaps(), "");
   EXPECT_EQ(chip.sdk.tables(0), "");
 }
 
 TEST(SmEgress, DeletedKeysRemoveTheEntryToo) {
-  OnePair chip(true);
+  EgressPair chip(true);
   EXPECT_EQ(chip.calls([&] { chip.map().egressPortAclIdEnDel(intf("Ethernet1")); }),
             "removeEntry egress d0 i0 -> 0\n");
 }
 
 TEST(SmEgress, EveryFieldHasItsPlace) {
-  OnePair chip(false);
+  EgressPair chip(false);
   EXPECT_EQ(chip.calls([&] { portIs(chip, "Ethernet1", 200, "46"); }),
             "addEntry egress d0 bd=10 vif=5 port=200/11 route=0/00 -> 0\n");
-  EXPECT_EQ(chip.calls([&] { routeIs(chip, 10, 201, "46"); }),
+  EXPECT_EQ(chip.calls([&] { egressRouteIs(chip, 10, 201, "46"); }),
             "writeEntry egress d0 i0 bd=10 vif=5 port=200/11 route=201/11 -> 0\n");
   EXPECT_EQ(chip.calls([&] { portIs(chip, "Ethernet1", 200, "6m"); }),
             "writeEntry egress d0 i0 bd=10 vif=5 port=200/01 route=201/11 -> 0\n");
-  EXPECT_EQ(chip.calls([&] { routeIs(chip, 10, 201, "4m"); }),
+  EXPECT_EQ(chip.calls([&] { egressRouteIs(chip, 10, 201, "4m"); }),
             "writeEntry egress d0 i0 bd=10 vif=5 port=200/01 route=201/10 -> 0\n");
 }
 
 TEST(SmEgress, BlockingZeroesTheIdOnItsOwnSide) {
-  OnePair chip(false);
+  EgressPair chip(false);
   EXPECT_EQ(chip.calls([&] { portIs(chip, "Ethernet1", 3, "4b"); }),
             "addEntry egress d0 bd=10 vif=5 port=0/10 route=0/00 -> 0\n");
-  EXPECT_EQ(chip.calls([&] { routeIs(chip, 10, 9, "6"); }),
+  EXPECT_EQ(chip.calls([&] { egressRouteIs(chip, 10, 9, "6"); }),
             "writeEntry egress d0 i0 bd=10 vif=5 port=0/10 route=9/01 -> 0\n");
-  EXPECT_EQ(chip.calls([&] { routeIs(chip, 10, 9, "46mb"); }),
+  EXPECT_EQ(chip.calls([&] { egressRouteIs(chip, 10, 9, "46mb"); }),
             "writeEntry egress d0 i0 bd=10 vif=5 port=0/10 route=0/11 -> 0\n");
   EXPECT_EQ(chip.calls([&] { portIs(chip, "Ethernet1", 3, "4"); }),
             "writeEntry egress d0 i0 bd=10 vif=5 port=3/10 route=0/11 -> 0\n");
@@ -85,10 +85,10 @@ TEST(SmEgress, BlockingZeroesTheIdOnItsOwnSide) {
 
 // The chip makes no MAC lookup on the way out, so a MAC ACL alone needs no entry.
 TEST(SmEgress, AMacEnableAloneGetsNoEntry) {
-  OnePair chip(false);
+  EgressPair chip(false);
   EXPECT_EQ(chip.calls([&] {
     portIs(chip, "Ethernet1", 3, "m");
-    routeIs(chip, 10, 4, "m");
+    egressRouteIs(chip, 10, 4, "m");
     portIs(chip, "Ethernet1", 3, "mb");
     portIs(chip, "Ethernet1", 7, "");
   }),
@@ -107,12 +107,12 @@ TEST(SmEgress, AnInterfaceTouchesItsPairsAndAVlanItsOwn) {
   EXPECT_EQ(chip.calls([&] { portIs(chip, "Ethernet1", 3, "4"); }),
             "addEntry egress d0 bd=10 vif=5 port=3/10 route=0/00 -> 0\n"
             "addEntry egress d0 bd=20 vif=5 port=3/10 route=0/00 -> 0\n");
-  EXPECT_EQ(chip.calls([&] { routeIs(chip, 10, 9, "6"); }),
+  EXPECT_EQ(chip.calls([&] { egressRouteIs(chip, 10, 9, "6"); }),
             "writeEntry egress d0 i0 bd=10 vif=5 port=3/10 route=9/01 -> 0\n"
             "addEntry egress d0 bd=10 vif=6 port=0/00 route=9/01 -> 0\n");
   EXPECT_EQ(chip.calls([&] {
     portIs(chip, "Ethernet3", 3, "4");
-    routeIs(chip, 30, 3, "4");
+    egressRouteIs(chip, 30, 3, "4");
   }),
             "");
   EXPECT_EQ(chip.sdk.tables(0), "egress 0: bd=10 vif=5 port=3/10 route=9/01\n"
@@ -124,7 +124,7 @@ TEST(SmEgress, AnInterfaceTouchesItsPairsAndAVlanItsOwn) {
 
 // The two tables number their entries by themselves, and so do their maps.
 TEST(SmEgress, TheEgressIndexesAreApartFromThePortVlanOnes) {
-  OnePair chip(true);
+  EgressPair chip(true);
   chip.map().ingressRouteAclIdEnIs(vlan(10), aclIdEn(1, "4"));
   EXPECT_EQ(chip.indexMaps(), "egress 0 -> 10/5\negress 10/5 -> 0\nportVlan 0 -> 10/5\nportVlan 10/5 -> 0\n");
   chip.map().ingressRouteAclIdEnIs(vlan(10), AclIdEn());
@@ -136,22 +136,22 @@ TEST(SmEgress, WithoutTheChipsPairsNothingIsWritten) {
   chip->chipPortVlanVifStatusDel();
   EXPECT_EQ(chip.calls([&] {
     portIs(chip, "Ethernet1", 3, "4");
-    routeIs(chip, 10, 3, "4");
+    egressRouteIs(chip, 10, 3, "4");
     chip->programEgressBdEvif(vlan(10), intf("Ethernet1"));
   }),
             "");
 }
 
 TEST(SmEgress, EachStepIsTracedBehindItsCall) {
-  OnePair chip(false);
+  EgressPair chip(false);
   test::TraceCapture trace(hwAclIdTrace());
   portIs(chip, "Ethernet1", 65, "4");
   EXPECT_EQ(trace.take(), " adding egress vlanId 10 intfId Ethernet1 vif 5 paclId 65 raclId 0 paclIdEnV4 1 "
                           "paclIdEnV6 0 raclIdEnV4 0 raclIdEnV6 0 index 0\n");
-  routeIs(chip, 10, 9, "6");
+  egressRouteIs(chip, 10, 9, "6");
   EXPECT_EQ(trace.take(), " updating egress vlanId 10 intfId Ethernet1 vif 5 paclId 65 raclId 9 paclIdEnV4 1 "
                           "paclIdEnV6 0 raclIdEnV4 0 raclIdEnV6 1 index 0\n");
-  routeIs(chip, 10, 0, "");
+  egressRouteIs(chip, 10, 0, "");
   trace.take();
   portIs(chip, "Ethernet1", 0, "");
   EXPECT_EQ(trace.take(), " removing egress vlanId 10 intfId Ethernet1 vif 5 paclId 0 raclId 0 paclIdEnV4 0 "
@@ -161,10 +161,10 @@ TEST(SmEgress, EachStepIsTracedBehindItsCall) {
 }
 
 TEST(SmEgress, TheKeylessFormsApplyEveryKey) {
-  OnePair chip(true);
+  EgressPair chip(true);
   chip.pairIs("Ethernet2", 10, 6);
   portIs(chip, "Ethernet2", 4, "6");
-  routeIs(chip, 10, 9, "4");
+  egressRouteIs(chip, 10, 9, "4");
   test::TraceCapture trace(hwAclIdTrace());
   const std::string both = "writeEntry egress d0 i0 bd=10 vif=5 port=3/10 route=9/10 -> 0\n"
                            "writeEntry egress d0 i1 bd=10 vif=6 port=4/01 route=9/10 -> 0\n";
@@ -181,7 +181,7 @@ XpLib::PortVlanIvifTableKey tableKey(Vane::U32 vif, unsigned vlanNumber) {
 }
 
 TEST(SmEgress, AStaleEntryIsLookedUpRemovedAndForgotten) {
-  OnePair chip(true);
+  EgressPair chip(true);
   test::TraceCapture trace(hwAclIdTrace());
   EXPECT_EQ(chip.calls([&] { chip->deleteEgressBdEvifEntry(tableKey(5, 10)); }),
             "lookup egress d0 bd=10 vif=5 -> 0\n"
@@ -192,7 +192,7 @@ TEST(SmEgress, AStaleEntryIsLookedUpRemovedAndForgotten) {
 }
 
 TEST(SmEgress, AStaleEntryThatIsNotFoundIsLeft) {
-  OnePair chip(true);
+  EgressPair chip(true);
   test::TraceCapture trace(hwAclIdTrace());
   EXPECT_EQ(chip.calls([&] { chip->deleteEgressBdEvifEntry(tableKey(6, 10)); }),
             "lookup egress d0 bd=10 vif=6 -> 41\n");
@@ -204,7 +204,7 @@ TEST(SmEgress, AStaleEntryThatIsNotFoundIsLeft) {
 }
 
 TEST(SmEgress, AStaleEntryOfNoVlanIsRefused) {
-  OnePair chip(true);
+  EgressPair chip(true);
   for (const unsigned number : {0u, 4095u, 65535u}) {
     EXPECT_EQ(test::thrownBy([&] { chip->deleteEgressBdEvifEntry(tableKey(5, number)); }),
               "VlanId::value < 1 or > 4094 not allowed");
@@ -219,7 +219,7 @@ TEST(SmEgress, StepsThatEndSilentlyLeaveTheMap) {
   for (const int status : {41, 42}) {
     test::TraceCapture trace(hwAclIdTrace());
     const std::string answer = " -> " + std::to_string(status) + "\n";
-    OnePair add(false);
+    EgressPair add(false);
     trace.take();
     add.sdk.failCall(1, status);
     EXPECT_EQ(add.calls([&] { portIs(add, "Ethernet1", 3, "4"); }),
@@ -227,7 +227,7 @@ TEST(SmEgress, StepsThatEndSilentlyLeaveTheMap) {
     EXPECT_EQ(add.indexMaps(), "");
     EXPECT_EQ(trace.take(), "");
 
-    OnePair write(true);
+    EgressPair write(true);
     trace.take();
     write.sdk.failCall(1, status);
     EXPECT_EQ(write.calls([&] { portIs(write, "Ethernet1", 4, "4"); }),
@@ -235,14 +235,14 @@ TEST(SmEgress, StepsThatEndSilentlyLeaveTheMap) {
     EXPECT_EQ(write.indexMaps(), held);
     EXPECT_EQ(trace.take(), "");
 
-    OnePair remove(true);
+    EgressPair remove(true);
     trace.take();
     remove.sdk.failCall(1, status);
     EXPECT_EQ(remove.calls([&] { portIs(remove, "Ethernet1", 0, ""); }), "removeEntry egress d0 i0" + answer);
     EXPECT_EQ(remove.indexMaps(), held);
     EXPECT_EQ(trace.take(), "");
 
-    OnePair stale(true);
+    EgressPair stale(true);
     stale.sdk.failCall(2, status);
     EXPECT_EQ(stale.calls([&] { stale->deleteEgressBdEvifEntry(tableKey(5, 10)); }),
               "lookup egress d0 bd=10 vif=5 -> 0\nremoveEntry egress d0 i0" + answer);
@@ -251,7 +251,7 @@ TEST(SmEgress, StepsThatEndSilentlyLeaveTheMap) {
 }
 
 TEST(SmEgress, StatusNineIsAsGoodAsZero) {
-  OnePair chip(false);
+  EgressPair chip(false);
   chip.sdk.everyStatusIs(9);
   EXPECT_EQ(chip.calls([&] {
     portIs(chip, "Ethernet1", 3, "4");
@@ -269,23 +269,23 @@ TEST(SmEgress, StatusNineIsAsGoodAsZero) {
   EXPECT_EQ(chip.indexMaps(), "");
 }
 
-struct FatalStep {
+struct EgressFatalStep {
   bool bound;  // whether an entry stands before
   unsigned id; // the port ACL that is then set, IPv4 when not 0
   unsigned line;
   const char* callText;
 };
 
-void PrintTo(const FatalStep& step, std::ostream* out) {
+void PrintTo(const EgressFatalStep& step, std::ostream* out) {
   *out << "line " << step.line;
 }
 
-class SmEgressFatal : public testing::TestWithParam<FatalStep> {};
+class SmEgressFatal : public testing::TestWithParam<EgressFatalStep> {};
 
 TEST_P(SmEgressFatal, TheProcessEndsAtItsLine) {
-  const FatalStep& step = GetParam();
+  const EgressFatalStep& step = GetParam();
   EXPECT_EQ(test::exactDeathOf([&] {
-              OnePair chip(step.bound);
+              EgressPair chip(step.bound);
               chip.sdk.failCall(1, 2);
               portIs(chip, "Ethernet1", step.id, step.id != 0 ? "4" : "");
             }),
@@ -299,16 +299,16 @@ TEST_P(SmEgressFatal, TheProcessEndsAtItsLine) {
 INSTANTIATE_TEST_SUITE_P(
     Lines, SmEgressFatal,
     testing::Values(
-        FatalStep{true, 4, 496,
-                  "((egressBdEvifMgr()->writeEntry( chipId().value(), index, &egressBdEvifEntry )))"},
-        FatalStep{false, 3, 508,
-                  "((egressBdEvifMgr()->addEntry( chipId().value(), &egressBdEvifEntry, indexList )))"},
-        FatalStep{true, 0, 523, "((egressBdEvifMgr()-> removeEntry( chipId().value(), index )))"}));
+        EgressFatalStep{true, 4, 496,
+                        "((egressBdEvifMgr()->writeEntry( chipId().value(), index, &egressBdEvifEntry )))"},
+        EgressFatalStep{false, 3, 508,
+                        "((egressBdEvifMgr()->addEntry( chipId().value(), &egressBdEvifEntry, indexList )))"},
+        EgressFatalStep{true, 0, 523, "((egressBdEvifMgr()-> removeEntry( chipId().value(), index )))"}));
 
 TEST(SmEgress, ARefusedLookupOrRemovalOfAStaleEntryEndsTheProcess) {
   const auto death = [](unsigned call) {
     return test::deathOf([call] {
-      OnePair chip(true);
+      EgressPair chip(true);
       chip.sdk.failCall(call, 3);
       chip->deleteEgressBdEvifEntry(tableKey(5, 10));
     });

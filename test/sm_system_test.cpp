@@ -236,7 +236,7 @@ TEST(SmSystem, AnUnknownPortThatLeavesIsTraced) {
   EXPECT_EQ(trace.take(), "TcamHwAclIdSm::handleIntfDirectionToIndexKey\n");
 }
 
-std::string assertion(const char* handler, const char* text) {
+std::string systemAssertion(const char* handler, const char* text) {
   return std::string("XpAclTcamHwAclIdSm:#: void XpAcl::TcamHwAclIdSm::") + handler + ": Assertion \"" +
          text + "\" failed.\n";
 }
@@ -250,7 +250,7 @@ std::string withoutParameters(const std::string& text) {
 TEST(SmSystem, OnlyVlansAndPortsHaveIndexKeys) {
   for (const char* const name : {"Port-Channel1", "Loopback0", "Tunnel1", "Management1"}) {
     const std::string expected =
-        withoutParameters(assertion(indexKeyHandler, "false && \"Invalid interface type selected\""));
+        withoutParameters(systemAssertion(indexKeyHandler, "false && \"Invalid interface type selected\""));
     EXPECT_EQ(withoutParameters(test::deathOf([&] {
                 SystemUnderTest system;
                 system.make();
@@ -275,9 +275,10 @@ TEST(SmSystem, APortWithAnIndexKeyMustBeKnownAndItsChipActive) {
       system.aclIdMapping->intfDirectionToIndexKeyIs(in(name), indexKey(0));
     }));
   };
-  EXPECT_EQ(death("Ethernet9"), withoutParameters(assertion(indexKeyHandler, "!!chipPort")));
-  EXPECT_EQ(death("Ethernet8"), withoutParameters(assertion(indexKeyHandler, "!!chipPort")));
-  EXPECT_EQ(death("Ethernet33"), withoutParameters(assertion(indexKeyHandler, "chipAclIdMapping( chipId )")));
+  EXPECT_EQ(death("Ethernet9"), withoutParameters(systemAssertion(indexKeyHandler, "!!chipPort")));
+  EXPECT_EQ(death("Ethernet8"), withoutParameters(systemAssertion(indexKeyHandler, "!!chipPort")));
+  EXPECT_EQ(death("Ethernet33"),
+            withoutParameters(systemAssertion(indexKeyHandler, "chipAclIdMapping( chipId )")));
 }
 
 // -------------------------------------------------------------------------------------------- blocked

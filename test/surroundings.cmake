@@ -1,6 +1,5 @@
 # Checks of the project as a whole: directions between the rooms, and what the library links and exports.
-xpacl_test(include_rules_test patterns)
-xpacl_test(include_names_test patterns)
+xpacl_tests(include_tests FILES include_rules include_names ROOMS patterns)
 
 if(NOT XPACL_SANITIZE)
   # Sanitizer runtimes add libraries and symbols of their own.

@@ -50,20 +50,20 @@ protected:
   }
 };
 
-const char* const small = "ip access-list extended A\n"
-                          " permit tcp any any range 1 3\n"
-                          " deny udp any any log\n"
-                          "ipv6 access-list S\n"
-                          " permit tcp any any\n"
-                          "mac access-list M\n"
-                          " permit any any\n"
-                          "interface Ethernet1\n"
-                          " ip access-group A in\n"
-                          " ipv6 traffic-filter S in\n"
-                          " mac access-group M in\n";
+const char* const threeLists = "ip access-list extended A\n"
+                               " permit tcp any any range 1 3\n"
+                               " deny udp any any log\n"
+                               "ipv6 access-list S\n"
+                               " permit tcp any any\n"
+                               "mac access-list M\n"
+                               " permit any any\n"
+                               "interface Ethernet1\n"
+                               " ip access-group A in\n"
+                               " ipv6 traffic-filter S in\n"
+                               " mac access-group M in\n";
 
 TEST_F(ToolShow, Counters) {
-  const std::string config = file("a.conf", small);
+  const std::string config = file("a.conf", threeLists);
   const Outcome none = run("show " + config + " counters");
   EXPECT_EQ(none.status, 0) << none.err;
   EXPECT_EQ(none.out, "A (ipv4, in)\n"
@@ -139,7 +139,7 @@ TEST_F(ToolShow, CountersByHits) {
 }
 
 TEST_F(ToolShow, ArgumentsThatDoNotFit) {
-  const std::string config = file("a.conf", small);
+  const std::string config = file("a.conf", threeLists);
   EXPECT_EQ(run("show " + config + " ids --by-hits").err, "xpacl: --by-hits belongs to show counters\n");
   EXPECT_EQ(run("show " + config + " counters --in Ethernet1").err,
             "xpacl: show counters: --in, --out and --vlan say where packets go; give them with --pcap\n");
@@ -174,7 +174,7 @@ TEST_F(ToolShow, State) {
 }
 
 TEST_F(ToolShow, Trace) {
-  const std::string config = file("a.conf", small);
+  const std::string config = file("a.conf", threeLists);
   const Outcome all = run("show " + config + " trace");
   const Outcome last = run("show " + config + " trace --last 2");
   EXPECT_EQ(all.status, 0);
@@ -198,7 +198,7 @@ TEST_F(ToolShow, TextTrace) {
 }
 
 TEST_F(ToolShow, AuditFindsDamageInAFile) {
-  const std::string config = file("a.conf", small);
+  const std::string config = file("a.conf", threeLists);
   const std::string chips = (folder_ / "chips").string();
   const Outcome saved = run("audit " + config + " --save " + chips);
   EXPECT_EQ(saved.status, 0) << saved.err;

@@ -1,6 +1,3 @@
-xpacl_test(vane_value_test platform)
-xpacl_test(vane_collections_test platform)
-xpacl_test(vane_notification_test platform)
-xpacl_test(vane_entity_test platform)
-xpacl_test(vane_reactor_test platform)
-xpacl_test(vane_trace_test platform)
+xpacl_tests(vane_tests
+            FILES vane_value vane_collections vane_notification vane_entity vane_reactor vane_trace
+            ROOMS platform)

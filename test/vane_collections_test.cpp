@@ -41,7 +41,7 @@ struct Colliding {
 };
 
 template <typename Map>
-std::string text(const Map& map) {
+std::string pairsOf(const Map& map) {
   std::string result;
   for (const auto& member : map) {
     if constexpr (requires { member.key().number; }) {
@@ -66,7 +66,7 @@ unsigned seed() {
 
 TEST(VaneCollections, HashMapWalksInTheOrderOfInsertion) {
   Vane::HashMap2018<Colliding, int> map;
-  EXPECT_EQ(text(map), "");
+  EXPECT_EQ(pairsOf(map), "");
   EXPECT_EQ(map.find({3}), nullptr);
   EXPECT_FALSE(map.erase({3}));
   EXPECT_TRUE(map.assign({3}, 30));
@@ -76,11 +76,11 @@ TEST(VaneCollections, HashMapWalksInTheOrderOfInsertion) {
   EXPECT_TRUE(map.assign({1}, 11));
   EXPECT_FALSE(map.insertOrAssign({2}, 20));
   EXPECT_FALSE(map.insert({2}, 99));
-  EXPECT_EQ(text(map), "3=30 1=11 2=20 ");
+  EXPECT_EQ(pairsOf(map), "3=30 1=11 2=20 ");
   EXPECT_TRUE(map.erase({1}));
   EXPECT_FALSE(map.erase({1}));
   map.insert({1}, 12);
-  EXPECT_EQ(text(map), "3=30 2=20 1=12 ");
+  EXPECT_EQ(pairsOf(map), "3=30 2=20 1=12 ");
   EXPECT_EQ(map.valueOrDefault({4}), 0);
   EXPECT_EQ(*map.find({1}), 12);
   Vane::HashMap2018<Colliding, int> other(std::move(map));
@@ -88,7 +88,7 @@ TEST(VaneCollections, HashMapWalksInTheOrderOfInsertion) {
   other.clear();
   EXPECT_TRUE(other.empty());
   other.insert({9}, 1);
-  EXPECT_EQ(text(other), "9=1 ");
+  EXPECT_EQ(pairsOf(other), "9=1 ");
 }
 
 TEST(VaneCollections, TreeMapWalksInAscendingOrder) {
@@ -100,7 +100,7 @@ TEST(VaneCollections, TreeMapWalksInAscendingOrder) {
   }
   EXPECT_FALSE(map.assign(3, 30));
   EXPECT_TRUE(map.assign(3, 31));
-  EXPECT_EQ(text(map), "1=10 3=31 5=50 9=90 ");
+  EXPECT_EQ(pairsOf(map), "1=10 3=31 5=50 9=90 ");
   EXPECT_EQ(map.first().key(), 1u);
   EXPECT_EQ(*map.lastKey(), 9u);
   EXPECT_EQ(map.lowerBound(4).key(), 5u);
@@ -128,7 +128,7 @@ TYPED_TEST(VaneBothMaps, MemberDeletedUnderAnIterator) {
   EXPECT_EQ(map.find(2), nullptr);
   EXPECT_FALSE(map.erase(2));
   EXPECT_EQ(map.size(), 2u);
-  EXPECT_EQ(text(map), "1=10 4=40 ");
+  EXPECT_EQ(pairsOf(map), "1=10 4=40 ");
   EXPECT_EQ(copy.key(), 2u); // still readable
   EXPECT_EQ(copy.value(), 20u);
   ++iterator;
@@ -453,7 +453,7 @@ TEST(VaneCollections, MembersComeAndGoAtTheEnd) {
       expected += std::to_string(key) + "=" + std::to_string(value) + " ";
       ASSERT_TRUE(map.has(key));
     }
-    ASSERT_EQ(text(map), expected) << "round " << round;
+    ASSERT_EQ(pairsOf(map), expected) << "round " << round;
     ASSERT_EQ(map.size(), twin.size());
   }
 }

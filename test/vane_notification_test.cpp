@@ -1,4 +1,5 @@
 #include "Vane/Vane.h"
+#include "test/Happened.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +9,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace Demo {
@@ -37,17 +39,8 @@ using Demo::Table;
 using Vane::Ptr;
 using Vane::U32;
 
-// Everything that the tests see happen, in order.
-std::string happened;
-
-std::string taken() {
-  return std::exchange(happened, "");
-}
-
-void note(const std::string& what) {
-  happened += what;
-  happened += ' ';
-}
+using test::note;
+using test::taken;
 
 // Notes what it is told, then does what the test says.
 class Watcher : public Table::NotifieeConst {
@@ -92,7 +85,7 @@ Ptr<Watcher> watch(const Ptr<Table>& table, const std::string& name) {
 
 class VaneNotification : public testing::Test {
 protected:
-  VaneNotification() : table(Demo::tableFactory()), a(watch(table, "a")) { happened.clear(); }
+  VaneNotification() : table(Demo::tableFactory()), a(watch(table, "a")) { taken(); }
   Ptr<Table> table;
   Ptr<Watcher> a;
 };

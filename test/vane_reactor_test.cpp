@@ -1,4 +1,5 @@
 #include "Vane/Vane.h"
+#include "test/Happened.h"
 
 #include <gtest/gtest.h>
 
@@ -9,16 +10,8 @@
 
 namespace Demo {
 
-std::string happened;
-
-std::string taken() {
-  return std::exchange(happened, "");
-}
-
-void note(const std::string& what) {
-  happened += what;
-  happened += ' ';
-}
+using test::note;
+using test::taken;
 
 // What the machines watch.
 class Ports : public Vane::PtrInterface {
@@ -103,7 +96,7 @@ using Vane::Ptr;
 
 class VaneReactor : public testing::Test {
 protected:
-  VaneReactor() : ports(portsFactory()) { happened.clear(); }
+  VaneReactor() : ports(portsFactory()) { taken(); }
   Ptr<Ports> ports;
 };
 

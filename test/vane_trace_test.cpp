@@ -11,11 +11,11 @@
 namespace Demo {
 
 VANE_ENUM(Demo, Direction, (ingress, 0), (egress, 1))
-VANE_WRAPPER_VALUE(Demo, VifId, Vane::U32, 0)
+VANE_WRAPPER_VALUE(Demo, VifNumber, Vane::U32, 0)
 
 class Named {
 public:
-  VANE_VALUE(Demo, Named, (Vane::String, name, Vane::String("n")), (VifId, vif, VifId()))
+  VANE_VALUE(Demo, Named, (Vane::String, name, Vane::String("n")), (VifNumber, vif, VifNumber()))
 };
 
 enum class Plain : Vane::U8 { some = 3 };
@@ -72,8 +72,8 @@ TEST_F(VaneTrace, EveryKindOfPiece) {
   VANE_TRACE(handle, 5, "T",
              "" << Vane::U8{255} << ' ' << -7 << ' ' << true << false << ' ' << ~Vane::U64{0} << ' '
                 << runtime << ' ' << Vane::String("string") << ' ' << std::string("std") << ' '
-                << Demo::egress << ' ' << Demo::VifId(9) << ' ' << Demo::Named("it", Demo::VifId(1)) << ' '
-                << Demo::Plain::some << ' ' << local);
+                << Demo::egress << ' ' << Demo::VifNumber(9) << ' ' << Demo::Named("it", Demo::VifNumber(1))
+                << ' ' << Demo::Plain::some << ' ' << local);
   EXPECT_EQ(text, "demo 5 T 255 -7 TrueFalse 18446744073709551615 runtime string std egress 9 "
                   "Value('Demo::Named', ** {'name': 'it', 'vif': 1}) 3 3\n");
   EXPECT_EQ("demo 5 " + joined(ring.dump()).replace(0, 4, "T "), text);
@@ -131,7 +131,7 @@ TEST_F(VaneTrace, ValuesReadAsIfTheirTextHadBeenWritten) {
   unsigned cut = 0;
   for (const std::size_t length : {0, 1, 20, 60, 97, 98, 99, 110, 150, 191, 192, 300}) {
     for (std::size_t fill = 0; fill <= 200; fill += length == 60 ? 1 : 7) {
-      const Demo::Named value(Vane::String(std::string(length, '\'')), Demo::VifId(4294967295));
+      const Demo::Named value(Vane::String(std::string(length, '\'')), Demo::VifNumber(4294967295));
       const std::string asText = record(std::string(fill, 'f'), std::string(valueToStrep(value).charPtr()));
       EXPECT_EQ(record(std::string(fill, 'f'), value), asText) << length << " " << fill;
       cut += asText.ends_with("end") ? 0 : 1;
@@ -180,7 +180,7 @@ TEST_F(VaneTrace, RingIsTheTailOfWhatWasWritten) {
 TEST_F(VaneTrace, HelperWritesOneLine) {
   EXPECT_EQ(Vane::TraceHelper::createIfEnabled(handle, 6, "T"), nullptr);
   const auto helper = Vane::TraceHelper::createIfEnabled(handle, 5, "T");
-  *helper << "intf " << 3 << ' ' << Demo::VifId(4);
+  *helper << "intf " << 3 << ' ' << Demo::VifNumber(4);
   helper->trace();
   Vane::TraceHelper::trace(handle, 5, "T", "plain");
   EXPECT_EQ(text, "demo 5 T intf 3 4\ndemo 5 T plain\n");

@@ -1,1 +1,0 @@
-xpacl_test(evaluator_test verify packet configSummary)
