@@ -1,4 +1,5 @@
 #include "test/HelperUnderTest.h"
+#include "test/ValueLaws.h"
 
 #include "XpAclTcam/XpAclVlanVifKey.h"
 #include "XpLib/PortAndVlanId.h"
@@ -9,7 +10,7 @@
 #include <string>
 #include <vector>
 
-// Every value type of the platform and the library obeys the same laws, checked by one template over samples
+// Every value type of the platform and the library obeys the same laws, checked over samples
 // that are all different, in ascending order.
 
 namespace {
@@ -27,56 +28,11 @@ using XpAcl::TcamAclRuleId;
 using XpAcl::XpAclVlanVifKey;
 using XpVif::VifId;
 
-template <typename T>
-std::string text(const T& value) {
-  return std::string(Vane::strepOf(value).view());
-}
-
-template <typename T>
-std::string streamed(const T& value) {
-  std::ostringstream out;
-  out << value;
-  return out.str();
-}
-
-template <typename T>
-T parsed(const std::string& text) {
-  T value{};
-  Vane::strepToValue(Vane::String(std::string_view(text)), &value);
-  return value;
-}
-
-enum class Stream { text, other, none };
-
-template <typename T>
-void checkLaws(const std::vector<T>& samples, Stream stream = Stream::text) {
-  for (std::size_t i = 0; i < samples.size(); ++i) {
-    const T& a = samples[i];
-    SCOPED_TRACE(text(a));
-    const T copy(a);
-    EXPECT_TRUE(copy == a);
-    EXPECT_EQ(Vane::hashOf(copy), Vane::hashOf(a));
-    EXPECT_TRUE(parsed<T>(text(a)) == a);
-    EXPECT_NE(test::thrownBy([&] { parsed<T>(text(a) + "}"); }), "nothing");
-    EXPECT_NE(test::thrownBy([&] { parsed<T>("x" + text(a)); }), "nothing");
-    if constexpr (requires(std::ostream & out) { out << a; }) {
-      if (stream == Stream::text) {
-        EXPECT_EQ(streamed(a), text(a));
-      }
-    } else {
-      EXPECT_TRUE(stream == Stream::none);
-    }
-    for (std::size_t j = 0; j < samples.size(); ++j) {
-      const T& b = samples[j];
-      EXPECT_EQ(a == b, i == j);
-      EXPECT_EQ(text(a) == text(b), i == j);
-      EXPECT_EQ(a < b, i < j) << text(b);
-      if (i != j) {
-        EXPECT_NE(Vane::hashOf(a), Vane::hashOf(b)) << "a collision among so few samples: " << text(b);
-      }
-    }
-  }
-}
+using test::checkLaws;
+using test::Stream;
+using test::streamed;
+using test::valueOf;
+using test::valueText;
 
 AclKey key(const char* name, unsigned direction = 0, unsigned type = 0, Vane::U32 generation = 0) {
   return AclKey(name, Acl::AclDirectionInstance(direction), Acl::AclTypeInstance(type), generation);
@@ -151,18 +107,19 @@ TEST(LibValues, Records) {
 }
 
 TEST(LibValues, TextsOfRecords) {
-  EXPECT_EQ(text(TcamAclRuleId(5, 2)), "Value('XpAcl::TcamAclRuleId', ** {'ruleNum': 5, 'subRuleNum': 2})");
-  EXPECT_EQ(text(AclKey()), "Value('Plex::AclKey', ** {'name': 'aclGroupDefault', 'direction': ingress, "
-                            "'aclType': ipv4, 'generation': 0})");
-  EXPECT_EQ(text(ChipPort()), "Value('Plex::Central::ChipPort', ** {'chip': 64, 'port': 65535})");
-  EXPECT_EQ(text(XpLib::PortAndVlanId(IntfId(IntfId::ethernet, 3), VlanId(7))),
+  EXPECT_EQ(valueText(TcamAclRuleId(5, 2)),
+            "Value('XpAcl::TcamAclRuleId', ** {'ruleNum': 5, 'subRuleNum': 2})");
+  EXPECT_EQ(valueText(AclKey()), "Value('Plex::AclKey', ** {'name': 'aclGroupDefault', 'direction': ingress, "
+                                 "'aclType': ipv4, 'generation': 0})");
+  EXPECT_EQ(valueText(ChipPort()), "Value('Plex::Central::ChipPort', ** {'chip': 64, 'port': 65535})");
+  EXPECT_EQ(valueText(XpLib::PortAndVlanId(IntfId(IntfId::ethernet, 3), VlanId(7))),
             "Value('XpLib::PortAndVlanId', ** {'intf': 'Ethernet3', 'vlanId': 7})");
   for (const char* wrong : {"Value('XpAcl::TcamAclRuleId', ** {'ruleNum': 5, 'subRuleNum': -2})",
                             "Value('XpAcl::TcamAclRuleId', ** {'ruleNum': 4294967296, 'subRuleNum': 2})",
                             "Value('XpAcl::TcamAclRuleId', ** {'ruleNum': , 'subRuleNum': 2})",
                             "Value('XpAcl::TcamAclRuleId', ** {'subRuleNum': 2, 'ruleNum': 5})",
                             "Value('TcamAclRuleId', ** {'ruleNum': 5, 'subRuleNum': 2})", "5, 2", ""}) {
-    EXPECT_EQ(test::thrownBy([&] { parsed<TcamAclRuleId>(wrong); }).substr(0, 16), "ParseException: ")
+    EXPECT_EQ(test::thrownBy([&] { valueOf<TcamAclRuleId>(wrong); }).substr(0, 16), "ParseException: ")
         << wrong;
   }
 }

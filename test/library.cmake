@@ -5,4 +5,4 @@ target_compile_options(library_test_support PUBLIC $<$<CXX_COMPILER_ID:GNU>:-Wno
 xpacl_tests(lib_tests
             FILES lib_values lib_platform lib_types lib_init lib_stage lib_program lib_commit lib_counters lib_dump
                   lib_block lib_audit lib_hooks
-            ROOMS library_test_support)
+            ROOMS library_test_support valueLaws)

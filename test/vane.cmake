@@ -1,3 +1,4 @@
+xpacl_test_support(valueLaws FILES ValueLaws ROOMS platform)
 xpacl_tests(vane_tests
             FILES vane_value vane_collections vane_notification vane_entity vane_reactor vane_trace
-            ROOMS platform)
+            ROOMS valueLaws platform)

@@ -1,4 +1,5 @@
 #include "Vane/Vane.h"
+#include "test/ValueLaws.h"
 
 #include <gtest/gtest.h>
 
@@ -42,10 +43,9 @@ public:
 
 namespace {
 
-template <typename T>
-std::string text(const T& value) {
-  return std::string(Vane::strepOf(value).view());
-}
+using test::checkLaws;
+using test::valueOf;
+using test::valueText;
 
 // What `action` throws, as "Kind: message".
 std::string thrown(const std::function<void()>& action) {
@@ -59,36 +59,6 @@ std::string thrown(const std::function<void()>& action) {
     return std::string("Exception: ") + e.what();
   }
   return "nothing";
-}
-
-template <typename T>
-T parsed(const std::string& text) {
-  T value{};
-  Vane::strepToValue(Vane::String(std::string_view(text)), &value);
-  return value;
-}
-
-// The laws of a value type over samples that are all different; ascending when the type is ordered.
-template <typename T>
-void checkLaws(const std::vector<T>& samples) {
-  for (std::size_t i = 0; i < samples.size(); ++i) {
-    const T& a = samples[i];
-    SCOPED_TRACE(text(a));
-    const T copy(a);
-    EXPECT_TRUE(copy == a);
-    EXPECT_FALSE(copy != a);
-    EXPECT_EQ(Vane::hashOf(copy), Vane::hashOf(a));
-    EXPECT_TRUE(parsed<T>(text(a)) == a);
-    EXPECT_NE(thrown([&] { parsed<T>(text(a) + "x"); }), "nothing");
-    EXPECT_NE(thrown([&] { parsed<T>(text(a).substr(0, text(a).size() - 1) + "\x01"); }), "nothing");
-    for (std::size_t j = 0; j < samples.size(); ++j) {
-      EXPECT_EQ(a == samples[j], i == j);
-      EXPECT_EQ(text(a) == text(samples[j]), i == j);
-      if constexpr (requires { a < a; }) {
-        EXPECT_EQ(a < samples[j], i < j) << text(samples[j]);
-      }
-    }
-  }
 }
 
 Demo::Mixed mixed(bool on, const char* name, Demo::Color color, unsigned vlan, int offset, Vane::U8 octet) {
@@ -117,18 +87,19 @@ TEST(VaneValue, Laws) {
 }
 
 TEST(VaneValue, TextOfEveryKindOfField) {
-  EXPECT_EQ(text(Demo::Mixed()),
+  EXPECT_EQ(valueText(Demo::Mixed()),
             "Value('Demo::Mixed', ** {'on': True, 'name': 'none', 'color': green, "
             "'key': Value('Demo::VlanVifKey', ** {'vlanId': 1, 'vif': 4294967295}), 'offset': -1, "
             "'mac': '000000000000'})");
-  EXPECT_EQ(text(mixed(false, "it's \\", Demo::blueGreen, 10, 7, 0xAB)),
+  EXPECT_EQ(valueText(mixed(false, "it's \\", Demo::blueGreen, 10, 7, 0xAB)),
             "Value('Demo::Mixed', ** {'on': False, 'name': 'it\\'s \\\\', 'color': blueGreen, "
             "'key': Value('Demo::VlanVifKey', ** {'vlanId': 10, 'vif': 3}), 'offset': 7, "
             "'mac': '0001020304ab'})");
   std::ostringstream out;
   out << Demo::VlanVifKey(Demo::VlanId(10), Demo::VifId(5)) << Demo::VlanId(7) << Demo::green;
   EXPECT_EQ(out.str(), "Value('Demo::VlanVifKey', ** {'vlanId': 10, 'vif': 5})7green");
-  EXPECT_EQ(text(Demo::Unordered(255, true)), "Value('Demo::Unordered', ** {'aclId': 255, 'blocked': True})");
+  EXPECT_EQ(valueText(Demo::Unordered(255, true)),
+            "Value('Demo::Unordered', ** {'aclId': 255, 'blocked': True})");
 }
 
 TEST(VaneValue, AccessorsAndSetters) {
@@ -162,7 +133,7 @@ TEST(VaneValue, RangesAreCheckedInTheWidthGiven) {
 
 TEST(VaneValue, ParseErrorsNameTheField) {
   using Key = Demo::VlanVifKey;
-  const auto why = [](const char* text) { return thrown([&] { parsed<Key>(text); }); };
+  const auto why = [](const char* text) { return thrown([&] { valueOf<Key>(text); }); };
   EXPECT_EQ(why("Value('Demo::VlanVifKey', ** {'vlanId': 0, 'vif': 3})"),
             "ParseException: field 'vlanId': VlanId::value < 1 or > 4094 not allowed");
   EXPECT_EQ(why("Value('Demo::VlanVifKey', ** {'vlanId': 1, 'vif': 4294967296})"),
@@ -182,22 +153,22 @@ TEST(VaneValue, ParseErrorsNameTheField) {
   EXPECT_NE(
       thrown([&] { Vane::strepToValue("Value('Demo::VlanVifKey', ** {'vlanId': 5, 'vif': x})", &kept); }),
       "nothing");
-  EXPECT_EQ(text(kept), "Value('Demo::VlanVifKey', ** {'vlanId': 3, 'vif': 4})");
+  EXPECT_EQ(valueText(kept), "Value('Demo::VlanVifKey', ** {'vlanId': 3, 'vif': 4})");
 }
 
 // Every prefix of a representation, and every one-character change of it, is refused or is another
 // value's representation.
 TEST(VaneValue, OnlyRepresentationsAreAccepted) {
-  const std::string whole = text(mixed(true, "a'b", Demo::green, 10, -5, 0x10));
+  const std::string whole = valueText(mixed(true, "a'b", Demo::green, 10, -5, 0x10));
   for (std::size_t size = 0; size < whole.size(); ++size) {
-    EXPECT_NE(thrown([&] { parsed<Demo::Mixed>(whole.substr(0, size)); }), "nothing") << size;
+    EXPECT_NE(thrown([&] { valueOf<Demo::Mixed>(whole.substr(0, size)); }), "nothing") << size;
   }
   for (std::size_t at = 0; at < whole.size(); ++at) {
     for (const char c : {'0', '9', 'x', '\'', '\\', ' ', '}', '-', '\0'}) {
       std::string changed = whole;
       changed[at] = c;
       try {
-        EXPECT_EQ(text(parsed<Demo::Mixed>(changed)), changed);
+        EXPECT_EQ(valueText(valueOf<Demo::Mixed>(changed)), changed);
       } catch (const Vane::ParseException&) {
         continue;
       }
@@ -206,15 +177,15 @@ TEST(VaneValue, OnlyRepresentationsAreAccepted) {
 }
 
 TEST(VaneValue, NumberBounds) {
-  EXPECT_EQ(parsed<Vane::U64>("18446744073709551615"), ~Vane::U64{0});
-  EXPECT_EQ(thrown([] { parsed<Vane::U64>("18446744073709551616"); }),
+  EXPECT_EQ(valueOf<Vane::U64>("18446744073709551615"), ~Vane::U64{0});
+  EXPECT_EQ(thrown([] { valueOf<Vane::U64>("18446744073709551616"); }),
             "ParseException: number is larger than 18446744073709551615");
-  EXPECT_EQ(parsed<std::int64_t>("-9223372036854775808"), std::numeric_limits<std::int64_t>::min());
-  EXPECT_NE(thrown([] { parsed<std::int64_t>("-9223372036854775809"); }), "nothing");
-  EXPECT_NE(thrown([] { parsed<std::int64_t>("9223372036854775808"); }), "nothing");
-  EXPECT_NE(thrown([] { parsed<int>("-0"); }), "nothing");
-  EXPECT_NE(thrown([] { parsed<Vane::U8>("-1"); }), "nothing");
-  EXPECT_NE(thrown([] { parsed<bool>("true"); }), "nothing");
+  EXPECT_EQ(valueOf<std::int64_t>("-9223372036854775808"), std::numeric_limits<std::int64_t>::min());
+  EXPECT_NE(thrown([] { valueOf<std::int64_t>("-9223372036854775809"); }), "nothing");
+  EXPECT_NE(thrown([] { valueOf<std::int64_t>("9223372036854775808"); }), "nothing");
+  EXPECT_NE(thrown([] { valueOf<int>("-0"); }), "nothing");
+  EXPECT_NE(thrown([] { valueOf<Vane::U8>("-1"); }), "nothing");
+  EXPECT_NE(thrown([] { valueOf<bool>("true"); }), "nothing");
 }
 
 TEST(VaneValue, Enumerations) {
@@ -228,7 +199,7 @@ TEST(VaneValue, Enumerations) {
   EXPECT_EQ(thrown([] { Demo::ColorInstance(2u); }), "RangeException: Demo::Color has no value 2");
   EXPECT_EQ(thrown([] { Demo::ColorInstance(Vane::String("gree")); }),
             "ParseException: Demo::Color has no value \"gree\"");
-  EXPECT_EQ(thrown([] { parsed<Demo::Color>(""); }), "ParseException: Demo::Color has no value \"\"");
+  EXPECT_EQ(thrown([] { valueOf<Demo::Color>(""); }), "ParseException: Demo::Color has no value \"\"");
   EXPECT_EQ(stringValue(static_cast<Demo::Color>(3)), Vane::String("3"));
 }
 
