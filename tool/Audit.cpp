@@ -1,11 +1,11 @@
 #include "sim/ChipFile.h"
 #include "tool/ChipAudit.h"
+#include "tool/Command.h"
 #include "tool/Commands.h"
 #include "tool/Common.h"
 #include "tool/JsonDocument.h"
 #include "tool/Session.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <iostream>
@@ -68,21 +68,20 @@ int runAudit(const AuditOptions& options) {
 
 } // namespace
 
-void addAudit(CLI::App& program, Run& run) {
+void addAudit(Command program, Run& run) {
   auto options = std::make_shared<AuditOptions>();
-  CLI::App* command =
-      program.add_subcommand("audit", "Compare what the chips hold with what the library recorded");
-  command->add_option("CONFIG", options->config, "The configuration in force")->required();
-  command->add_option(
-      "--chip-dump", options->chipDump,
-      "Look at the chips in this file, as --save wrote it, instead of freshly programmed ones");
-  command->add_option("--save", options->save, "Write the programmed chips to this file");
-  addCommonOptions(*command, *options);
-  command->footer("Examples:\n"
-                  "  xpacl audit campus.conf --save chips.bin\n"
-                  "  xpacl audit campus.conf --chip-dump chips.bin\n\n"
-                  "Exit status 1: the chips hold something else.");
-  command->callback([options, &run] { run = [options] { return runAudit(*options); }; });
+  const Command command =
+      program.subcommand("audit", "Compare what the chips hold with what the library recorded");
+  command.option("CONFIG", options->config, "The configuration in force").required();
+  command.option("--chip-dump", options->chipDump,
+                 "Look at the chips in this file, as --save wrote it, instead of freshly programmed ones");
+  command.option("--save", options->save, "Write the programmed chips to this file");
+  addCommonOptions(command, *options);
+  command.footer("Examples:\n"
+                 "  xpacl audit campus.conf --save chips.bin\n"
+                 "  xpacl audit campus.conf --chip-dump chips.bin\n\n"
+                 "Exit status 1: the chips hold something else.");
+  command.runs(run, [options] { return runAudit(*options); });
 }
 
 } // namespace tool

@@ -3,11 +3,11 @@
 #include "sim/ChipFile.h"
 
 #include "tool/CertificateWays.h"
+#include "tool/Command.h"
 #include "tool/Commands.h"
 #include "tool/JsonDocument.h"
 #include "tool/SetCommands.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -554,20 +554,19 @@ int runCheck(const CheckOptions& options) {
 
 } // namespace
 
-void addCheckCertificate(CLI::App& program, Run& run) {
+void addCheckCertificate(Command program, Run& run) {
   auto options = std::make_shared<CheckOptions>();
-  CLI::App* command = program.add_subcommand(
+  const Command command = program.subcommand(
       "check-certificate", "Play the writes of a proven change back, and find every verdict out again");
-  command->add_option("FILE", options->certificate, "The certificate, as update --prove wrote it")
-      ->required();
-  command->add_option("OLD", options->from, "The old configuration: compare with its lines");
-  command->add_option("NEW", options->to, "The new one");
-  addSetOptions(*command, *options);
-  command->footer("Examples:\n"
-                  "  xpacl check-certificate change.json\n"
-                  "  xpacl check-certificate change.json old.conf new.conf\n\n"
-                  "Exit status 1: the certificate does not hold, and why; 2: it cannot be read.");
-  command->callback([options, &run] { run = [options] { return runCheck(*options); }; });
+  command.option("FILE", options->certificate, "The certificate, as update --prove wrote it").required();
+  command.option("OLD", options->from, "The old configuration: compare with its lines");
+  command.option("NEW", options->to, "The new one");
+  addSetOptions(command, *options);
+  command.footer("Examples:\n"
+                 "  xpacl check-certificate change.json\n"
+                 "  xpacl check-certificate change.json old.conf new.conf\n\n"
+                 "Exit status 1: the certificate does not hold, and why; 2: it cannot be read.");
+  command.runs(run, [options] { return runCheck(*options); });
 }
 
 } // namespace tool

@@ -1,6 +1,7 @@
 #include "tool/Common.h"
 
-#include <CLI/CLI.hpp>
+#include "tool/Command.h"
+
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -12,23 +13,20 @@
 
 namespace tool {
 
-void addCommonOptions(CLI::App& command, CommonOptions& options, bool withJson) {
+void addCommonOptions(Command command, CommonOptions& options, bool withJson) {
+  command.option("--format", options.format, "What the configuration is: auto, cli, classbench or openconfig")
+      .oneOf({"auto", "cli", "classbench", "openconfig"})
+      .showDefault();
+  command.flag("--strict", options.strict, "Warnings are errors");
+  command.flag("--keep-going", options.keepGoing,
+               "Load the lists that are wholly expressible and refuse only the others");
+  command.option("--tcam", options.tcam, "Rows of a TCAM table, e.g. ingressV4=1024; may be repeated")
+      .valueName("TABLE=ROWS");
   command
-      .add_option("--format", options.format,
-                  "What the configuration is: auto, cli, classbench or openconfig")
-      ->check(CLI::IsMember({"auto", "cli", "classbench", "openconfig"}))
-      ->capture_default_str();
-  command.add_flag("--strict", options.strict, "Warnings are errors");
-  command.add_flag("--keep-going", options.keepGoing,
-                   "Load the lists that are wholly expressible and refuse only the others");
-  command.add_option("--tcam", options.tcam, "Rows of a TCAM table, e.g. ingressV4=1024; may be repeated")
-      ->type_name("TABLE=ROWS");
-  command
-      .add_option("--trace", options.traceLevel,
-                  "Trace up to this level (5 operations, 7 state machines, 8 all)")
-      ->check(CLI::Range(0, 9));
+      .option("--trace", options.traceLevel, "Trace up to this level (5 operations, 7 state machines, 8 all)")
+      .range(0, 9);
   if (withJson) {
-    command.add_flag("--json", options.json, "Print JSON for machines");
+    command.flag("--json", options.json, "Print JSON for machines");
   }
 }
 

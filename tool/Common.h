@@ -14,11 +14,9 @@
 
 // What the commands share: how a configuration is given and read, how errors and results are said.
 
-namespace CLI {
-class App;
-}
-
 namespace tool {
+
+class Command;
 
 using Json = nlohmann::ordered_json;
 
@@ -56,7 +54,7 @@ struct CommonOptions {
   bool json = false;
 };
 
-void addCommonOptions(CLI::App& command, CommonOptions& options, bool withJson = true);
+void addCommonOptions(Command command, CommonOptions& options, bool withJson = true);
 
 // Reads a configuration and says its diagnostics on standard error. Ends the command with status 2 when it
 // cannot be used: it has errors (with --keep-going: when it could not be read at all).

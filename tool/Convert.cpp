@@ -10,11 +10,11 @@
 #include "verify/ListDiff.h"
 
 #include "agent/Aggregate.h"
+#include "tool/Command.h"
 #include "tool/Commands.h"
 #include "tool/Common.h"
 #include "tool/JsonDocument.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -294,25 +294,25 @@ Converted convert(const agent::Config& config, agent::InputFormat target) {
   return result;
 }
 
-void addConvert(CLI::App& program, Run& run) {
+void addConvert(Command program, Run& run) {
   auto options = std::make_shared<ConvertOptions>();
-  CLI::App* command = program.add_subcommand(
+  const Command command = program.subcommand(
       "convert", "Write a configuration in another form, without loss of meaning or not at all");
-  command->add_option("CONFIG", options->config, "The configuration")->required();
-  command->add_option("--to", options->to, "The form to write: cli or openconfig")
-      ->required()
-      ->check(CLI::IsMember({"cli", "openconfig"}));
-  command->add_option("-o,--output", options->output, "The file to write; without it, standard output")
-      ->type_name("FILE");
-  addCommonOptions(*command, *options);
-  command->footer(
+  command.option("CONFIG", options->config, "The configuration").required();
+  command.option("--to", options->to, "The form to write: cli or openconfig")
+      .required()
+      .oneOf({"cli", "openconfig"});
+  command.option("-o,--output", options->output, "The file to write; without it, standard output")
+      .valueName("FILE");
+  addCommonOptions(command, *options);
+  command.footer(
       "What is written is read again and judged to say the same, packet by packet; what the form\n"
       "has no words for is an error, and nothing is written. Remarks and descriptions are not kept.\n"
       "Exit status: 0 written, 1 cannot be said without loss, 2 bad input or usage.\n"
       "Examples:\n"
       "  xpacl convert campus.conf --to openconfig -o campus.json\n"
       "  xpacl convert campus.json --to cli");
-  command->callback([options, &run] { run = [options] { return runConvert(*options); }; });
+  command.runs(run, [options] { return runConvert(*options); });
 }
 
 } // namespace tool

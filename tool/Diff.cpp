@@ -4,13 +4,13 @@
 
 #include "verify/ListDiff.h"
 
+#include "tool/Command.h"
 #include "tool/Commands.h"
 #include "tool/Common.h"
 #include "tool/DiffCapture.h"
 #include "tool/JsonDocument.h"
 #include "tool/SetCommands.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -385,22 +385,22 @@ int runDiff(const DiffOptions& options) {
 
 } // namespace
 
-void addDiff(CLI::App& program, Run& run) {
+void addDiff(Command program, Run& run) {
   auto options = std::make_shared<DiffOptions>();
-  CLI::App* command = program.add_subcommand(
-      "diff", "Which packets two configurations judge differently, and by which lines");
-  command->add_option("OLD", options->before, "The configuration in force")->required();
-  command->add_option("NEW", options->after, "The configuration to change to")->required();
-  command->add_option("--pcap", options->pcap, "Count the packets and flows of this capture that change");
-  addSetOptions(*command, *options);
-  command->footer(
+  const Command command =
+      program.subcommand("diff", "Which packets two configurations judge differently, and by which lines");
+  command.option("OLD", options->before, "The configuration in force").required();
+  command.option("NEW", options->after, "The configuration to change to").required();
+  command.option("--pcap", options->pcap, "Count the packets and flows of this capture that change");
+  addSetOptions(command, *options);
+  command.footer(
       "Compares what the lists of each interface, direction and family permit; where there is no list,\n"
       "everything is permitted. The packets shown are in the words of trace. Needs no chip.\n\n"
       "Examples:\n"
       "  xpacl diff old.conf new.conf\n"
       "  xpacl diff old.conf new.conf --pcap lan.pcap --json\n\n"
       "Exit status 0: no packet at all changes its verdict; 1: some do; 2: bad input.");
-  command->callback([options, &run] { run = [options] { return runDiff(*options); }; });
+  command.runs(run, [options] { return runDiff(*options); });
 }
 
 } // namespace tool

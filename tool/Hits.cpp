@@ -3,7 +3,6 @@
 #include "tool/Common.h"
 #include "tool/Session.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>

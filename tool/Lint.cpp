@@ -2,13 +2,13 @@
 
 #include "verify/ListLint.h"
 
+#include "tool/Command.h"
 #include "tool/Commands.h"
 #include "tool/Common.h"
 #include "tool/JsonDocument.h"
 #include "tool/LintReport.h"
 #include "tool/SetCommands.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -178,20 +178,20 @@ int runLint(const LintOptions& options) {
 
 } // namespace
 
-void addLint(CLI::App& program, Run& run) {
+void addLint(Command program, Run& run) {
   auto options = std::make_shared<LintOptions>();
-  CLI::App* command = program.add_subcommand(
+  const Command command = program.subcommand(
       "lint", "Lines that no packet reaches, that could go, that contradict, that cost too many rows");
-  command->add_option("CONFIG", options->config, "The configuration")->required();
-  addSetOptions(*command, *options);
-  command->footer(
+  command.option("CONFIG", options->config, "The configuration").required();
+  addSetOptions(command, *options);
+  command.footer(
       "Looks at every list of the file, applied or not. Every answer holds for all packets that there can "
       "be.\nLines do the same to a packet when both its verdict and whether it is logged are equal.\n\n"
       "Examples:\n"
       "  xpacl lint campus.conf\n"
       "  xpacl lint campus.conf --json\n\n"
       "Exit status 0: nothing found; 1: something was found; 2: bad input.");
-  command->callback([options, &run] { run = [options] { return runLint(*options); }; });
+  command.runs(run, [options] { return runLint(*options); });
 }
 
 } // namespace tool

@@ -1,59 +1,25 @@
 #include "Vane/Sanitizer.h"
 
+#include "tool/Command.h"
 #include "tool/Commands.h"
 #include "tool/Common.h"
-
-#include <CLI/CLI.hpp>
 
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <new>
-#include <string>
-
-namespace {
-
-// What is wrong with the words of the command line, in the words of the command that they are for.
-std::string usageError(const CLI::App& program, const CLI::Error& error, const std::string& firstWord) {
-  const CLI::App* command = &program;
-  std::string name = program.get_name();
-  while (!command->get_subcommands().empty()) {
-    command = command->get_subcommands().front();
-    name += " " + command->get_name();
-  }
-  std::string text = name + ": ";
-  if (command != &program || firstWord.empty() || firstWord.front() == '-') {
-    text += error.what();
-  } else {
-    text += "there is no command '" + firstWord + "'; the commands are";
-    const char* separator = " ";
-    for (const CLI::App* one : program.get_subcommands([](const CLI::App*) { return true; })) {
-      if (!one->get_group().empty()) {
-        text += separator + one->get_name();
-        separator = ", ";
-      }
-    }
-  }
-  return text + "\n" + name + " --help tells more\n";
-}
-
-} // namespace
+#include <optional>
 
 int main(int argc, char** argv) {
-  CLI::App program{
+  tool::Program xpacl(
+      "xpacl", "xpacl " XPACL_VERSION,
       "Compiles access lists into the TCAM rows of a simulated switch chip, judges packets by them, and "
-      "tells what a list costs."};
-  program.name("xpacl");
-  program.require_subcommand(1);
-  program.set_version_flag("--version", "xpacl " XPACL_VERSION);
+      "tells what a list costs.");
+  const tool::Command program = xpacl.command();
   program.footer(
       "Exit status: 0 done, 1 the answer is no (does not fit, found a difference), 2 bad input or usage.\n"
       "xpacl COMMAND --help shows each command with examples.");
-  const std::string firstWord = argc > 1 ? argv[1] : "";
-  program.failure_message([&firstWord](const CLI::App* app, const CLI::Error& error) {
-    return usageError(*app, error, firstWord);
-  });
   tool::Run run;
   tool::addPlan(program, run);
   tool::addReplay(program, run);
@@ -71,10 +37,8 @@ int main(int argc, char** argv) {
   tool::addReport(program, run);
   tool::addTop(program, run);
   tool::addReference(program, run);
-  try {
-    program.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return program.exit(error) == 0 ? tool::exitDone : tool::exitBadInput;
+  if (const std::optional<int> status = xpacl.parse(argc, argv)) {
+    return *status;
   }
   try {
     const int status = run();

@@ -1,10 +1,10 @@
 #include "agent/Plan.h"
 
+#include "tool/Command.h"
 #include "tool/Commands.h"
 #include "tool/Common.h"
 #include "tool/JsonDocument.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <iostream>
@@ -159,19 +159,19 @@ int runPlan(const PlanOptions& options) {
 
 } // namespace
 
-void addPlan(CLI::App& program, Run& run) {
+void addPlan(Command program, Run& run) {
   auto options = std::make_shared<PlanOptions>();
-  CLI::App* command =
-      program.add_subcommand("plan", "Does a configuration fit, and what does each list cost?");
-  command->add_option("CONFIG", options->config, "The configuration")->required();
-  command->add_option("--from", options->from, "The configuration that is in force now");
-  addCommonOptions(*command, *options);
-  command->footer("Examples:\n"
-                  "  xpacl plan campus.conf                   rows of each table and list\n"
-                  "  xpacl plan new.conf --from old.conf      rows while old and new stand side by side\n"
-                  "  xpacl plan campus.conf --tcam ingressV4=256 --json\n\n"
-                  "Writes nothing. Exit status 1: does not fit.");
-  command->callback([options, &run] { run = [options] { return runPlan(*options); }; });
+  const Command command =
+      program.subcommand("plan", "Does a configuration fit, and what does each list cost?");
+  command.option("CONFIG", options->config, "The configuration").required();
+  command.option("--from", options->from, "The configuration that is in force now");
+  addCommonOptions(command, *options);
+  command.footer("Examples:\n"
+                 "  xpacl plan campus.conf                   rows of each table and list\n"
+                 "  xpacl plan new.conf --from old.conf      rows while old and new stand side by side\n"
+                 "  xpacl plan campus.conf --tcam ingressV4=256 --json\n\n"
+                 "Writes nothing. Exit status 1: does not fit.");
+  command.runs(run, [options] { return runPlan(*options); });
 }
 
 } // namespace tool

@@ -1,10 +1,9 @@
 #include "tool/Reference.h"
 
+#include "tool/Command.h"
 #include "tool/Commands.h"
 #include "tool/Common.h"
 #include "tool/ReferenceModel.h"
-
-#include <CLI/CLI.hpp>
 
 #include <filesystem>
 #include <fstream>
@@ -228,7 +227,7 @@ struct ReferenceOptions {
   std::string folder;
 };
 
-int runReference(const CLI::App& program, const ReferenceOptions& options) {
+int runReference(Command program, const ReferenceOptions& options) {
   if (options.format == "man") {
     if (options.folder.empty()) {
       throw Exit(exitBadInput, "--format man writes several pages: name their folder with --folder");
@@ -252,7 +251,7 @@ int runReference(const CLI::App& program, const ReferenceOptions& options) {
 
 } // namespace
 
-std::vector<ReferenceFile> manPages(const CLI::App& program, const std::string& version) {
+std::vector<ReferenceFile> manPages(Command program, const std::string& version) {
   const std::vector<ReferenceCommand> commands = referenceCommands(program);
   std::vector<ReferenceFile> pages{{"xpacl.1", manPage(referenceOf(program), commands, version)}};
   for (const ReferenceCommand& command : commands) {
@@ -261,17 +260,17 @@ std::vector<ReferenceFile> manPages(const CLI::App& program, const std::string& 
   return pages;
 }
 
-std::string markdownReference(const CLI::App& program) {
+std::string markdownReference(Command program) {
+  const ReferenceCommand whole = referenceOf(program);
   const std::vector<ReferenceCommand> commands = referenceCommands(program);
   std::string text =
       "# Commands\n\n"
       "<!-- Made by `xpacl reference --format markdown` from what --help says; do not edit. -->\n\n" +
-      program.get_description() + "\n\n| command | |\n|---|---|\n";
+      whole.text + "\n\n| command | |\n|---|---|\n";
   for (const ReferenceCommand& command : commands) {
     text += "| [" + command.name + "](#xpacl-" + command.name + ") | " + cell(command.text) + " |\n";
   }
-  text +=
-      "\n" + indented(program.get_footer()) + "\n" + markdownOptions("options", referenceOf(program).options);
+  text += "\n" + indented(whole.footer) + "\n" + markdownOptions("options", whole.options);
   for (const ReferenceCommand& command : commands) {
     text += "## xpacl " + command.name + "\n\n" + command.text + ".\n\n";
     if (command.text.back() == '?' || command.text.back() == '.') {
@@ -287,7 +286,7 @@ std::string markdownReference(const CLI::App& program) {
   return text;
 }
 
-std::string bashCompletion(const CLI::App& program) {
+std::string bashCompletion(Command program) {
   const std::vector<ReferenceCommand> commands = referenceCommands(program);
   std::vector<std::string> names;
   std::string options;
@@ -343,7 +342,7 @@ std::string bashCompletion(const CLI::App& program) {
          "complete -F _xpacl xpacl\n";
 }
 
-std::string zshCompletion(const CLI::App& program) {
+std::string zshCompletion(Command program) {
   std::string names;
   std::string cases;
   for (const ReferenceCommand& command : referenceCommands(program)) {
@@ -371,19 +370,17 @@ std::string zshCompletion(const CLI::App& program) {
          "_xpacl \"$@\"\n";
 }
 
-void addReference(CLI::App& program, Run& run) {
+void addReference(Command program, Run& run) {
   auto options = std::make_shared<ReferenceOptions>();
-  CLI::App* command = program.add_subcommand(
+  const Command command = program.subcommand(
       "reference", "What --help says, as manual pages, a command reference or completion for a shell");
   // For packages and the documentation; not among the commands that people look for.
-  command->group("");
-  command->add_option("--format", options->format, "What to make")
-      ->check(CLI::IsMember({"man", "markdown", "bash", "zsh"}))
-      ->required();
-  command->add_option("--folder", options->folder,
-                      "Where the manual pages go; made when it does not stand yet");
-  command->callback(
-      [options, &program, &run] { run = [options, &program] { return runReference(program, *options); }; });
+  command.hide();
+  command.option("--format", options->format, "What to make")
+      .oneOf({"man", "markdown", "bash", "zsh"})
+      .required();
+  command.option("--folder", options->folder, "Where the manual pages go; made when it does not stand yet");
+  command.runs(run, [options, program] { return runReference(program, *options); });
 }
 
 } // namespace tool

@@ -1,6 +1,6 @@
 #include "tool/ReferenceModel.h"
 
-#include <CLI/CLI.hpp>
+#include "tool/Command.h"
 
 #include <sstream>
 
@@ -17,7 +17,7 @@ std::vector<std::string> split(const std::string& text, char separator) {
   return parts;
 }
 
-// The parser describes what an option takes as "TEXT:{auto,cli}", "UINT:INT in [0 - 9]" or "UINT:POSITIVE".
+// Takes OptionFacts::type apart.
 void takeValue(ReferenceOption& option, const std::string& type) {
   const std::size_t colon = type.find(':');
   const std::string base = type.substr(0, colon);
@@ -47,37 +47,28 @@ void takeValue(ReferenceOption& option, const std::string& type) {
 }
 
 // What else has to be there, and what must not be.
-std::string companions(const CLI::Option& from) {
+std::string companions(const OptionFacts& from) {
   std::string text;
-  for (const CLI::Option* other : from.get_needs()) {
-    text += (text.empty() ? "; only with " : " and ") + other->get_name();
+  for (const std::string& other : from.needed) {
+    text += (text.empty() ? "; only with " : " and ") + other;
   }
   std::string others;
-  for (const CLI::Option* other : from.get_excludes()) {
-    others += (others.empty() ? "; not with " : ", ") + other->get_name();
+  for (const std::string& other : from.excluded) {
+    others += (others.empty() ? "; not with " : ", ") + other;
   }
   return text + others;
 }
 
-ReferenceOption optionOf(const CLI::Option& from) {
+ReferenceOption optionOf(const OptionFacts& from) {
   ReferenceOption option;
-  if (from.get_positional()) {
-    option.names.push_back(from.get_name(true, false));
-  } else {
-    for (const std::string& name : from.get_snames()) {
-      option.names.push_back("-" + name);
-    }
-    for (const std::string& name : from.get_lnames()) {
-      option.names.push_back("--" + name);
-    }
-  }
-  option.text = from.get_description();
-  option.required = from.get_required();
-  if (from.get_items_expected_max() > 0) {
-    takeValue(option, from.get_type_name());
-    option.repeats = from.get_items_expected_max() > 1;
-    if (!from.get_default_str().empty()) {
-      option.text += "; " + from.get_default_str() + " unless told otherwise";
+  option.names = from.names;
+  option.text = from.help;
+  option.required = from.required;
+  if (from.takesValue) {
+    takeValue(option, from.type);
+    option.repeats = from.repeats;
+    if (!from.defaultText.empty()) {
+      option.text += "; " + from.defaultText + " unless told otherwise";
     }
   }
   option.text += companions(from);
@@ -95,24 +86,22 @@ std::string ReferenceCommand::usage() const {
   return line;
 }
 
-ReferenceCommand referenceOf(const CLI::App& app) {
-  ReferenceCommand command;
-  command.name = app.get_parent() == nullptr ? "" : app.get_name();
-  command.text = app.get_description();
-  command.footer = app.get_footer();
-  for (const CLI::Option* option : app.get_options()) {
-    if (!option->get_group().empty()) {
-      (option->get_positional() ? command.positionals : command.options).push_back(optionOf(*option));
-    }
+ReferenceCommand referenceOf(Command command) {
+  const CommandFacts facts = command.facts();
+  ReferenceCommand reference;
+  reference.name = facts.name;
+  reference.text = facts.help;
+  reference.footer = facts.footer;
+  for (const OptionFacts& option : facts.options) {
+    (option.positional ? reference.positionals : reference.options).push_back(optionOf(option));
   }
-  return command;
+  return reference;
 }
 
-std::vector<ReferenceCommand> referenceCommands(const CLI::App& program) {
+std::vector<ReferenceCommand> referenceCommands(Command program) {
   std::vector<ReferenceCommand> commands;
-  for (const CLI::App* app :
-       program.get_subcommands([](const CLI::App* each) { return !each->get_group().empty(); })) {
-    commands.push_back(referenceOf(*app));
+  for (const Command command : program.subcommands()) {
+    commands.push_back(referenceOf(command));
   }
   return commands;
 }

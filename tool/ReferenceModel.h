@@ -3,13 +3,11 @@
 #include <string>
 #include <vector>
 
-namespace CLI {
-class App;
-}
-
 // A command as --help shows it, taken apart.
 
 namespace tool {
+
+class Command;
 
 // An option or a positional argument.
 struct ReferenceOption {
@@ -32,9 +30,9 @@ struct ReferenceCommand {
   std::string usage() const;
 };
 
-ReferenceCommand referenceOf(const CLI::App& app);
+ReferenceCommand referenceOf(Command command);
 // Those that --help shows, in its order.
-std::vector<ReferenceCommand> referenceCommands(const CLI::App& program);
+std::vector<ReferenceCommand> referenceCommands(Command program);
 
 // Lines of a text without their ends.
 std::vector<std::string> referenceLines(const std::string& text);

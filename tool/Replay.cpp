@@ -3,12 +3,12 @@
 #include "packet/Capture.h"
 #include "packet/HeaderTrace.h"
 
+#include "tool/Command.h"
 #include "tool/Commands.h"
 #include "tool/Common.h"
 #include "tool/JsonDocument.h"
 #include "tool/Session.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -370,47 +370,43 @@ void checkReplayOptions(const ReplayOptions& options) {
   }
 }
 
-void addReplayOptions(CLI::App& command, ReplayOptions& options) {
-  command.add_option("--pcap", options.pcap, "A capture (pcap or pcapng; Ethernet, raw IP or Linux cooked)");
-  command.add_option("--headers", options.headers, "A ClassBench header trace instead of a capture");
+void addReplayOptions(Command command, ReplayOptions& options) {
+  command.option("--pcap", options.pcap, "A capture (pcap or pcapng; Ethernet, raw IP or Linux cooked)");
+  command.option("--headers", options.headers, "A ClassBench header trace instead of a capture");
   command
-      .add_option("--in", options.in,
-                  "The port that packets enter; may be left out when one interface has an ingress list. "
-                  "PORT=FILE, also repeated: captures that enter at several ports, merged by time stamp")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-      ->type_name("PORT[=FILE]");
-  command.add_option("--out", options.out, "The port that packets leave by: adds the egress lookups");
-  command
-      .add_option("--vlan", options.vlan, "The VLAN of frames without a tag on a port without an access VLAN")
-      ->check(CLI::Range(1, 4094));
-  command.add_option("--write", options.write, "Keep the permitted packets in this pcap file");
-  command.add_flag("--brief", options.brief, "Print the totals and not the hits of every line");
+      .option("--in", options.in,
+              "The port that packets enter; may be left out when one interface has an ingress list. "
+              "PORT=FILE, also repeated: captures that enter at several ports, merged by time stamp")
+      .repeated()
+      .valueName("PORT[=FILE]");
+  command.option("--out", options.out, "The port that packets leave by: adds the egress lookups");
+  command.option("--vlan", options.vlan, "The VLAN of frames without a tag on a port without an access VLAN")
+      .range(1, 4094);
+  command.option("--write", options.write, "Keep the permitted packets in this pcap file");
+  command.flag("--brief", options.brief, "Print the totals and not the hits of every line");
 }
 
 ReplayResult replay(Session& session, const ReplayOptions& options, bool everyPacket) {
   return Replay(session, options, everyPacket).run();
 }
 
-void addReplay(CLI::App& program, Run& run) {
+void addReplay(Command program, Run& run) {
   auto options = std::make_shared<ReplayOptions>();
-  CLI::App* command = program.add_subcommand("replay", "Judge every packet of a capture by the chip's rows");
-  command->add_option("CONFIG", options->config, "The configuration")->required();
-  addReplayOptions(*command, *options);
-  addCommonOptions(*command, *options);
-  command->footer(
+  const Command command = program.subcommand("replay", "Judge every packet of a capture by the chip's rows");
+  command.option("CONFIG", options->config, "The configuration").required();
+  addReplayOptions(command, *options);
+  addCommonOptions(command, *options);
+  command.footer(
       "Examples:\n"
       "  xpacl replay campus.conf --pcap lan.pcap --in GigabitEthernet1/0/1\n"
       "  xpacl replay campus.conf --pcap lan.pcap --in Gi1/0/1 --out Gi1/0/3 --write permitted.pcap\n"
       "  xpacl replay campus.conf --in Gi1/0/1=wing.pcap --in Gi1/0/4=core.pcap\n"
       "  xpacl replay filters --headers trace --json      a ClassBench set and its trace");
-  command->callback([options, &run] {
-    run = [options] {
-      checkReplayOptions(*options);
-      Session& session = lastingSession(loadConfig(options->config, *options), *options);
-      replay(session, *options, true);
-      return exitDone;
-    };
+  command.runs(run, [options] {
+    checkReplayOptions(*options);
+    Session& session = lastingSession(loadConfig(options->config, *options), *options);
+    replay(session, *options, true);
+    return exitDone;
   });
 }
 

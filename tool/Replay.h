@@ -42,7 +42,7 @@ struct ReplayInput {
 ReplayInput replayInput(const std::string& text);
 
 // Everything but CONFIG and the common options.
-void addReplayOptions(CLI::App& command, ReplayOptions& options);
+void addReplayOptions(Command command, ReplayOptions& options);
 
 // Ends the command with status 2 for options that contradict each other.
 void checkReplayOptions(const ReplayOptions& options);

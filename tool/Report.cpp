@@ -1,3 +1,4 @@
+#include "tool/Command.h"
 #include "tool/Commands.h"
 #include "tool/JsonDocument.h"
 #include "tool/LintReport.h"
@@ -6,7 +7,6 @@
 #include "tool/ReportPage.h"
 #include "tool/SetCommands.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <cerrno>
@@ -99,24 +99,22 @@ int runReport(const ReportOptions& options) {
 
 } // namespace
 
-void addReport(CLI::App& program, Run& run) {
+void addReport(Command program, Run& run) {
   auto options = std::make_shared<ReportOptions>();
-  CLI::App* command = program.add_subcommand(
+  const Command command = program.subcommand(
       "report", "One page to look at: what fills the tables, what costs, what is hit, what is odd");
-  command->add_option("CONFIG", options->config, "The configuration")->required();
-  command->add_option("-o,--output", options->out, "Where the page goes; - is standard output")
-      ->capture_default_str();
-  addFeedOptions(*command, options->feed);
-  command->add_flag("--no-lint", options->noLint,
-                    "Leave out what lint finds, which takes time on long lists");
-  addSetOptions(*command, *options);
-  command->footer("The page is one file that needs nothing else, and no network.\n"
-                  "--json prints what the page shows instead of writing it.\n\n"
-                  "Examples:\n"
-                  "  xpacl report campus.conf -o report.html\n"
-                  "  xpacl report campus.conf --pcap lan.pcap --in Gi1/0/1 -o report.html\n\n"
-                  "Exit status 1: does not fit; the page says what lacks.");
-  command->callback([options, &run] { run = [options] { return runReport(*options); }; });
+  command.option("CONFIG", options->config, "The configuration").required();
+  command.option("-o,--output", options->out, "Where the page goes; - is standard output").showDefault();
+  addFeedOptions(command, options->feed);
+  command.flag("--no-lint", options->noLint, "Leave out what lint finds, which takes time on long lists");
+  addSetOptions(command, *options);
+  command.footer("The page is one file that needs nothing else, and no network.\n"
+                 "--json prints what the page shows instead of writing it.\n\n"
+                 "Examples:\n"
+                 "  xpacl report campus.conf -o report.html\n"
+                 "  xpacl report campus.conf --pcap lan.pcap --in Gi1/0/1 -o report.html\n\n"
+                 "Exit status 1: does not fit; the page says what lacks.");
+  command.runs(run, [options] { return runReport(*options); });
 }
 
 } // namespace tool

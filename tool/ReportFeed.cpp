@@ -1,15 +1,15 @@
 #include "tool/ReportFeed.h"
 
-#include <CLI/CLI.hpp>
+#include "tool/Command.h"
 
 namespace tool {
 
-void addFeedOptions(CLI::App& command, FeedOptions& options) {
-  command.add_option("--pcap", options.pcap, "Judge the packets of this capture");
-  command.add_option("--in", options.in,
-                     "The port that they enter; may be left out when one interface has an ingress list");
-  command.add_option("--out", options.out, "The port that they leave by: adds the egress lookups");
-  command.add_option("--vlan", options.vlan, "The VLAN of frames without a tag")->check(CLI::Range(1, 4094));
+void addFeedOptions(Command command, FeedOptions& options) {
+  command.option("--pcap", options.pcap, "Judge the packets of this capture");
+  command.option("--in", options.in,
+                 "The port that they enter; may be left out when one interface has an ingress list");
+  command.option("--out", options.out, "The port that they leave by: adds the egress lookups");
+  command.option("--vlan", options.vlan, "The VLAN of frames without a tag").range(1, 4094);
 }
 
 void checkFeedOptions(const FeedOptions& options) {

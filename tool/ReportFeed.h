@@ -24,7 +24,7 @@ struct FeedOptions {
 };
 
 // --pcap, --in, --out and --vlan.
-void addFeedOptions(CLI::App& command, FeedOptions& options);
+void addFeedOptions(Command command, FeedOptions& options);
 // Ends the command with status 2 when --in, --out or --vlan come without --pcap.
 void checkFeedOptions(const FeedOptions& options);
 

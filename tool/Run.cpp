@@ -2,13 +2,13 @@
 #include "packet/HeaderTrace.h"
 #include "packet/Words.h"
 
+#include "tool/Command.h"
 #include "tool/Commands.h"
 #include "tool/Common.h"
 #include "tool/JsonDocument.h"
 #include "tool/Script.h"
 #include "tool/Session.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -436,15 +436,14 @@ int runScript(const RunOptions& options) {
 
 } // namespace
 
-void addRun(CLI::App& program, Run& run) {
+void addRun(Command program, Run& run) {
   auto options = std::make_shared<RunOptions>();
-  CLI::App* command =
-      program.add_subcommand("run", "Carry out a scenario step by step, and check what it expects");
-  command->add_option("SCRIPT", options->script, "The scenario, one step a line")->required();
-  command->add_flag("--stop", options->stop,
-                    "Stop at the first step that fails or expectation that is not met");
-  addCommonOptions(*command, *options);
-  command->footer(
+  const Command command =
+      program.subcommand("run", "Carry out a scenario step by step, and check what it expects");
+  command.option("SCRIPT", options->script, "The scenario, one step a line").required();
+  command.flag("--stop", options->stop, "Stop at the first step that fails or expectation that is not met");
+  addCommonOptions(command, *options);
+  command.footer(
       "Steps (file names are relative to the script's folder; # begins a comment):\n"
       "  load FILE                        start the switch, or change it to this configuration\n"
       "  update FILE --pcap FILE ...      the same, with packets between the writes to the chip\n"
@@ -465,7 +464,7 @@ void addRun(CLI::App& program, Run& run) {
       "  xpacl run examples/campus.scenario\n\n"
       "Exit status 1: an expectation was not met, or a step failed. 2: the script cannot be used; nothing "
       "was done.");
-  command->callback([options, &run] { run = [options] { return runScript(*options); }; });
+  command.runs(run, [options] { return runScript(*options); });
 }
 
 } // namespace tool

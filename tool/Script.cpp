@@ -3,8 +3,7 @@
 #include "packet/Capture.h"
 #include "packet/HeaderTrace.h"
 #include "packet/Words.h"
-
-#include <CLI/CLI.hpp>
+#include "tool/Command.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -192,17 +191,16 @@ private:
   // names, or at the step.
   template <typename Options, typename Add>
   void options(Options& options, const Add& add) {
-    CLI::App command;
-    command.set_help_flag();
-    add(command, options);
-    command.add_flag("--json", options.json);
+    LooseCommand loose;
+    add(loose.command(), options);
+    loose.command().flag("--json", options.json);
     std::vector<std::string> rest;
-    for (std::size_t i = words_.size(); i > at_; --i) {
-      rest.push_back(words_[i - 1].text);
+    for (std::size_t i = at_; i < words_.size(); ++i) {
+      rest.push_back(words_[i].text);
     }
     try {
-      command.parse(rest);
-    } catch (const CLI::ParseError& error) {
+      loose.parse(rest);
+    } catch (const UsageError& error) {
       std::string what = error.what();
       std::replace(what.begin(), what.end(), '\n', ' ');
       const auto named = std::find_if(words_.begin() + static_cast<std::ptrdiff_t>(at_), words_.end(),
@@ -247,8 +245,8 @@ private:
   void parseUpdate(Step& step) {
     context_.judged = true;
     UpdateStep update;
-    options(update.options, [](CLI::App& command, UpdateOptions& options) {
-      command.add_option("FILE", options.to)->required();
+    options(update.options, [](Command command, UpdateOptions& options) {
+      command.option("FILE", options.to).required();
       addUpdateOptions(command, options);
     });
     update.fileColumn = columnOf(update.options.to);

@@ -5,8 +5,6 @@
 
 #include "Vane/Vane.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <iostream>
 #include <set>

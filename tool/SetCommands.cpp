@@ -1,16 +1,16 @@
 #include "tool/SetCommands.h"
 
-#include <CLI/CLI.hpp>
+#include "tool/Command.h"
 
 #include <cmath>
 #include <cstdio>
 
 namespace tool {
 
-void addSetOptions(CLI::App& command, SetOptions& options) {
-  command.add_option("--memory", options.memory, "MiB that sets of packets may take")
-      ->check(CLI::Range(16, 1048576))
-      ->capture_default_str();
+void addSetOptions(Command command, SetOptions& options) {
+  command.option("--memory", options.memory, "MiB that sets of packets may take")
+      .range(16, 1048576)
+      .showDefault();
   addCommonOptions(command, options);
 }
 

@@ -18,7 +18,7 @@ struct SetOptions : CommonOptions {
 };
 
 // Those and the common ones.
-void addSetOptions(CLI::App& command, SetOptions& options);
+void addSetOptions(Command command, SetOptions& options);
 
 std::string memoryText(std::size_t bytes); // "12 MiB"
 // A number of packets: exact up to a million, then "2^32" or "about 2^31.6".

@@ -1,10 +1,10 @@
 #include "tool/Show.h"
 
+#include "tool/Command.h"
 #include "tool/Commands.h"
 #include "tool/JsonDocument.h"
 #include "tool/JsonShow.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -205,44 +205,41 @@ void show(Session& session, const ShowOptions& options) {
   }
 }
 
-void addShowOptions(CLI::App& command, ShowOptions& options) {
+void addShowOptions(Command command, ShowOptions& options) {
   command
-      .add_option(
+      .option(
           "WHAT", options.what,
           "tcam [ipv4|ipv6|mac] [in|out]: the TCAM rows; ports, vlans, egress: the port tables; ids: who "
           "uses which hardware ACL id; counters: hits of every line; openconfig: the running state in the "
           "OpenConfig models; state: the driver's books; trace: what the driver did")
-      ->required()
-      ->check(CLI::IsMember(
-          {"tcam", "ports", "vlans", "egress", "ids", "counters", "openconfig", "state", "trace"}));
-  command.add_option("ARGS", options.arguments, "What of it");
-  command.add_option("--chip", options.chip, "The chip, from 0")->check(CLI::Range(0, 63));
-  command.add_option("--pcap", options.pcap, "counters, openconfig: judge the packets of this capture first");
-  command.add_option("--in", options.in, "The port that they enter");
-  command.add_option("--out", options.out, "The port that they leave by");
-  command.add_option("--vlan", options.vlan, "The VLAN of frames without a tag")->check(CLI::Range(1, 4094));
-  command.add_flag("--by-hits", options.byHits, "counters: the lines with most hits first");
-  command.add_option("--last", options.last, "trace: only the last statements")->check(CLI::PositiveNumber);
+      .required()
+      .oneOf({"tcam", "ports", "vlans", "egress", "ids", "counters", "openconfig", "state", "trace"});
+  command.option("ARGS", options.arguments, "What of it");
+  command.option("--chip", options.chip, "The chip, from 0").range(0, 63);
+  command.option("--pcap", options.pcap, "counters, openconfig: judge the packets of this capture first");
+  command.option("--in", options.in, "The port that they enter");
+  command.option("--out", options.out, "The port that they leave by");
+  command.option("--vlan", options.vlan, "The VLAN of frames without a tag").range(1, 4094);
+  command.flag("--by-hits", options.byHits, "counters: the lines with most hits first");
+  command.option("--last", options.last, "trace: only the last statements").positive();
 }
 
-void addShow(CLI::App& program, Run& run) {
+void addShow(Command program, Run& run) {
   auto options = std::make_shared<ShowOptions>();
-  CLI::App* command = program.add_subcommand("show", "Print what the chip and the driver hold");
-  command->add_option("CONFIG", options->config, "The configuration")->required();
-  addShowOptions(*command, *options);
-  addCommonOptions(*command, *options);
-  command->footer("Examples:\n"
-                  "  xpacl show campus.conf tcam ipv4 in\n"
-                  "  xpacl show campus.conf ids\n"
-                  "  xpacl show campus.conf counters --pcap lan.pcap --in Gi1/0/1 --by-hits\n"
-                  "  xpacl show campus.conf openconfig --pcap lan.pcap --in Gi1/0/1\n"
-                  "  xpacl show campus.conf trace --last 20");
-  command->callback([options, &run] {
-    run = [options] {
-      Session& session = lastingSession(loadConfig(options->config, *options), *options);
-      show(session, *options);
-      return exitDone;
-    };
+  const Command command = program.subcommand("show", "Print what the chip and the driver hold");
+  command.option("CONFIG", options->config, "The configuration").required();
+  addShowOptions(command, *options);
+  addCommonOptions(command, *options);
+  command.footer("Examples:\n"
+                 "  xpacl show campus.conf tcam ipv4 in\n"
+                 "  xpacl show campus.conf ids\n"
+                 "  xpacl show campus.conf counters --pcap lan.pcap --in Gi1/0/1 --by-hits\n"
+                 "  xpacl show campus.conf openconfig --pcap lan.pcap --in Gi1/0/1\n"
+                 "  xpacl show campus.conf trace --last 20");
+  command.runs(run, [options] {
+    Session& session = lastingSession(loadConfig(options->config, *options), *options);
+    show(session, *options);
+    return exitDone;
   });
 }
 

@@ -27,7 +27,7 @@ struct ShowOptions : CommonOptions {
 };
 
 // The arguments and options behind the configuration.
-void addShowOptions(CLI::App& command, ShowOptions& options);
+void addShowOptions(Command command, ShowOptions& options);
 // Prints to standard output. Ends the command with status 2 for arguments that do not fit.
 void show(Session& session, const ShowOptions& options);
 

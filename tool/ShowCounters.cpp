@@ -2,7 +2,6 @@
 #include "tool/JsonDocument.h"
 #include "tool/Show.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+#include "tool/Command.h"
 #include "tool/Commands.h"
 #include "tool/Common.h"
 #include "tool/JsonDocument.h"
@@ -6,7 +7,6 @@
 #include "tool/TopScreen.h"
 #include "tool/TopSnapshot.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -176,30 +176,28 @@ private:
 
 } // namespace
 
-void addTop(CLI::App& program, Run& run) {
+void addTop(Command program, Run& run) {
   auto options = std::make_shared<TopOptions>();
-  CLI::App* command = program.add_subcommand(
+  const Command command = program.subcommand(
       "top", "Play a capture and watch tables, verdicts and the hottest lines live in the terminal");
-  command->add_option("CONFIG", options->config, "The configuration")->required();
-  addFeedOptions(*command, options->feed);
-  command->get_option("--pcap")->required();
-  CLI::Option* const speed =
-      command->add_option("--speed", options->speed, "Times as fast as the packets were captured")
-          ->check(CLI::Range(0.001, 1e9))
-          ->capture_default_str();
-  CLI::Option* const loop =
-      command->add_flag("--loop", options->loop, "Begin the capture again when it is over");
-  CLI::Option* const once = command->add_flag("--once", options->once,
-                                              "Judge the whole capture at once and print one picture of it");
-  once->excludes(loop)->excludes(speed);
-  command->add_option("--interval", options->interval, "Seconds from picture to picture")
-      ->check(CLI::Range(0.05, 3600.0))
-      ->capture_default_str();
-  command->add_option("--lines", options->lines, "The hottest lines to print with --once and --json")
-      ->check(CLI::Range(1, 1000000))
-      ->capture_default_str();
-  addCommonOptions(*command, *options);
-  command->footer(
+  command.option("CONFIG", options->config, "The configuration").required();
+  addFeedOptions(command, options->feed);
+  command.option("--pcap").required();
+  const Option speed = command.option("--speed", options->speed, "Times as fast as the packets were captured")
+                           .range(0.001, 1e9)
+                           .showDefault();
+  const Option loop = command.flag("--loop", options->loop, "Begin the capture again when it is over");
+  const Option once =
+      command.flag("--once", options->once, "Judge the whole capture at once and print one picture of it");
+  once.excludes(loop).excludes(speed);
+  command.option("--interval", options->interval, "Seconds from picture to picture")
+      .range(0.05, 3600.0)
+      .showDefault();
+  command.option("--lines", options->lines, "The hottest lines to print with --once and --json")
+      .range(1, 1000000)
+      .showDefault();
+  addCommonOptions(command, *options);
+  command.footer(
       "Rates are for the time since the picture before, in the time of the packets; with --once for the "
       "whole "
       "capture.\nq or Ctrl-C ends. What is no terminal gets one picture, as with --once; --json prints "
@@ -207,7 +205,7 @@ void addTop(CLI::App& program, Run& run) {
       "Examples:\n"
       "  xpacl top campus.conf --pcap lan.pcap --in Gi1/0/1 --loop\n"
       "  xpacl top campus.conf --pcap lan.pcap --in Gi1/0/1 --once");
-  command->callback([options, &run] { run = [options] { return Top(*options).run(); }; });
+  command.runs(run, [options] { return Top(*options).run(); });
 }
 
 } // namespace tool

@@ -7,13 +7,13 @@
 #include "sim/Key.h"
 #include "sim/Pipeline.h"
 
+#include "tool/Command.h"
 #include "tool/Commands.h"
 #include "tool/Common.h"
 #include "tool/Hits.h"
 #include "tool/JsonDocument.h"
 #include "tool/Session.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <iostream>
@@ -290,47 +290,44 @@ int runWho(const WhoOptions& options) {
 
 } // namespace
 
-void addTraceOptions(CLI::App& command, TraceOptions& options) {
-  command.add_option("PACKET", options.words,
-                     "The packet: tcp 10.1.2.3:1234 > 10.9.8.7:80 ack ttl 64 vlan 10");
-  command.add_option("--in", options.in, "The port that it enters");
-  command.add_option("--out", options.out, "The port that it leaves by");
-  command.add_option("--pcap", options.pcap, "Take the packet from this capture");
-  command.add_option("--packet", options.number, "Its number in the capture, from 1");
-  command.add_option("--vlan", options.vlan, "The VLAN of a frame without a tag")->check(CLI::Range(1, 4094));
+void addTraceOptions(Command command, TraceOptions& options) {
+  command.option("PACKET", options.words, "The packet: tcp 10.1.2.3:1234 > 10.9.8.7:80 ack ttl 64 vlan 10");
+  command.option("--in", options.in, "The port that it enters");
+  command.option("--out", options.out, "The port that it leaves by");
+  command.option("--pcap", options.pcap, "Take the packet from this capture");
+  command.option("--packet", options.number, "Its number in the capture, from 1");
+  command.option("--vlan", options.vlan, "The VLAN of a frame without a tag").range(1, 4094);
 }
 
-void addTrace(CLI::App& program, Run& run) {
+void addTrace(Command program, Run& run) {
   auto options = std::make_shared<TraceOptions>();
-  CLI::App* command = program.add_subcommand("trace", "Follow one packet through the chip's tables");
-  command->add_option("CONFIG", options->config, "The configuration")->required();
-  addTraceOptions(*command, *options);
-  addCommonOptions(*command, *options);
-  command->footer(
+  const Command command = program.subcommand("trace", "Follow one packet through the chip's tables");
+  command.option("CONFIG", options->config, "The configuration").required();
+  addTraceOptions(command, *options);
+  addCommonOptions(command, *options);
+  command.footer(
       "Examples:\n"
       "  xpacl trace campus.conf --in Gi1/0/1 'tcp 10.20.10.9:40000 > 10.20.40.80:443 syn vlan 10'\n"
       "  xpacl trace campus.conf --in Gi1/0/1 --pcap lan.pcap --packet 17");
-  command->callback([options, &run] {
-    run = [options] {
-      Session& session = lastingSession(loadConfig(options->config, *options), *options);
-      trace(session, *options);
-      return exitDone;
-    };
+  command.runs(run, [options] {
+    Session& session = lastingSession(loadConfig(options->config, *options), *options);
+    trace(session, *options);
+    return exitDone;
   });
 }
 
-void addWho(CLI::App& program, Run& run) {
+void addWho(Command program, Run& run) {
   auto options = std::make_shared<WhoOptions>();
-  CLI::App* command = program.add_subcommand("who", "Which configured line does a row hold?");
-  command->add_option("CONFIG", options->config, "The configuration")->required();
-  command->add_option("TABLE", options->table, "ingressV4, ingressV6, egressV4, egressV6 or ingressMac")
-      ->required()
-      ->check(CLI::IsMember({"ingressV4", "ingressV6", "egressV4", "egressV6", "ingressMac"}));
-  command->add_option("ROW", options->row, "The row, from 0")->required();
-  command->add_option("--chip", options->chip, "The chip, from 0")->check(CLI::Range(0, 63));
-  addCommonOptions(*command, *options);
-  command->footer("Example:\n  xpacl who campus.conf ingressV4 12");
-  command->callback([options, &run] { run = [options] { return runWho(*options); }; });
+  const Command command = program.subcommand("who", "Which configured line does a row hold?");
+  command.option("CONFIG", options->config, "The configuration").required();
+  command.option("TABLE", options->table, "ingressV4, ingressV6, egressV4, egressV6 or ingressMac")
+      .required()
+      .oneOf({"ingressV4", "ingressV6", "egressV4", "egressV6", "ingressMac"});
+  command.option("ROW", options->row, "The row, from 0").required();
+  command.option("--chip", options->chip, "The chip, from 0").range(0, 63);
+  addCommonOptions(command, *options);
+  command.footer("Example:\n  xpacl who campus.conf ingressV4 12");
+  command.runs(run, [options] { return runWho(*options); });
 }
 
 } // namespace tool

@@ -24,7 +24,7 @@ struct TraceOptions : CommonOptions {
 };
 
 // Everything but CONFIG and the common options.
-void addTraceOptions(CLI::App& command, TraceOptions& options);
+void addTraceOptions(Command command, TraceOptions& options);
 
 // The packet, from its text or its capture. Ends the command with status 2 when there is none.
 packet::Packet packetOf(const TraceOptions& options);

@@ -5,6 +5,7 @@
 
 #include "sim/Pipeline.h"
 
+#include "tool/Command.h"
 #include "tool/Commands.h"
 #include "tool/Common.h"
 #include "tool/JsonDocument.h"
@@ -12,7 +13,6 @@
 #include "tool/UpdateCheck.h"
 #include "tool/UpdateProofReport.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -216,21 +216,21 @@ int runUpdate(const UpdateCommandOptions& options) {
   return update(session, to, options, true).findings == 0 ? exitDone : exitNo;
 }
 
-void addProofOptions(CLI::App& command, UpdateCommandOptions& options) {
-  CLI::Option* const prove = command.add_flag(
-      "--prove", options.prove, "Without packets: look at all of them after every write, as exact sets");
+void addProofOptions(Command command, UpdateCommandOptions& options) {
+  const Option prove = command.flag("--prove", options.prove,
+                                    "Without packets: look at all of them after every write, as exact sets");
   for (const char* const name : {"--pcap", "--in", "--out", "--vlan", "--every"}) {
-    prove->excludes(command.get_option(name));
+    prove.excludes(command.option(name));
   }
-  command.get_option("--pcap")->required(false);
+  command.option("--pcap").required(false);
   command
-      .add_option("--certificate", options.certificate,
-                  "Write what was proven to this file, for check-certificate")
-      ->needs(prove);
-  command.add_option("--memory", options.memory, "MiB that the sets of --prove may take")
-      ->check(CLI::Range(16, 1048576))
-      ->capture_default_str()
-      ->needs(prove);
+      .option("--certificate", options.certificate,
+              "Write what was proven to this file, for check-certificate")
+      .needs(prove);
+  command.option("--memory", options.memory, "MiB that the sets of --prove may take")
+      .range(16, 1048576)
+      .showDefault()
+      .needs(prove);
 }
 
 } // namespace
@@ -248,12 +248,12 @@ std::string otherSizes(const agent::Config& running, const agent::Config& next) 
   return tables;
 }
 
-void addUpdateOptions(CLI::App& command, UpdateOptions& options) {
-  command.add_option("--pcap", options.pcap, "The packets: one is judged between any two writes")->required();
-  command.add_option("--in", options.in, "The port that packets enter");
-  command.add_option("--out", options.out, "The port that packets leave by: adds the egress lookups");
-  command.add_option("--vlan", options.vlan, "The VLAN of frames without a tag")->check(CLI::Range(1, 4094));
-  command.add_flag("--every", options.every, "Also judge every packet of the capture after every write");
+void addUpdateOptions(Command command, UpdateOptions& options) {
+  command.option("--pcap", options.pcap, "The packets: one is judged between any two writes").required();
+  command.option("--in", options.in, "The port that packets enter");
+  command.option("--out", options.out, "The port that packets leave by: adds the egress lookups");
+  command.option("--vlan", options.vlan, "The VLAN of frames without a tag").range(1, 4094);
+  command.flag("--every", options.every, "Also judge every packet of the capture after every write");
 }
 
 UpdateResult update(Session& session, const agent::Config& config, const UpdateOptions& options,
@@ -261,22 +261,22 @@ UpdateResult update(Session& session, const agent::Config& config, const UpdateO
   return Update(session, config, options).run(everyPacket);
 }
 
-void addUpdate(CLI::App& program, Run& run) {
+void addUpdate(Command program, Run& run) {
   auto options = std::make_shared<UpdateCommandOptions>();
-  CLI::App* command = program.add_subcommand(
+  const Command command = program.subcommand(
       "update", "Change a configuration while packets flow, and watch them, or prove it for all packets");
-  command->add_option("OLD", options->from, "The configuration in force")->required();
-  command->add_option("NEW", options->to, "The configuration to change to")->required();
-  addUpdateOptions(*command, *options);
-  addProofOptions(*command, *options);
-  addCommonOptions(*command, *options);
-  command->footer(
+  command.option("OLD", options->from, "The configuration in force").required();
+  command.option("NEW", options->to, "The configuration to change to").required();
+  addUpdateOptions(command, *options);
+  addProofOptions(command, *options);
+  addCommonOptions(command, *options);
+  command.footer(
       "Examples:\n"
       "  xpacl update old.conf new.conf --in Gi1/0/1 --pcap lan.pcap\n"
       "  xpacl update old.conf new.conf --prove --certificate change.json\n\n"
       "Exit status 1: some verdict was neither the old one, nor the new one, nor the drop of a blocked "
       "interface; or the change does not fit.");
-  command->callback([options, &run] { run = [options] { return runUpdate(*options); }; });
+  command.runs(run, [options] { return runUpdate(*options); });
 }
 
 } // namespace tool

@@ -34,7 +34,7 @@ struct UpdateResult {
 };
 
 // Everything but the configurations and the common options.
-void addUpdateOptions(CLI::App& command, UpdateOptions& options);
+void addUpdateOptions(Command command, UpdateOptions& options);
 
 // Tells the tables that differ in size, "ingressV4, egressV4"; empty when the two can follow each other: the
 // sizes are fixed when a chip starts.

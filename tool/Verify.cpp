@@ -7,13 +7,13 @@
 #include "verify/ListSets.h"
 
 #include "tool/ChipSets.h"
+#include "tool/Command.h"
 #include "tool/Commands.h"
 #include "tool/Common.h"
 #include "tool/JsonDocument.h"
 #include "tool/Session.h"
 #include "tool/SetCommands.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -340,22 +340,21 @@ int runVerify(const VerifyOptions& options) {
 
 } // namespace
 
-void addVerify(CLI::App& program, Run& run) {
+void addVerify(Command program, Run& run) {
   auto options = std::make_shared<VerifyOptions>();
-  CLI::App* command = program.add_subcommand(
+  const Command command = program.subcommand(
       "verify", "Prove that the rows in the chips and the configured lines judge every packet alike");
-  command->add_option("CONFIG", options->config, "The configuration")->required();
-  command->add_option("--chip-dump", options->chipDump,
-                      "Look at the chips in this file, as audit --save wrote it, instead of freshly "
-                      "programmed ones");
-  addSetOptions(*command, *options);
-  command->footer(
-      "Examples:\n"
-      "  xpacl verify campus.conf\n"
-      "  xpacl verify campus.conf --chip-dump chips.bin --json\n\n"
-      "Exit status 1: some packet is judged differently; one such packet is shown in the words of "
-      "trace.");
-  command->callback([options, &run] { run = [options] { return runVerify(*options); }; });
+  command.option("CONFIG", options->config, "The configuration").required();
+  command.option("--chip-dump", options->chipDump,
+                 "Look at the chips in this file, as audit --save wrote it, instead of freshly "
+                 "programmed ones");
+  addSetOptions(command, *options);
+  command.footer("Examples:\n"
+                 "  xpacl verify campus.conf\n"
+                 "  xpacl verify campus.conf --chip-dump chips.bin --json\n\n"
+                 "Exit status 1: some packet is judged differently; one such packet is shown in the words of "
+                 "trace.");
+  command.runs(run, [options] { return runVerify(*options); });
 }
 
 } // namespace tool

@@ -1,6 +1,6 @@
-// Precompiled for the tool: the entities and the two large header-only libraries it reads and writes with.
+// Precompiled for the tool: the entities and the large header-only library that it reads and writes JSON
+// with.
 #pragma once
 #include "machines.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
