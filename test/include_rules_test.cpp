@@ -285,14 +285,16 @@ TEST(IncludeRules, wrongIncludesAreNamed) {
                                  "#include \"Gone.h\"\n#include SOME_MACRO\n");
   tree.fileIs("loose/Thing.cpp", "#include <map>\n");
   tree.fileIs("tool/main.cpp", "#include \"agent/Driver.h\"\n#include <CLI/CLI.hpp>\n");
-  std::istringstream rules(
-      "# rooms\nplatform/Vane:\nplatform/Acl: platform/Vane\nsim:  platform\n"
-      "agent/config:\nagent: agent/config platform\nverify: agent/config\ntool: * <*>\n");
+  tree.fileIs("tool/Show.cpp", "#include \"agent/Driver.h\"\n#include <CLI/CLI.hpp>\n");
+  std::istringstream rules("# rooms\nplatform/Vane:\nplatform/Acl: platform/Vane\nsim:  platform\n"
+                           "agent/config:\nagent: agent/config platform\nverify: agent/config\ntool: *\n"
+                           "tool/main.cpp: * <*>\n");
   EXPECT_EQ(faults(IncludeRules(rules), tree.root()),
             "agent/Driver.h:2: #include \"sim/Chip.h\": the rule is \"agent: agent/config platform\"\n"
             "agent/config/Model.h:1: #include \"agent/Driver.h\": the rule is \"agent/config:\"\n"
             "loose/Thing.cpp:1: #include <map>: its folder is no room of the rules\n"
             "sim/Chip.h:3: #include <pcap.h>: the rule is \"sim: platform\"\n"
+            "tool/Show.cpp:2: #include <CLI/CLI.hpp>: the rule is \"tool: *\"\n"
             "verify/Sets.cpp:2: #include \"agent/Driver.h\": the rule is \"verify: agent/config\"\n"
             "verify/Sets.cpp:3: #include \"Gone.h\": there is no such file\n"
             "verify/Sets.cpp:4: #include SOME_MACRO: an include must name its file\n");
