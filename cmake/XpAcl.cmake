@@ -4,7 +4,10 @@ include(GNUInstallDirs)
 add_library(xpacl_flags INTERFACE)
 target_compile_options(xpacl_flags INTERFACE -Wall -Wextra -Werror
   # g++ 12 warns falsely of overlapping copies where texts are joined (GCC bug 105651).
-  $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
+  $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
+  # It looks for memory that it no longer needs only beyond so many KiB, which no file here takes: a tenth to a
+  # fifth of the time for a seventh more memory.
+  $<$<CXX_COMPILER_ID:GNU>:--param=ggc-min-heapsize=1000000>)
 if(XPACL_SANITIZE)
   target_compile_options(xpacl_flags INTERFACE
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer
