@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <random>
 #include <set>
@@ -228,6 +229,11 @@ sim::TcamRow makeRow(const Filter& filter, const PortPrefix& src, const PortPref
 }
 
 } // namespace
+
+std::string publishedPath(const std::string& name) {
+  const char* shared = std::getenv("XPACL_SHARED");
+  return std::string(shared ? shared : XPACL_SOURCE_DIR "/../shared") + "/data/classbench/" + name;
+}
 
 Filters readFilters(const std::string& path) {
   Filters filters;

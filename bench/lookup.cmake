@@ -13,6 +13,7 @@ if(TARGET lookup_bench AND peerAclHeaders AND peerAclConfig AND peerAclLibrary A
   target_link_libraries(acl_peer PRIVATE sim xpacl_flags ${peerAclLibrary} ${peerEalLibrary})
   target_include_directories(acl_peer PRIVATE ${PROJECT_SOURCE_DIR})
   target_include_directories(acl_peer SYSTEM PRIVATE ${peerAclHeaders} ${peerAclConfig})
+  target_compile_definitions(acl_peer PRIVATE XPACL_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
   # Its headers expect the least processor that Debian built it for.
   target_compile_options(acl_peer PRIVATE -include rte_config.h -march=corei7)
 endif()

@@ -19,7 +19,7 @@
 #include "sim/TcamTable.h"
 
 // Speed of the search in a TCAM table and of writes to it, on filter sets in the style of published ones,
-// made here, and on published ones where they lie under /work/shared/data/classbench. Names:
+// made here, and on published ones where they are (publishedPath). Names:
 //
 //   lookup/STYLE/TRACE/one-by-one/FILTERS   a lookup for each key
 //   lookup/STYLE/TRACE/batch/FILTERS        lookups of 1024 keys at a time
@@ -341,7 +341,7 @@ void dissectOnly(benchmark::State& state) {
 
 void addPublished() {
   for (const char* const name : {"acl1_1k", "fw1_1k", "ipc1_1k"}) {
-    const std::string path = std::string("/work/shared/data/classbench/") + name;
+    const std::string path = bench::publishedPath(name);
     const bench::Filters filters = bench::readFilters(path);
     const bench::Headers headers = bench::readTrace(path + "_trace");
     if (!filters.empty() && headers.size() >= batchSize) {

@@ -270,7 +270,7 @@ bool contests() {
               "tries", "ratio", "trees", "tries", "ratio");
   bool agreed = true;
   for (const char* const name : {"acl1_1k", "fw1_1k", "ipc1_1k"}) {
-    const std::string path = std::string("/work/shared/data/classbench/") + name;
+    const std::string path = bench::publishedPath(name);
     const bench::Filters filters = bench::readFilters(path);
     const bench::Headers headers = bench::readTrace(path + "_trace");
     if (!filters.empty() && !headers.empty()) {
