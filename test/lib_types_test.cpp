@@ -293,7 +293,7 @@ TEST(LibShared, VlanVifKey) {
   EXPECT_TRUE(vlanVifKey(10, 5) < vlanVifKey(10, 0x80000000u));
   EXPECT_EQ(vlanVifKey(0x123, 0xA1B2C3D4).hash(), oneAtATime({0x23, 0x01, 0xD4, 0xC3, 0xB2, 0xA1}));
   EXPECT_EQ(vlanVifKey(10, 5).hash(), 425057046u);
-  EXPECT_EQ(valueToStrep(key(10, 5)), "Value('XpAcl::XpAclVlanVifKey', ** {'vlanId': 10, 'vif': 5})");
+  EXPECT_EQ(valueToStrep(vlanVifKey(10, 5)), "Value('XpAcl::XpAclVlanVifKey', ** {'vlanId': 10, 'vif': 5})");
 }
 
 TEST(LibShared, VlanVifKeyParses) {
