@@ -4,14 +4,16 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <optional>
 #include <random>
 #include <set>
 #include <sstream>
 #include <tuple>
 
 #include "XpXdk/IaclTypes.h"
+#include "test/Shared.h"
 
 namespace bench {
 
@@ -231,8 +233,8 @@ sim::TcamRow makeRow(const Filter& filter, const PortPrefix& src, const PortPref
 } // namespace
 
 std::string publishedPath(const std::string& name) {
-  const char* shared = std::getenv("XPACL_SHARED");
-  return std::string(shared ? shared : XPACL_SOURCE_DIR "/../shared") + "/data/classbench/" + name;
+  const std::optional<std::filesystem::path> data = test::sharedData();
+  return data ? (*data / "classbench" / name).string() : "";
 }
 
 Filters readFilters(const std::string& path) {

@@ -41,8 +41,7 @@ using Headers = std::vector<Header>;
 // few ranges), firewalls (many wildcards and ranges on both ports), and packet mangling lists between.
 enum class Style : uint8_t { acl, fw, ipc };
 
-// The path of a published file of this name, which lies beside the repository or where XPACL_SHARED says, if
-// anywhere.
+// The path of a published file of this name among the shared data (test/Shared.h); empty when there are none.
 std::string publishedPath(const std::string& name);
 // The filters of a file in the published format, or an empty list when it cannot be read.
 Filters readFilters(const std::string& path);

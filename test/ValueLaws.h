@@ -58,6 +58,11 @@ void checkLaws(const std::vector<ValueSample>& samples, Stream stream);
 std::vector<std::string> spoilt(const std::string& text);
 
 template <typename T>
+concept Ordered = requires(const T& value) {
+  { value < value } -> std::convertible_to<bool>;
+};
+
+template <typename T>
 ValueSample sampleOf(const T& value, const std::vector<T>& all) {
   ValueSample sample;
   sample.text = valueText(value);
@@ -80,9 +85,7 @@ ValueSample sampleOf(const T& value, const std::vector<T>& all) {
   for (const T& other : all) {
     sample.equals.push_back(value == other);
   }
-  if constexpr (requires {
-                  { value < value } -> std::convertible_to<bool>;
-                }) {
+  if constexpr (Ordered<T>) {
     std::vector<bool>& isLess = sample.isLess.emplace();
     for (const T& other : all) {
       isLess.push_back(value < other);
@@ -92,12 +95,23 @@ ValueSample sampleOf(const T& value, const std::vector<T>& all) {
 }
 
 template <typename T>
-void checkLaws(const std::vector<T>& samples, Stream stream = Stream::text) {
-  std::vector<ValueSample> said;
-  for (const T& value : samples) {
-    said.push_back(sampleOf(value, samples));
+std::vector<ValueSample> samplesOf(const std::vector<T>& values) {
+  std::vector<ValueSample> samples;
+  for (const T& value : values) {
+    samples.push_back(sampleOf(value, values));
   }
-  checkLaws(said, stream);
+  return samples;
+}
+
+// A type that is to be ordered and is not does not compile here.
+template <Ordered T>
+void checkLaws(const std::vector<T>& samples, Stream stream = Stream::text) {
+  checkLaws(samplesOf(samples), stream);
+}
+
+template <typename T>
+requires(!Ordered<T>) void checkUnorderedLaws(const std::vector<T>& samples, Stream stream = Stream::text) {
+  checkLaws(samplesOf(samples), stream);
 }
 
 } // namespace test
