@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 #include <cmath>
+#include <functional>
 #include <numeric>
 #include <utility>
 
@@ -371,7 +372,7 @@ constexpr std::array<uint32_t, signatureBits + 1> shares = [] {
 // The bits that could stand in a signature, with what they are worth there.
 class Columns {
 public:
-  Columns(std::span<const RowWords> rows, const KeyWords& used);
+  Columns(std::span<const RowWords> rows, const KeyWords& used, const BitRanks& ranks);
   // The best first, as many as could be needed.
   std::span<const uint32_t> best();
   static unsigned weight(uint32_t column) { return column >> 16; }
@@ -395,8 +396,9 @@ private:
   unsigned numSayings_ = 0;
 };
 
-// Bits that all rows which compare them want to be the same matter only where there are few others.
-Columns::Columns(std::span<const RowWords> rows, const KeyWords& used) {
+// Bits that all rows which compare them want to be the same matter only where there are few others. They say
+// the same, so that those which come first, by their rank, count most.
+Columns::Columns(std::span<const RowWords> rows, const KeyWords& used, const BitRanks& ranks) {
   constexpr int enough = 24;
   KeyWords zeros{};
   KeyWords ones{};
@@ -410,27 +412,44 @@ Columns::Columns(std::span<const RowWords> rows, const KeyWords& used) {
   for (unsigned word = 0; word < maxLookupWords; ++word) {
     numTelling += popcount(zeros[word] & ones[word] & ~used[word]);
   }
-  for (unsigned word = 0; word < maxLookupWords; ++word) {
-    uint64_t any = (numTelling >= enough ? zeros[word] & ones[word] : zeros[word] | ones[word]) & ~used[word];
-    if (any == 0) {
-      continue;
-    }
-    BitLines lines{};
+  // What the rows say about each bit of the words that they differ in, row 0 at the low end.
+  struct Word {
+    unsigned number;
+    uint64_t bits;
     BitColumns cares;
     BitColumns values;
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-      lines[i] = rows[i].care[word];
+  };
+  std::array<Word, maxLookupWords> words;
+  unsigned numWords = 0;
+  for (unsigned number = 0; number < maxLookupWords; ++number) {
+    const uint64_t telling = zeros[number] & ones[number];
+    const uint64_t bits = (numTelling >= enough ? telling : zeros[number] | ones[number]) & ~used[number];
+    if (bits == 0) {
+      continue;
     }
-    bitColumns(lines, any, cares);
+    Word& word = words[numWords++];
+    word.number = number;
+    word.bits = bits;
+    BitLines lines{};
     for (std::size_t i = 0; i < rows.size(); ++i) {
-      lines[i] = rows[i].value[word];
+      lines[i] = rows[i].care[number];
     }
-    bitColumns(lines, any, values);
-    for (; any != 0; any &= any - 1) {
-      const auto bit = static_cast<unsigned>(std::countr_zero(any));
-      const unsigned weight = weigh(static_cast<uint16_t>(cares[bit] & ~values[bit]), values[bit]);
-      columns_[numColumns_] = weight << 16 | word << 8 | bit;
-      numColumns_ += weight != 0;
+    bitColumns(lines, bits, word.cares);
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      lines[i] = rows[i].value[number];
+    }
+    bitColumns(lines, bits, word.values);
+  }
+  for (unsigned rank = 0; rank < BitRanks::count; ++rank) {
+    for (unsigned i = 0; i < numWords; ++i) {
+      const Word& word = words[i];
+      for (uint64_t left = word.bits & ranks.bits(rank)[word.number]; left != 0; left &= left - 1) {
+        const auto bit = static_cast<unsigned>(std::countr_zero(left));
+        const uint16_t values = word.values[bit];
+        const unsigned weight = weigh(static_cast<uint16_t>(word.cares[bit] & ~values), values);
+        columns_[numColumns_] = weight << 16 | word.number << 8 | bit;
+        numColumns_ += weight != 0;
+      }
     }
   }
 }
@@ -475,13 +494,14 @@ std::span<const uint32_t> Columns::best() {
   return {sorted_.data(), std::min<std::size_t>(numColumns_, 2 * signatureBits)};
 }
 
-// A row by itself needs no telling apart: some bits that it compares, of the words with most of them.
-BitChoice signatureOfOne(const RowWords& row, const KeyWords& used) {
+// A row by itself needs no telling apart: bits that it compares, the first ranks first, of the two words that
+// have most of them.
+BitChoice signatureOfOne(const RowWords& row, const KeyWords& used, const BitRanks& ranks) {
   BitChoice choice;
   int most = -1;
   int second = -1;
   for (uint8_t word = 0; word < maxLookupWords; ++word) {
-    const int cares = std::popcount(row.care[word] & ~used[word]);
+    const int cares = std::popcount(row.care[word] & ~used[word] & ~ranks.bits(BitRanks::count - 1)[word]);
     if (cares > most) {
       second = most;
       choice.wordB = choice.wordA;
@@ -492,26 +512,71 @@ BitChoice signatureOfOne(const RowWords& row, const KeyWords& used) {
       choice.wordB = word;
     }
   }
-  uint64_t left = row.care[choice.wordA] & ~used[choice.wordA];
-  const auto enough = static_cast<unsigned>(std::max<int>(signatureBits / 2, signatureBits - second));
-  for (; left != 0 && choice.numBits < enough; left &= left - 1, ++choice.numBits) {
-    choice.bitsA |= left & -left;
+  for (unsigned rank = 0; rank < BitRanks::count && choice.numBits < signatureBits; ++rank) {
+    const auto take = [&](unsigned word) {
+      uint64_t left = row.care[word] & ~used[word] & ranks.bits(rank)[word];
+      uint64_t taken = 0;
+      for (; left != 0 && choice.numBits < signatureBits; left &= left - 1, ++choice.numBits) {
+        taken |= left & -left;
+      }
+      return taken;
+    };
+    choice.bitsA |= take(choice.wordA);
+    choice.bitsB |= take(choice.wordB);
   }
-  choice.numBitsA = choice.numBits;
-  left = row.care[choice.wordB] & ~used[choice.wordB];
-  for (; left != 0 && choice.numBits < signatureBits; left &= left - 1, ++choice.numBits) {
-    choice.bitsB |= left & -left;
-  }
+  choice.numBitsA = static_cast<uint8_t>(std::popcount(choice.bitsA));
   return choice;
 }
 
 } // namespace
 
-BitChoice chooseSignature(std::span<const RowWords> rows, const KeyWords& used) {
-  if (rows.size() == 1) {
-    return inOrder(signatureOfOne(rows.front(), used));
+BitRanks::BitRanks() {
+  for (unsigned byte = 0; byte < 8; ++byte) {
+    for (unsigned bit = 0; bit < 8; ++bit) {
+      for (uint64_t& word : bits_[bit]) {
+        word |= uint64_t{1} << (8 * byte + bit);
+      }
+    }
   }
-  Columns columns(rows, used);
+}
+
+BitRanks::BitRanks(std::span<const RowWords> sample) {
+  for (unsigned word = 0; word < maxLookupWords; ++word) {
+    uint64_t zeros = 0;
+    uint64_t ones = 0;
+    for (const RowWords& row : sample) {
+      zeros |= row.care[word] & ~row.value[word];
+      ones |= row.value[word];
+    }
+    const uint64_t parting = zeros & ones;
+    bits_[count - 1][word] = ~parting;
+    for (unsigned byte = 0; byte < 8; ++byte) {
+      std::array<std::pair<std::size_t, unsigned>, 8> bits; // rows on the smaller side, bit
+      std::size_t numBits = 0;
+      for (uint64_t left = parting & uint64_t{0xFF} << (8 * byte); left != 0; left &= left - 1) {
+        const auto bit = static_cast<unsigned>(std::countr_zero(left));
+        std::size_t numZeros = 0;
+        std::size_t numOnes = 0;
+        for (const RowWords& row : sample) {
+          const uint64_t value = row.value[word] >> bit & 1;
+          numZeros += (row.care[word] >> bit & 1) - value; // a value of 1 is compared
+          numOnes += value;
+        }
+        bits[numBits++] = {std::min(numZeros, numOnes), bit};
+      }
+      std::sort(bits.begin(), bits.begin() + numBits, std::greater<>());
+      for (std::size_t rank = 0; rank < numBits; ++rank) {
+        bits_[rank][word] |= uint64_t{1} << bits[rank].second;
+      }
+    }
+  }
+}
+
+BitChoice chooseSignature(std::span<const RowWords> rows, const KeyWords& used, const BitRanks& ranks) {
+  if (rows.size() == 1) {
+    return inOrder(signatureOfOne(rows.front(), used, ranks));
+  }
+  Columns columns(rows, used, ranks);
   const std::span<const uint32_t> best = columns.best();
   std::array<unsigned, maxLookupWords> sums{};
   for (const uint32_t column : best) {

@@ -56,10 +56,27 @@ struct BitLimits {
 // row ignores falls to either side.
 BitChoice chooseBits(std::span<const RowWords> sample, std::size_t numRows, const BitLimits& limits);
 
+// How much the rows of a table differ in each bit of the key: about that much will keys, too.
+class BitRanks {
+public:
+  // As if all bits were alike.
+  BitRanks();
+  // By what these rows say.
+  explicit BitRanks(std::span<const RowWords> sample);
+
+  // The bits of a rank: those of rank 0 are of all bits of their byte the ones that part the rows most
+  // evenly, and so on, one bit of each byte; those of the last rank part none.
+  static constexpr unsigned count = 9;
+  const KeyWords& bits(unsigned rank) const { return bits_[rank]; }
+
+private:
+  std::array<KeyWords, count> bits_{};
+};
+
 // Up to 16 bits of at most two words by which the few rows of a leaf (at most 15) are told apart, and from
 // other keys, most cheaply. `used` bits are those that all keys which come to the leaf have been asked for
 // already.
-BitChoice chooseSignature(std::span<const RowWords> rows, const KeyWords& used);
+BitChoice chooseSignature(std::span<const RowWords> rows, const KeyWords& used, const BitRanks& ranks);
 constexpr unsigned signatureBits = 16;
 
 // Lines of 64 bits, and for each of the 64 places what the lines have there, line 0 at the low end. Columns

@@ -45,7 +45,7 @@ void LookupTree::signatureIs(Block& block, std::span<const uint32_t> rows, const
   for (std::size_t i = 0; i < rows.size(); ++i) {
     words[i] = wordsOf(rows[i]);
   }
-  const BitChoice choice = chooseSignature({words.data(), rows.size()}, place.used);
+  const BitChoice choice = chooseSignature({words.data(), rows.size()}, place.used, ranks_);
   block.bitsA = choice.bitsA;
   block.bitsB = choice.bitsB;
   block.wordA = choice.wordA;

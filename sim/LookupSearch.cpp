@@ -26,12 +26,25 @@ using Record = LookupTree::Record;
 using View = LookupTree::View;
 
 constexpr unsigned searchBatch = 512;
-using KeyNumber = uint16_t;        // of a batch
-constexpr unsigned moreShift = 30; // of LookupTree::moreBit
-static_assert(LookupTree::moreBit == 1u << moreShift);
+constexpr unsigned partSize = 16; // elements of a list that are looked at together
+static_assert(searchBatch % partSize == 0);
+// Those of a part of which `left` elements are left, as bits.
+constexpr unsigned partOf(unsigned left) {
+  return left >= partSize ? (1u << partSize) - 1 : (1u << left) - 1;
+}
 // Sixteen places are compared at once: those of the block and three that are not its own, but in it.
 constexpr unsigned placeBits = (1u << LookupTree::blockRows) - 1;
-constexpr unsigned lastPlace = 1u << (LookupTree::blockRows - 1);
+
+// What a row of the tail compares in a word.
+struct TailWord {
+  uint64_t value;
+  uint64_t care;
+};
+inline TailWord tailWord(const View& view, unsigned row, unsigned word) {
+  const LookupTail::Group& group = view.tail[word / 2][row / LookupTail::groupRows];
+  const unsigned at = row % LookupTail::groupRows;
+  return {group.value[word % 2][at], group.care[word % 2][at]};
+}
 
 namespace portable {
 #define TARGET
@@ -56,6 +69,46 @@ inline unsigned agreeingRows(const LookupTail::Group& group, const uint64_t* key
     agree |= unsigned{differing == 0} << row;
   }
   return agree;
+}
+constexpr unsigned tailKeys = 1;
+template <unsigned pairs>
+inline void lowerToTail(const View& view, const uint64_t (*keys)[2 * pairs], uint32_t* rows) {
+  for (unsigned row = 0; row < view.numTailRows && view.tailRows[row] < rows[0]; ++row) {
+    uint64_t differing = 0;
+    for (unsigned word = 0; word < 2 * pairs; ++word) {
+      const TailWord compared = tailWord(view, row, word);
+      differing |= (keys[0][word] & compared.care) ^ compared.value;
+    }
+    if (differing == 0) {
+      rows[0] = view.tailRows[row];
+    }
+  }
+}
+inline unsigned above(const uint32_t* words, uint32_t bound) {
+  unsigned bits = 0;
+  for (unsigned at = 0; at < partSize; ++at) {
+    bits |= unsigned{words[at] > bound} << at;
+  }
+  return bits;
+}
+inline unsigned withBits(const uint32_t* words, uint32_t some) {
+  unsigned bits = 0;
+  for (unsigned at = 0; at < partSize; ++at) {
+    bits |= unsigned{(words[at] & some) != 0} << at;
+  }
+  return bits;
+}
+inline void append(uint32_t* to, const uint32_t* from, unsigned which) {
+  for (unsigned at = 0; at < partSize; ++at) {
+    *to = from[at];
+    to += which >> at & 1;
+  }
+}
+inline void appendNumbers(uint32_t* to, uint32_t first, unsigned which) {
+  for (unsigned at = 0; at < partSize; ++at) {
+    *to = first + at;
+    to += which >> at & 1;
+  }
 }
 #include "sim/LookupKernel.inc"
 #undef TARGET
@@ -87,6 +140,76 @@ TARGET inline unsigned agreeingRows(const LookupTail::Group& group, const uint64
   }
   return agree;
 }
+constexpr unsigned tailKeys = 4;
+template <unsigned pairs>
+TARGET inline void lowerToTail(const View& view, const uint64_t (*keys)[2 * pairs], uint32_t* rows) {
+  __m256i words[2 * pairs]; // of four keys
+  for (unsigned word = 0; word < 2 * pairs; ++word) {
+    words[word] =
+        _mm256_setr_epi64x(static_cast<long long>(keys[0][word]), static_cast<long long>(keys[1][word]),
+                           static_cast<long long>(keys[2][word]), static_cast<long long>(keys[3][word]));
+  }
+  __m256i found = _mm256_set1_epi64x(noTcamRow);
+  for (unsigned row = view.numTailRows; row-- > 0;) {
+    __m256i differing = _mm256_setzero_si256();
+    for (unsigned word = 0; word < 2 * pairs; ++word) {
+      const TailWord compared = tailWord(view, row, word);
+      const __m256i care = _mm256_set1_epi64x(static_cast<long long>(compared.care));
+      const __m256i value = _mm256_set1_epi64x(static_cast<long long>(compared.value));
+      differing = _mm256_or_si256(differing, _mm256_xor_si256(_mm256_and_si256(words[word], care), value));
+    }
+    const __m256i agree = _mm256_cmpeq_epi64(differing, _mm256_setzero_si256());
+    found = _mm256_blendv_epi8(found, _mm256_set1_epi64x(view.tailRows[row]), agree);
+  }
+  const __m256i lowHalves = _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6);
+  __m128i* const best = reinterpret_cast<__m128i*>(rows);
+  const __m256i numbers = _mm256_permutevar8x32_epi32(found, lowHalves);
+  _mm_store_si128(best, _mm_min_epu32(_mm_load_si128(best), _mm256_castsi256_si128(numbers)));
+}
+// Half a part of a list.
+TARGET inline __m256i half(const uint32_t* words) {
+  return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(words));
+}
+// Which of 16 are all ones, of those that are all ones or all zeros.
+TARGET inline unsigned bitsOf(__m256i low, __m256i high) {
+  return static_cast<unsigned>(_mm256_movemask_ps(_mm256_castsi256_ps(low))) |
+         static_cast<unsigned>(_mm256_movemask_ps(_mm256_castsi256_ps(high))) << 8;
+}
+TARGET inline unsigned above(const uint32_t* words, uint32_t bound) {
+  // There are comparisons of numbers with a sign only.
+  constexpr uint32_t sign = 0x80000000;
+  const __m256i signs = _mm256_set1_epi32(static_cast<int>(sign));
+  const __m256i bounds = _mm256_set1_epi32(static_cast<int>(bound ^ sign));
+  return bitsOf(_mm256_cmpgt_epi32(_mm256_xor_si256(half(words), signs), bounds),
+                _mm256_cmpgt_epi32(_mm256_xor_si256(half(words + 8), signs), bounds));
+}
+TARGET inline unsigned withBits(const uint32_t* words, uint32_t some) {
+  const __m256i bits = _mm256_set1_epi32(static_cast<int>(some));
+  const __m256i none = _mm256_setzero_si256();
+  return bitsOf(_mm256_cmpeq_epi32(_mm256_and_si256(half(words), bits), none),
+                _mm256_cmpeq_epi32(_mm256_and_si256(half(words + 8), bits), none)) ^
+         0xFFFF;
+}
+// The numbers of the bits of a byte, each in a byte, behind one another.
+TARGET inline __m256i numbersOf(unsigned byte) {
+  const uint64_t wanted = _pdep_u64(byte, 0x0101010101010101) * 0xFF;
+  return _mm256_cvtepu8_epi32(
+      _mm_cvtsi64_si128(static_cast<long long>(_pext_u64(0x0706050403020100, wanted))));
+}
+TARGET inline void append(uint32_t* to, __m256i low, __m256i high, unsigned which) {
+  const unsigned first = which & 0xFF;
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), _mm256_permutevar8x32_epi32(low, numbersOf(first)));
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(to + std::popcount(first)),
+                      _mm256_permutevar8x32_epi32(high, numbersOf(which >> 8)));
+}
+TARGET inline void append(uint32_t* to, const uint32_t* from, unsigned which) {
+  append(to, half(from), half(from + 8), which);
+}
+TARGET inline void appendNumbers(uint32_t* to, uint32_t first, unsigned which) {
+  const __m256i low =
+      _mm256_add_epi32(_mm256_set1_epi32(static_cast<int>(first)), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
+  append(to, low, _mm256_add_epi32(low, _mm256_set1_epi32(8)), which);
+}
 #include "sim/LookupKernel.inc"
 #undef TARGET
 } // namespace avx2
@@ -99,10 +222,10 @@ TARGET inline unsigned agreeing(const Block& block, uint16_t signature) {
       _mm256_and_si256(_mm256_set1_epi16(static_cast<short>(signature)), load(block.care));
   return _mm256_cmpeq_epi16_mask(compared, load(block.value)) & placeBits;
 }
+constexpr int valueXorBoth = 0x78; // value ^ (care & word), by the eight cases of a bit of each
 // The bits by which eight rows differ from a word of the key.
 TARGET inline __m512i differing(const std::array<uint64_t, 8>& value, const std::array<uint64_t, 8>& care,
                                 uint64_t word) {
-  constexpr int valueXorBoth = 0x78; // value ^ (care & word), by the eight cases of a bit of each
   return _mm512_ternarylogic_epi64(_mm512_load_si512(value.data()), _mm512_load_si512(care.data()),
                                    _mm512_set1_epi64(static_cast<long long>(word)), valueXorBoth);
 }
@@ -110,6 +233,60 @@ TARGET inline unsigned agreeingRows(const LookupTail::Group& group, const uint64
   const __m512i either = _mm512_or_si512(differing(group.value[0], group.care[0], key[0]),
                                          differing(group.value[1], group.care[1], key[1]));
   return _mm512_testn_epi64_mask(either, either);
+}
+constexpr unsigned tailKeys = 8;
+template <unsigned pairs>
+TARGET inline void lowerToTail(const View& view, const uint64_t (*keys)[2 * pairs], uint32_t* rows) {
+  __m256i* const best = reinterpret_cast<__m256i*>(rows);
+  const __m256i before = _mm256_load_si256(best);
+  if (_mm256_cmpgt_epu32_mask(before, _mm256_set1_epi32(static_cast<int>(view.tailRows[0]))) == 0) {
+    return;
+  }
+  __m512i words[2 * pairs]; // of eight keys
+  if constexpr (pairs == 1) {
+    const __m512i low = _mm512_load_si512(keys[0]);
+    const __m512i high = _mm512_load_si512(keys[4]);
+    words[0] = _mm512_permutex2var_epi64(low, _mm512_setr_epi64(0, 2, 4, 6, 8, 10, 12, 14), high);
+    words[1] = _mm512_permutex2var_epi64(low, _mm512_setr_epi64(1, 3, 5, 7, 9, 11, 13, 15), high);
+  } else {
+    for (unsigned word = 0; word < 2 * pairs; ++word) {
+      alignas(64) std::array<uint64_t, tailKeys> column;
+      for (unsigned i = 0; i < tailKeys; ++i) {
+        column[i] = keys[i][word];
+      }
+      words[word] = _mm512_load_si512(column.data());
+    }
+  }
+  __m256i found = _mm256_set1_epi32(static_cast<int>(noTcamRow));
+  for (unsigned row = view.numTailRows; row-- > 0;) {
+    __m512i either = _mm512_setzero_si512();
+    for (unsigned word = 0; word < 2 * pairs; ++word) {
+      const TailWord compared = tailWord(view, row, word);
+      either = _mm512_or_si512(
+          either, _mm512_ternarylogic_epi64(_mm512_set1_epi64(static_cast<long long>(compared.value)),
+                                            _mm512_set1_epi64(static_cast<long long>(compared.care)),
+                                            words[word], valueXorBoth));
+    }
+    found = _mm256_mask_mov_epi32(found, _mm512_testn_epi64_mask(either, either),
+                                  _mm256_set1_epi32(static_cast<int>(view.tailRows[row])));
+  }
+  _mm256_store_si256(best, _mm256_min_epu32(before, found));
+}
+TARGET inline unsigned above(const uint32_t* words, uint32_t bound) {
+  return _mm512_cmpgt_epu32_mask(_mm512_loadu_si512(words), _mm512_set1_epi32(static_cast<int>(bound)));
+}
+TARGET inline unsigned withBits(const uint32_t* words, uint32_t some) {
+  return _mm512_test_epi32_mask(_mm512_loadu_si512(words), _mm512_set1_epi32(static_cast<int>(some)));
+}
+TARGET inline void append(uint32_t* to, __m512i from, unsigned which) {
+  _mm512_storeu_si512(to, _mm512_maskz_compress_epi32(static_cast<__mmask16>(which), from));
+}
+TARGET inline void append(uint32_t* to, const uint32_t* from, unsigned which) {
+  append(to, _mm512_loadu_si512(from), which);
+}
+TARGET inline void appendNumbers(uint32_t* to, uint32_t first, unsigned which) {
+  const __m512i numbers = _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
+  append(to, _mm512_add_epi32(numbers, _mm512_set1_epi32(static_cast<int>(first))), which);
 }
 #include "sim/LookupKernel.inc"
 #undef TARGET

@@ -19,6 +19,11 @@ constexpr uint32_t leastNode = 6;
 constexpr uint32_t nodeGrowth = 6;
 constexpr uint32_t rootGrowth = 2;
 constexpr std::size_t copyGrowth = 3;
+// Rows that a key meets in a leaf: fewer are not worth another bit. In tables that processors do not keep in
+// their nearer memory more are as good, as fewer leaves are fetched faster.
+constexpr double enoughRows = 5;
+constexpr double enoughRowsOfLarge = 9;
+constexpr uint32_t largeTable = 32768; // rows
 // Tables of fewer rows are made anew with every half that they grow, others with every doubling.
 constexpr uint32_t smallTable = 8192;
 // A leaf of more rows is a reason to make all trees anew earlier.
@@ -30,13 +35,17 @@ constexpr unsigned maxDepth = 12;
 constexpr unsigned someIgnored = 3;
 constexpr unsigned fewIgnored = 1;
 constexpr unsigned unlimited = 64;
-// A further bit of a root is worth less of a gain than one of another node: every key passes roots.
-constexpr double leastRootGain = 0.01;
+// A further bit of a root is worth a smaller gain than one of another node, and where a key meets fewer rows:
+// every key passes roots, and many leave the tree there.
+constexpr double leastRootGain = 0.003;
+constexpr double enoughRootRows = 2;
 // Rows that a key may meet behind a root, or a share of them: fewer are no better. Below this worth of a root
 // others are tried.
 constexpr double wellParted = 8;
 constexpr double parting = 16;
 constexpr double goodWorth = 0.9;
+// Rows by which bits are ranked at most.
+constexpr std::size_t rankSample = 256;
 
 Node nodeOf(const BitChoice& choice) {
   Node node;
@@ -69,9 +78,10 @@ void forEachChild(uint32_t fixed, uint32_t ignored, Visit visit) {
   } while (subset != 0);
 }
 
-// At most two children for each row.
-unsigned maxBitsFor(std::size_t rows, unsigned most) {
-  return std::min<unsigned>(most, static_cast<unsigned>(std::bit_width(rows)));
+// At most so many children for each row.
+enum class Children : uint8_t { two, four };
+unsigned maxBitsFor(std::size_t rows, Children children, unsigned most) {
+  return std::min<unsigned>(most, static_cast<unsigned>(std::bit_width(rows)) + (children == Children::four));
 }
 } // namespace
 
@@ -313,6 +323,12 @@ Ref LookupTree::grown(Ref leaf, const Way& way) {
   return make(released(leaf), placeOf(way));
 }
 
+// Puts gathered rows in their order, each once.
+void LookupTree::ascend(Numbers& rows) {
+  std::sort(rows.begin(), rows.end());
+  rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
+}
+
 // Makes all trees anew from their rows and one more, side by side in memory that nothing else stands in.
 void LookupTree::remake(uint32_t another) {
   Numbers rows = tail_.rows();
@@ -320,7 +336,9 @@ void LookupTree::remake(uint32_t another) {
   for (const Ref root : roots_) {
     gather(root, rows);
   }
+  ascend(rows);
   clear();
+  ranks_ = BitRanks(sampleOf(rows, rankSample));
   makeTrees(std::move(rows), false);
   copiesWhenMade_ = copies_;
   enteredWhenMade_ = numEntered_;
@@ -340,15 +358,13 @@ void LookupTree::remakeFrom(unsigned tree, uint32_t another, bool lastTakesAll) 
     numRows_[tree] = 0;
     lowest_[tree] = noTcamRow;
   }
+  ascend(rows);
   makeTrees(std::move(rows), lastTakesAll);
   copiesWhenMade_ = std::max(copiesWhenMade_, copies_);
 }
 
-// Puts rows, in any order and any of them several times, into trees that are empty, and what is left over
-// into the tail, which is empty too.
+// Puts rows into trees that are empty, and what is left over into the tail, which is empty too.
 void LookupTree::makeTrees(Numbers rows, bool lastTakesAll) {
-  std::sort(rows.begin(), rows.end());
-  rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
   for (unsigned tree = freeTree(0); rows.size() > LookupTail::capacity; tree = freeTree(tree)) {
     Numbers rest;
     // Where there are no further trees the tail must suffice, or the last tree takes all.
@@ -364,14 +380,19 @@ void LookupTree::makeTrees(Numbers rows, bool lastTakesAll) {
   }
 }
 
-BitChoice LookupTree::choose(const Numbers& rows, const BitLimits& limits) const {
-  const std::size_t count = std::min(rows.size(), limits.maxSample);
+// Some rows in place of all, evenly spread.
+std::vector<RowWords> LookupTree::sampleOf(const Numbers& rows, std::size_t most) const {
+  const std::size_t count = std::min(rows.size(), most);
   std::vector<RowWords> sample;
   sample.reserve(count);
   for (std::size_t i = 0; i < count; ++i) {
     sample.push_back(wordsOf(rows[i * rows.size() / count]));
   }
-  return chooseBits(sample, rows.size(), limits);
+  return sample;
+}
+
+BitChoice LookupTree::choose(const Numbers& rows, const BitLimits& limits) const {
+  return chooseBits(sampleOf(rows, limits.maxSample), rows.size(), limits);
 }
 
 // What a choice of bits for the root of `rows` rows is worth: the share of the rows that it keeps, less where
@@ -388,11 +409,12 @@ double LookupTree::worthOf(const BitChoice& choice, std::size_t rows) {
 // of them go elsewhere.
 BitChoice LookupTree::chooseRoot(const Numbers& rows, unsigned& maxIgnored) const {
   BitLimits limits;
-  limits.maxBits = maxBitsFor(rows.size(), 12);
+  limits.maxBits = maxBitsFor(rows.size(), Children::four, 12);
   limits.maxIgnored = maxIgnored;
   limits.maxCopies = maxRowCopies;
   limits.maxSample = maxRootSample;
   limits.leastGain = leastRootGain;
+  limits.enoughRows = enoughRootRows;
   BitChoice best = choose(rows, limits);
   double worth = worthOf(best, rows.size());
   const auto attempt = [&] {
@@ -448,10 +470,11 @@ Ref LookupTree::makeRoot(Numbers rows, unsigned tree, std::size_t maxRest, Numbe
 Ref LookupTree::make(const Numbers& rows, const Place& place) {
   if (rows.size() > maxLeaf && place.depth < maxDepth) {
     BitLimits limits;
-    limits.maxBits = maxBitsFor(rows.size(), 9);
+    limits.maxBits = maxBitsFor(rows.size(), Children::two, 9);
     // However many copies there are, very long leaves are worse.
     const double least = rows.size() > 4 * maxLeaf ? 1.5 : 1.1;
     limits.maxCopies = std::clamp(place.copies, least, 2.5);
+    limits.enoughRows = numEntered_ < largeTable ? enoughRows : enoughRowsOfLarge;
     const BitChoice choice = choose(rows, limits);
     if (choice.numBits != 0) {
       return makeNode(rows, choice, place);
@@ -515,8 +538,7 @@ void LookupTree::gather(Ref ref, Numbers& rows) const {
 LookupTree::Numbers LookupTree::released(Ref ref) {
   Numbers rows;
   gather(ref, rows);
-  std::sort(rows.begin(), rows.end());
-  rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
+  ascend(rows);
   release(ref);
   return rows;
 }

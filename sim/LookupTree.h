@@ -16,13 +16,13 @@
 //
 // Shape. Up to three trees and a tail, each row in exactly one of them. A node reads some bits of the key,
 // which number one of its children; a leaf holds the numbers of up to 13 rows, in ascending order, with a
-// signature of 16 bits of each: of the bits that tell the leaf's rows apart best. All signatures are compared
-// with the key's at once; only rows that pass are compared as a whole. A row that ignores some of a node's
-// bits stands in every child that agrees with the rest, which costs eight bytes a time. A row that ignores
-// too many bits of a tree's root goes to the next tree, whose root reads bits that such rows do compare. What
-// few rows are left over stand in the tail (LookupTail.h), where each is compared with every key: that is
-// cheaper than going down another tree. A tail that has become too long becomes a tree; the last tree takes
-// everything when the tail cannot.
+// signature of 16 bits of each: of the bits that tell the leaf's rows apart best and that other rows of the
+// table differ in, so that keys do too. All signatures are compared with the key's at once; only rows that
+// pass are compared as a whole. A row that ignores some of a node's bits stands in every child that agrees
+// with the rest, which costs eight bytes a time. A row that ignores too many bits of a tree's root goes to
+// the next tree, whose root reads bits that such rows do compare. What few rows are left over stand in the
+// tail (LookupTail.h), where each is compared with every key: that is cheaper than going down another tree. A
+// tail that has become too long becomes a tree; the last tree takes everything when the tail cannot.
 //
 // Writing. A row enters and leaves in place: the leaves that it belongs to change, nothing else. A leaf that
 // grows too long becomes a node; a node that has kept few rows becomes a leaf again. A node whose rows have
@@ -181,10 +181,12 @@ private:
   bool isWorthRemaking() const;
   bool hasGrown() const;
   bool hasOutgrown(unsigned tree) const;
+  static void ascend(Numbers& rows);
   void remake(uint32_t another);
   void remakeFrom(unsigned tree, uint32_t another, bool lastTakesAll);
 
   // Making of subtrees.
+  std::vector<RowWords> sampleOf(const Numbers& rows, std::size_t most) const;
   BitChoice choose(const Numbers& rows, const BitLimits& limits) const;
   Ref make(const Numbers& rows, const Place& place);
   unsigned freeTree(unsigned tree) const;
@@ -228,6 +230,7 @@ private:
   void figures(Ref ref, unsigned depth, Figures& figures) const;
 
   LookupLayout layout_;
+  BitRanks ranks_; // by the rows from which all trees were made last
   LookupPath path_ = bestLookupPath();
   std::vector<Node> nodes_;
   std::vector<Ref> refs_;

@@ -4,7 +4,9 @@
 #include <cstdlib>
 #include <numeric>
 #include <ostream>
+#include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -504,7 +506,6 @@ TEST(TcamTable, TheTailComparesTheWholeKey) {
   }
 }
 
-// Copies go ways of their own, as both are written.
 // What lines have at each place, told in two ways.
 TEST(LookupBits, ColumnsOfLinesAreTheSameForEveryProcessor) {
   test::Random random(test::Random::seed("ColumnsOfLines"));
@@ -529,6 +530,82 @@ TEST(LookupBits, ColumnsOfLinesAreTheSameForEveryProcessor) {
   }
 }
 
+sim::RowWords rowWords(uint64_t value, uint64_t care) {
+  sim::RowWords words;
+  words.value[0] = value & care;
+  words.care[0] = care;
+  return words;
+}
+
+// The bits of word 0: "0: 1 9 / 8: 0 2 3".
+std::string describe(const sim::BitRanks& ranks, uint64_t among) {
+  std::string text;
+  for (unsigned rank = 0; rank < sim::BitRanks::count; ++rank) {
+    std::string bits;
+    for (unsigned bit = 0; bit < 64; ++bit) {
+      if ((ranks.bits(rank)[0] & among) >> bit & 1) {
+        bits += " " + std::to_string(bit);
+      }
+    }
+    if (!bits.empty()) {
+      text += (text.empty() ? "" : " / ") + std::to_string(rank) + ":" + bits;
+    }
+  }
+  return text;
+}
+
+// In each byte the bit that parts most rows comes first; bits that all rows say the same of come last.
+TEST(LookupBits, RanksFollowWhatPartsTheRows) {
+  EXPECT_EQ(describe(sim::BitRanks(), 0xFFFF),
+            "0: 0 8 / 1: 1 9 / 2: 2 10 / 3: 3 11 / 4: 4 12 / 5: 5 13 / 6: 6 14 / 7: 7 15");
+  std::vector<sim::RowWords> rows;
+  for (uint64_t i = 0; i < 16; ++i) {
+    // Bit 1 parts them evenly, bit 2 one from the others, bit 9 is compared by every other row, half of them
+    // wanting it; bits 0 and 8 are the same everywhere, bit 10 is compared by no row.
+    const uint64_t value = 1 | (i & 1) << 1 | (i == 5 ? 4u : 0u) | 1u << 8 | (i >> 2 & 1) << 9;
+    rows.push_back(rowWords(value, 0x107 | (i & 2) << 8));
+  }
+  EXPECT_EQ(describe(sim::BitRanks(rows), 0x707), "0: 1 9 / 1: 2 / 8: 0 8 10");
+}
+
+// Bits of both words of a signature: "0: 1 9; 1: 5".
+std::string describe(const sim::BitChoice& choice) {
+  std::string text;
+  for (const auto& [word, bits] :
+       {std::pair(choice.wordA, choice.bitsA), std::pair(choice.wordB, choice.bitsB)}) {
+    if (bits != 0) {
+      text += (text.empty() ? "" : "; ") + std::to_string(word) + ":";
+      for (unsigned bit = 0; bit < 64; ++bit) {
+        text += (bits >> bit & 1) != 0 ? " " + std::to_string(bit) : "";
+      }
+    }
+  }
+  return text;
+}
+
+// A signature takes the bits that tell its rows apart, and of those that all of them say the same of the ones
+// that part the rows of the table: the number of a list, which is the same in all rows, keeps no key off.
+TEST(LookupBits, SignaturesLeaveOutWhatIsTheSameEverywhere) {
+  std::vector<sim::RowWords> table;
+  for (uint64_t i = 0; i < 64; ++i) {
+    table.push_back(rowWords(0x7 | i * 0x01030507 << 16, 0xFFFFFFFFFFFF));
+  }
+  const sim::BitRanks ranks(table);
+  const sim::KeyWords unused{};
+  const std::vector<sim::RowWords> alike{rowWords(0xAAAA0007, 0xFFFFFFFF), rowWords(0xAAAB0007, 0xFFFFFFFF)};
+  EXPECT_EQ(describe(chooseSignature(alike, unused, ranks)),
+            "0: 16 17 18 19 20 21 22 23 24 25 26 27 28 29 30 31");
+  EXPECT_EQ(describe(chooseSignature(std::span(alike).first(1), unused, ranks)),
+            "0: 16 17 18 19 20 21 22 23 24 25 26 27 28 29 30 31");
+  // Where they are all that there is they are better than none.
+  const std::vector<sim::RowWords> few{rowWords(0x10007, 0x1FFFF), rowWords(0x00007, 0x1FFFF)};
+  EXPECT_EQ(describe(chooseSignature(few, unused, ranks)), "0: 0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 16");
+  sim::KeyWords used{};
+  used[0] = 0xF0000;
+  EXPECT_EQ(describe(chooseSignature(alike, used, ranks)), "0: 0 1 2 3 20 21 22 23 24 25 26 27 28 29 30 31");
+}
+
+// Copies go ways of their own, as both are written.
 TEST(TcamTable, CopiesStayIndependent) {
   const uint64_t seed = test::Random::seed("CopiesStayIndependent");
   const Shape shape{"prefixes", Look::prefixes, 17, 600};
