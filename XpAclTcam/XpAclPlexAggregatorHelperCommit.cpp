@@ -241,7 +241,7 @@ void XpAclPlexAggregatorHelper::freeResource(const AclKeyInfo& aclKeyInfo) {
     HELPER_TRACE(5, "Skipping unprogrammed AclKey ( presumably due to empty acl )");
     return;
   }
-  const Plex::AclKey aclKey = aclKeyInfo.aclKey();
+  const Plex::AclKey& aclKey = aclKeyInfo.aclKey();
   const auto tcamInfo = programmedAclKeyToTcamInfo(aclKey);
   bool permit = false;
   if (tcamInfo && tcamInfo->tcamRuleInfoCount() != 0) {

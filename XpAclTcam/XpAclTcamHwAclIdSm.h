@@ -83,7 +83,7 @@ public:
                 const Vane::Ptr<AclIdMapping const>& aclIdMapping,
                 const Vane::Ptr<BlockedIntfColl const>& blockedIntfColl,
                 const Vane::Ptr<XpXdk::XpDeviceIdColl const>& activeXpDeviceColl);
-  ~TcamHwAclIdSm();
+  ~TcamHwAclIdSm() override;
   void vaneConstructed(); // attaches the reactors
 
   void handleInitialized();

@@ -185,7 +185,7 @@ std::vector<std::string> Agent::audit() const {
     }
   }
   if (aclIdMapping_->intfDirectionToIndexKeyCount() != attachments_.size()) {
-    broken.push_back("interfaces are published that have no list");
+    broken.emplace_back("interfaces are published that have no list");
   }
   return broken;
 }

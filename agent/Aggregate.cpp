@@ -235,11 +235,11 @@ unsigned stageIpRow(XpAcl::PlexAclAggregatorHelper& helper, const XpAcl::AclKeyI
 unsigned stageAcl(XpAcl::PlexAclAggregatorHelper& helper, const XpAcl::AclKeyInfo& version,
                   const Vane::Ptr<Plex::AclData>& aclData, const AggregatedAcl& acl,
                   const UniqueIds& uniqueIds) {
-  constexpr int32_t ahead = 8; // lines that are fetched meanwhile
-  const auto lines = static_cast<int32_t>(acl.source.rules.size());
+  constexpr std::size_t ahead = 8; // lines that are fetched meanwhile
+  const std::size_t lines = acl.source.rules.size();
   for (const AggregatedRow& row : acl.rows) {
-    if (row.origin >= 0 && row.origin + ahead < lines) {
-      __builtin_prefetch(&acl.source.rules[static_cast<std::size_t>(row.origin + ahead)].permit);
+    if (row.origin >= 0 && static_cast<std::size_t>(row.origin) + ahead < lines) {
+      __builtin_prefetch(&acl.source.rules[static_cast<std::size_t>(row.origin) + ahead].permit);
     }
     const Acl::UniqueId uniqueId(uniqueIds[uniqueIndex(acl, row.origin)]);
     unsigned status = 0;

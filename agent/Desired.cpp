@@ -126,8 +126,9 @@ void AclRegistry::idsOfLines(const AclGeneration& old, const Rules& rules, Uniqu
     }
     constexpr std::size_t few = 8; // texts that are compared one by one
     const auto isEdited = [&](const Rule& rule) {
+      const auto isThis = [&](std::string_view text) { return text == rule.text; };
       return edited.size() > few ? edited.count(rule.text) != 0
-                                 : std::find(edited.begin(), edited.end(), rule.text) != edited.end();
+                                 : std::any_of(edited.begin(), edited.end(), isThis);
     };
     tail = std::any_of(rules.end() - static_cast<std::ptrdiff_t>(tail), rules.end(), isEdited) ? 0 : tail;
   }

@@ -54,6 +54,10 @@ inline bool agreesIn(const Record& record, const uint64_t* key) {
 inline uint64_t extract(uint64_t word, uint64_t mask) {
   return extractBitByBit(word, mask);
 }
+inline void readPair(const uint8_t* first, const uint8_t* second, uint64_t* words) {
+  std::memcpy(&words[0], first, sizeof(uint64_t));
+  std::memcpy(&words[1], second, sizeof(uint64_t));
+}
 inline unsigned agreeing(const Block& block, uint16_t signature) {
   unsigned agree = 0;
   for (unsigned at = 0; at < LookupTree::blockRows; ++at) {

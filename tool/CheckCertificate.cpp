@@ -432,7 +432,8 @@ void CertificateChecker::run() {
     }
     const std::string stray = judged.empty() ? std::string() : playback.strayOnAWay();
     if (!stray.empty()) {
-      throw BadCertificate(name + "a packet passes that neither configuration permits: " + stray);
+      throw BadCertificate(std::string(name).append("a packet passes that neither configuration permits: ") +
+                           stray);
     }
     if (tick_) {
       tick_();

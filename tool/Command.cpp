@@ -185,7 +185,7 @@ CommandFacts Command::facts() const {
 std::vector<Command> Command::subcommands() const {
   std::vector<Command> commands;
   for (CLI::App* app : app_->get_subcommands([](CLI::App* each) { return !each->get_group().empty(); })) {
-    commands.push_back(Command(*app));
+    commands.emplace_back(*app);
   }
   return commands;
 }

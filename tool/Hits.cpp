@@ -32,7 +32,6 @@ void Hits::hit(const agent::RowOwner* owner, uint64_t hits) {
 std::vector<Hits::Line> Hits::lines(const std::vector<std::shared_ptr<agent::AggregatedAcl>>& lists,
                                     const std::vector<agent::Direction>& directions) const {
   std::vector<Key> order;
-  std::vector<std::shared_ptr<agent::AggregatedAcl>> holders = lists;
   for (std::size_t i = 0; i < lists.size(); ++i) {
     order.push_back({lists[i].get(), directions[i]});
   }

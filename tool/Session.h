@@ -61,7 +61,7 @@ public:
   // What operators do while the system runs. Each ends the command with status 1 when it cannot be done, and
   // nothing has changed then. Pairs beyond those of the configuration last until the next change of it, or
   // of the chips.
-  void blockIs(const std::string& interface, bool block); // a port-channel: all its members
+  void blockIs(const std::string& name, bool block); // a port-channel: all its members
   agent::ApplyResult chipAdd(uint64_t chip);
   agent::ApplyResult chipRemove(uint64_t chip);
   void pairAdd(const std::string& port, uint64_t vlan);

@@ -86,7 +86,7 @@ public:
                 [](const agent::PortRange& a, const agent::PortRange& b) {
                   return std::tie(a.low, a.high) < std::tie(b.low, b.high);
                 });
-      const bool wanted = place.old.list != "" || place.fresh.list != "" || isEnabled(place);
+      const bool wanted = !place.old.list.empty() || !place.fresh.list.empty() || isEnabled(place);
       if (wanted) {
         places.push_back(std::move(place));
       }

@@ -105,8 +105,9 @@ void WayProof::addEnds(const Topology::Port& port, const VlanSet& vlans, Family 
   const auto add = [&](std::vector<WayEnd>& to, const std::vector<uint32_t>& always,
                        const std::map<uint16_t, std::vector<uint32_t>>& more) {
     std::map<std::vector<uint32_t>, VlanSet> alike;
-    for (uint16_t vlan = 1; vlan < vlans.size(); ++vlan) {
-      if (vlans.test(vlan)) {
+    for (std::size_t number = 1; number < vlans.size(); ++number) {
+      if (vlans.test(number)) {
+        const auto vlan = static_cast<uint16_t>(number);
         std::vector<uint32_t> places = always;
         const auto found = more.find(vlan);
         if (found != more.end()) {

@@ -173,9 +173,9 @@ std::vector<NodeRef> Diagrams::order(NodeRef root) const {
       sorted.push_back(ref);
     } else if (!isLeaf(ref) && visits_[ref] >> 32 != walk >> 32) {
       visits_[ref] = walk;
-      open.push_back({ref, true});
-      open.push_back({nodes_[ref].hi, false});
-      open.push_back({nodes_[ref].lo, false});
+      open.emplace_back(ref, true);
+      open.emplace_back(nodes_[ref].hi, false);
+      open.emplace_back(nodes_[ref].lo, false);
     }
   }
   return sorted;
@@ -330,8 +330,8 @@ std::vector<uint32_t> Diagrams::leavesWithin(const Diagram& a, const Diagram& wi
     const unsigned variable = std::min(variableOf(ref), variableOf(mask));
     const bool asksRef = variableOf(ref) == variable;
     const bool asksMask = variableOf(mask) == variable;
-    open.push_back({asksRef ? nodes_[ref].hi : ref, asksMask ? nodes_[mask].hi : mask});
-    open.push_back({asksRef ? nodes_[ref].lo : ref, asksMask ? nodes_[mask].lo : mask});
+    open.emplace_back(asksRef ? nodes_[ref].hi : ref, asksMask ? nodes_[mask].hi : mask);
+    open.emplace_back(asksRef ? nodes_[ref].lo : ref, asksMask ? nodes_[mask].lo : mask);
   }
   return {found.begin(), found.end()};
 }

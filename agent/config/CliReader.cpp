@@ -122,10 +122,8 @@ bool CliReader::takeInterfaceLine() {
     interfaces_.takeLine(tokens_, line_);
     return true;
   }
-  if (interfaces_.takeLine(tokens_, line_))
-    return true;
   // Without indentation only a command that opens something else ends the stanza.
-  return false;
+  return interfaces_.takeLine(tokens_, line_);
 }
 
 void CliReader::open(Stanza stanza) {

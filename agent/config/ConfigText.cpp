@@ -349,7 +349,8 @@ void TextWriter::writeList(const AccessList& list) {
     number.append(std::to_string(rule.sequence)).append(" ");
     const std::string text = rule.alternatives.empty() ? std::string{} : entryText(list, rule);
     if (!text.empty()) {
-      entries += number + (rule.permit ? "permit " : "deny ") + text + (rule.log ? " log" : "") + "\n";
+      entries.append(number).append(rule.permit ? "permit " : "deny ").append(text);
+      entries.append(rule.log ? " log\n" : "\n");
       continue;
     }
     entries += number + "remark left out: " + rule.text + "\n";

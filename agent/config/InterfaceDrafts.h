@@ -28,7 +28,7 @@ public:
   explicit InterfaceTable(Diagnostics& diagnostics) : diagnostics_(&diagnostics) {}
 
   // The stanza "interface ..." opens the interfaces that the words from `first` on name.
-  void open(const std::vector<Token>& tokens, size_t first, unsigned line);
+  void open(const std::vector<Token>& words, size_t first, unsigned line);
   // A line of the open stanza. Answers whether it is one that the system knows; all others are skipped.
   bool takeLine(const std::vector<Token>& tokens, unsigned line);
   // "no interface X", "default interface X": forgets what was configured there so far.

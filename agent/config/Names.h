@@ -28,9 +28,9 @@ PortProtocols portProtocolOf(uint8_t protocol);
 
 // A service (IANA "Service Name and Transport Protocol Port Number Registry") that every protocol of the
 // set has under this name.
-std::optional<uint16_t> serviceFromName(std::string_view name, PortProtocols protocols);
+std::optional<uint16_t> serviceFromName(std::string_view name, PortProtocols wanted);
 bool isServiceName(std::string_view name); // of any protocol
-void offerServices(NearestWord& nearest, PortProtocols protocols);
+void offerServices(NearestWord& nearest, PortProtocols wanted);
 
 struct IcmpName {
   uint8_t type = 0;

@@ -98,7 +98,7 @@ private:
   void resolveLine(Group& group, const Line& line, bool v6, unsigned depth, GroupContent& content);
   bool resolveNested(Group& group, Cursor& cursor, bool v6, unsigned depth, Findings& findings,
                      GroupContent& content);
-  void markUse(Group& group, bool applied);
+  void markUse(Group& first, bool applied);
 
   ExpansionBudget* budget_;
   std::unordered_map<std::string, std::unique_ptr<Group>> groups_;

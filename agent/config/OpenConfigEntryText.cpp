@@ -96,6 +96,7 @@ private:
 template <typename Match>
 std::vector<Match> chosen(const std::vector<Match>& all, const std::set<size_t>& positions) {
   std::vector<Match> result;
+  result.reserve(positions.size());
   for (const size_t position : positions)
     result.push_back(all[position]);
   return result;
@@ -238,6 +239,7 @@ std::string WrittenSets::nameOf(size_t kind, const std::vector<JsonValue>& value
 
 std::string WrittenSets::prefixes(bool v6, const std::vector<std::string>& prefixes) {
   std::vector<JsonValue> values;
+  values.reserve(prefixes.size());
   for (const std::string& prefix : prefixes)
     values.push_back(textOf({}, prefix));
   return nameOf(v6 ? 1 : 0, values);

@@ -387,7 +387,7 @@ public:
       foo##_.erase(key);                                                                           \
       return;                                                                                      \
     }                                                                                              \
-    const Key removed(key); /* the key given may be the member's own */                            \
+    const Key removed = Key(key); /* the key given may be the member's own */                      \
     if (foo##_.erase(removed)) {                                                                   \
       foo##Notify(removed);                                                                        \
     }                                                                                              \

@@ -36,8 +36,8 @@ class HashMapBody : public CollectionBody {
     union {
       V value;
     };
-    Entry() {}
-    ~Entry() {}
+    Entry() {}  // NOLINT(modernize-use-equals-default): which would be none, because of the unions
+    ~Entry() {} // NOLINT(modernize-use-equals-default)
     Entry(const Entry&) = delete;
     Entry& operator=(const Entry&) = delete;
   };

@@ -114,7 +114,7 @@ bool argumentAs(const std::any& argument, T* value) {
       if (given == nullptr || !std::in_range<T>(*given)) {
         return false;
       }
-      *value = static_cast<T>(*given);
+      *value = static_cast<T>(*given); // NOLINT(bugprone-signed-char-misuse): it fits
       return true;
     };
     return fits(std::type_identity<int>{}) || fits(std::type_identity<unsigned>{}) ||
