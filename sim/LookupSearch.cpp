@@ -238,43 +238,53 @@ TARGET inline unsigned agreeingRows(const LookupTail::Group& group, const uint64
                                          differing(group.value[1], group.care[1], key[1]));
   return _mm512_testn_epi64_mask(either, either);
 }
-constexpr unsigned tailKeys = 8;
+constexpr unsigned tailKeys = 16;
+// A word of eight keys.
+template <unsigned pairs>
+TARGET inline __m512i column(const uint64_t (*keys)[2 * pairs], unsigned word) {
+  if constexpr (pairs == 1) {
+    const __m512i places =
+        _mm512_add_epi64(_mm512_setr_epi64(0, 2, 4, 6, 8, 10, 12, 14), _mm512_set1_epi64(word));
+    return _mm512_permutex2var_epi64(_mm512_load_si512(keys[0]), places, _mm512_load_si512(keys[4]));
+  } else {
+    alignas(64) std::array<uint64_t, 8> words;
+    for (unsigned i = 0; i < words.size(); ++i) {
+      words[i] = keys[i][word];
+    }
+    return _mm512_load_si512(words.data());
+  }
+}
 template <unsigned pairs>
 TARGET inline void lowerToTail(const View& view, const uint64_t (*keys)[2 * pairs], uint32_t* rows) {
-  __m256i* const best = reinterpret_cast<__m256i*>(rows);
-  const __m256i before = _mm256_load_si256(best);
-  if (_mm256_cmpgt_epu32_mask(before, _mm256_set1_epi32(static_cast<int>(view.tailRows[0]))) == 0) {
+  const __m512i before = _mm512_load_si512(rows);
+  const __mmask16 looking =
+      _mm512_cmpgt_epu32_mask(before, _mm512_set1_epi32(static_cast<int>(view.tailRows[0])));
+  if (looking == 0) {
     return;
   }
-  __m512i words[2 * pairs]; // of eight keys
-  if constexpr (pairs == 1) {
-    const __m512i low = _mm512_load_si512(keys[0]);
-    const __m512i high = _mm512_load_si512(keys[4]);
-    words[0] = _mm512_permutex2var_epi64(low, _mm512_setr_epi64(0, 2, 4, 6, 8, 10, 12, 14), high);
-    words[1] = _mm512_permutex2var_epi64(low, _mm512_setr_epi64(1, 3, 5, 7, 9, 11, 13, 15), high);
-  } else {
-    for (unsigned word = 0; word < 2 * pairs; ++word) {
-      alignas(64) std::array<uint64_t, tailKeys> column;
-      for (unsigned i = 0; i < tailKeys; ++i) {
-        column[i] = keys[i][word];
-      }
-      words[word] = _mm512_load_si512(column.data());
-    }
+  __m512i low[2 * pairs]; // of the first eight keys
+  __m512i high[2 * pairs];
+  for (unsigned word = 0; word < 2 * pairs; ++word) {
+    low[word] = column<pairs>(keys, word);
+    high[word] = column<pairs>(keys + 8, word);
   }
-  __m256i found = _mm256_set1_epi32(static_cast<int>(noTcamRow));
+  __m512i found = _mm512_set1_epi32(static_cast<int>(noTcamRow));
   for (unsigned row = view.numTailRows; row-- > 0;) {
-    __m512i either = _mm512_setzero_si512();
+    __m512i lowDiffer = _mm512_setzero_si512();
+    __m512i highDiffer = _mm512_setzero_si512();
     for (unsigned word = 0; word < 2 * pairs; ++word) {
       const TailWord compared = tailWord(view, row, word);
-      either = _mm512_or_si512(
-          either, _mm512_ternarylogic_epi64(_mm512_set1_epi64(static_cast<long long>(compared.value)),
-                                            _mm512_set1_epi64(static_cast<long long>(compared.care)),
-                                            words[word], valueXorBoth));
+      const __m512i value = _mm512_set1_epi64(static_cast<long long>(compared.value));
+      const __m512i care = _mm512_set1_epi64(static_cast<long long>(compared.care));
+      lowDiffer = _mm512_or_si512(lowDiffer, _mm512_ternarylogic_epi64(value, care, low[word], valueXorBoth));
+      highDiffer =
+          _mm512_or_si512(highDiffer, _mm512_ternarylogic_epi64(value, care, high[word], valueXorBoth));
     }
-    found = _mm256_mask_mov_epi32(found, _mm512_testn_epi64_mask(either, either),
-                                  _mm256_set1_epi32(static_cast<int>(view.tailRows[row])));
+    const __mmask16 agree = _mm512_kunpackb(_mm512_testn_epi64_mask(highDiffer, highDiffer),
+                                            _mm512_testn_epi64_mask(lowDiffer, lowDiffer));
+    found = _mm512_mask_mov_epi32(found, agree, _mm512_set1_epi32(static_cast<int>(view.tailRows[row])));
   }
-  _mm256_store_si256(best, _mm256_min_epu32(before, found));
+  _mm512_store_si512(rows, _mm512_mask_min_epu32(before, looking, before, found));
 }
 TARGET inline unsigned above(const uint32_t* words, uint32_t bound) {
   return _mm512_cmpgt_epu32_mask(_mm512_loadu_si512(words), _mm512_set1_epi32(static_cast<int>(bound)));
