@@ -412,7 +412,7 @@ Columns::Columns(std::span<const RowWords> rows, const KeyWords& used, const Bit
   for (unsigned word = 0; word < maxLookupWords; ++word) {
     numTelling += popcount(zeros[word] & ones[word] & ~used[word]);
   }
-  // What the rows say about each bit of the words that they differ in, row 0 at the low end.
+  // What the rows say about each bit of the words that have some to choose from, row 0 at the low end.
   struct Word {
     unsigned number;
     uint64_t bits;

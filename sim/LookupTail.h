@@ -8,7 +8,7 @@
 #include "sim/LookupWords.h"
 
 // The few rows of a table that no bits of the key part well, because they ignore most of it: each key is
-// compared with all of them as a whole, eight rows at a time.
+// compared with all of them as a whole, one key with eight rows at a time or, in batches, many keys with one.
 
 namespace sim {
 
