@@ -241,7 +241,8 @@ void XpAclPlexAggregatorHelper::freeResource(const AclKeyInfo& aclKeyInfo) {
     HELPER_TRACE(5, "Skipping unprogrammed AclKey ( presumably due to empty acl )");
     return;
   }
-  const Plex::AclKey& aclKey = aclKeyInfo.aclKey();
+  // The version given may be the one in the books, which goes.
+  const auto aclKey = Plex::AclKey(aclKeyInfo.aclKey());
   const auto tcamInfo = programmedAclKeyToTcamInfo(aclKey);
   bool permit = false;
   if (tcamInfo && tcamInfo->tcamRuleInfoCount() != 0) {

@@ -194,7 +194,7 @@ TARGET inline unsigned withBits(const uint32_t* words, uint32_t some) {
                 _mm256_cmpeq_epi32(_mm256_and_si256(half(words + 8), bits), none)) ^
          0xFFFF;
 }
-// The numbers of the bits of a byte, each in a byte, behind one another.
+// The numbers of the bits of a byte, each in a word, behind one another.
 TARGET inline __m256i numbersOf(unsigned byte) {
   const uint64_t wanted = _pdep_u64(byte, 0x0101010101010101) * 0xFF;
   return _mm256_cvtepu8_epi32(

@@ -171,6 +171,27 @@ TEST(LibCommit, AllocateThenCommitAFurtherVersion) {
   EXPECT_EQ(h.audit(), "");
 }
 
+// The version that goes may be named by the key that stands in the books, which goes with it.
+TEST(LibCommit, AVersionGoesByItsOwnKey) {
+  HelperUnderTest h;
+  const List web("web", 1);
+  web.program(h);
+  EXPECT_TRUE(h->allocateResource(trigger, web.version(7)));
+  h->commitPendingPlatform(trigger);
+  for (const unsigned left : {1u, 0u}) {
+    const AclKeyInfo* own = nullptr;
+    for (const auto& version : h->programmedAclKeyInfoToIdxAll()) {
+      own = &version.key();
+    }
+    ASSERT_NE(own, nullptr);
+    h->freeResource(*own);
+    EXPECT_EQ(h->programmedAclKeyInfoToIdxCount(), left);
+    EXPECT_EQ(h->programmedAclKeyToTcamInfoCount(), left);
+    EXPECT_EQ(h.audit(), "");
+  }
+  EXPECT_EQ(h.books(), "");
+}
+
 TEST(LibCommit, TooFewRowsLeaveEverything) {
   HelperUnderTest h({.rows = {{ingressV4, 6}}});
   const List web("web", 2);
