@@ -31,7 +31,7 @@ chrono: chrono
 concepts: convertible_to
 cstddef: byte nullptr_t ptrdiff_t size_t
 cstdint: int16_t int32_t int64_t int8_t uint16_t uint32_t uint64_t uint8_t
-cstring: memcmp memcpy memset strlen
+cstring: memcmp memcpy memmove memset strlen
 deque: deque
 exception: exception exception_ptr rethrow_exception
 functional: function hash
@@ -53,7 +53,7 @@ string: string to_string
 string_view: string_view
 tuple: apply get make_tuple tie tuple tuple_size_v
 type_traits: conditional_t false_type has_unique_object_representations_v is_array_v is_constructible_v is_convertible_v
-type_traits: is_enum_v is_integral_v is_pointer_v is_same_v is_scalar_v is_signed_v is_trivially_copyable_v
+type_traits: is_enum_v is_integral_v is_nothrow_default_constructible_v is_pointer_v is_same_v is_scalar_v is_signed_v is_trivially_copyable_v
 type_traits: is_trivially_destructible_v is_void_v make_unsigned_t remove_cvref_t true_type type_identity
 type_traits: underlying_type_t
 typeinfo: type_info

@@ -40,6 +40,22 @@ struct Colliding {
   bool operator==(const Colliding&) const = default;
 };
 
+// Keys that hold memory of their own, and so cannot be moved by copying their bytes. Ordered as their
+// numbers.
+class Worded {
+public:
+  Worded() = default;
+  Worded(U32 number)
+      : text_("a key that is too long to stand in place: " + std::to_string(1000000 + number)) {}
+  operator U32() const { return static_cast<U32>(std::stoul(text_.substr(text_.rfind(' '))) - 1000000); }
+  U32 hash() const { return static_cast<U32>(std::hash<std::string>()(text_)); }
+  bool operator==(const Worded&) const = default;
+  bool operator<(const Worded& other) const { return text_ < other.text_; }
+
+private:
+  std::string text_;
+};
+
 template <typename Map>
 std::string pairsOf(const Map& map) {
   std::string result;
@@ -400,6 +416,15 @@ TYPED_TEST(VaneBothMaps, AgreesWithItsTwinUnderRandomEditsAndWalks) {
     // A handful of members, some runs and chunks, and many.
     const U32 keys[] = {5, 12, 40, 400, 3000};
     Twin<TypeParam>(start + round, keys[round % 5]).run(round % 5 == 4 ? 20000 : 2000);
+  }
+}
+
+TEST(VaneCollections, KeysWithMemoryOfTheirOwnAreMovedWhole) {
+  const unsigned start = seed();
+  for (unsigned round = 0; round < 4; ++round) {
+    const U32 keys[] = {12, 400};
+    Twin<Vane::HashMap2018<Worded, U64>>(start + round, keys[round % 2]).run(2000);
+    Twin<Vane::RbTreeMap<Worded, U64>>(start + round, keys[round % 2]).run(2000);
   }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Vane/BlockList.h"
 #include "Vane/CollectionBody.h"
 #include "Vane/Hash.h"
 #include "Vane/Sanitizer.h"
@@ -12,7 +13,6 @@
 #include <new>
 #include <type_traits>
 #include <utility>
-#include <vector>
 
 // Storage of HashMap2018: the members stand one behind the other in the order of insertion, and a table
 // of slots finds them by their hash. Switches hold hundreds of thousands of small members, so what a
@@ -26,8 +26,64 @@
 
 namespace Vane {
 
+// What of the storage depends on no type of key: the slots, and how positions stand in chunks.
+class HashMapSlots : public CollectionBody {
+protected:
+  using Slots = std::unique_ptr<U32[]>; // a member's position + 1, 0, or `gone`
+
+  static constexpr U32 gone = ~U32{0};
+  static constexpr U32 scanned = 8;        // members of a map without slots
+  static constexpr U32 chunkEntries = 256; // of a full-sized chunk
+
+  // Chunks of 1, 1, 2, 4, .. 128 entries, then of 256 each. The first one is part of the map: sets of one
+  // member are many, and should not take further memory.
+  static unsigned chunkOf(U32 place) {
+    return place < chunkEntries ? static_cast<unsigned>(std::bit_width(place)) : 8 + place / chunkEntries;
+  }
+  static U32 chunkSize(unsigned chunk) {
+    return chunk == 0 ? 1 : chunk <= 8 ? 1u << (chunk - 1) : chunkEntries;
+  }
+  static U32 placeInChunk(U32 place) { // of those behind the first chunk
+    return place < chunkEntries ? place - std::bit_floor(place) : place % chunkEntries;
+  }
+
+  // A power of two that leaves room for at least a quarter more members; 0 when a scan is quicker.
+  static U32 slotsFor(U32 members) { return members <= scanned / 2 ? 0 : std::bit_ceil(2 * members); }
+
+  // Takes the first slot that finds no member. Slots of the deleted are used again, so that a key which
+  // comes and goes does not leave a trail.
+  void enter(U32 hash, U32 place) {
+    const U32 mask = slotCount_ - 1;
+    U32 slot = hash & mask;
+    while (slots_[slot] != 0 && slots_[slot] != gone) {
+      slot = (slot + 1) & mask;
+    }
+    slotsUsed_ += slots_[slot] == 0 ? 1 : 0;
+    slots_[slot] = place + 1;
+  }
+  // Takes over the empty `slots`.
+  void takeSlots(Slots slots, U32 slotCount) {
+    slots_ = std::move(slots);
+    slotCount_ = slotCount;
+    slotsUsed_ = 0;
+  }
+  void emptySlots() {
+    if (slotCount_ != 0) {
+      std::fill_n(slots_.get(), slotCount_, 0);
+      slotsUsed_ = 0;
+    }
+  }
+
+  BlockList chunks_; // all but the first
+  Slots slots_;
+  U32 slotCount_ = 0; // 0 (a map of few positions), or a power of two
+  U32 slotsUsed_ = 0; // those of dead positions included
+  U32 end_ = 0;       // positions taken
+  U32 size_ = 0;
+};
+
 template <typename K, typename V>
-class HashMapBody : public CollectionBody {
+class HashMapBody : public HashMapSlots {
   struct Entry {
     union {
       K key;
@@ -36,11 +92,12 @@ class HashMapBody : public CollectionBody {
     union {
       V value;
     };
-    Entry() {}  // NOLINT(modernize-use-equals-default): which would be none, because of the unions
+    Entry() {}  // NOLINT(modernize-use-equals-default): deleted, as the unions have no constructor
     ~Entry() {} // NOLINT(modernize-use-equals-default)
     Entry(const Entry&) = delete;
     Entry& operator=(const Entry&) = delete;
   };
+  static_assert(alignof(Entry) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__);
   static constexpr U32 live = 1;
   static constexpr U32 held = 2; // key and value exist
   static constexpr U32 onePin = 4;
@@ -127,10 +184,7 @@ public:
   void clear() {
     // Destroying a value may come back to this map; the pins keep every member in its place meanwhile.
     hold();
-    if (slotCount_ != 0) {
-      std::fill_n(slots_.get(), slotCount_, 0);
-      slotsUsed_ = 0;
-    }
+    emptySlots();
     const U32 limit = end_;
     for (U32 place = 0; place < limit; ++place) {
       Entry& entry = at(place);
@@ -165,28 +219,13 @@ public:
   }
 
 private:
-  using Slots = std::unique_ptr<U32[]>; // a member's position + 1, 0, or `gone`
-
-  static constexpr U32 gone = ~U32{0};
-  static constexpr U32 scanned = 8;        // members of a map without slots
-  static constexpr U32 chunkEntries = 256; // of a full-sized chunk
-
   void handleUnpinned(void* place) override { destroy(*static_cast<Entry*>(place)); }
 
-  // Chunks of 1, 1, 2, 4, .. 128 entries, then of 256 each. The first one is part of the map: sets of one
-  // member are many, and should not take further memory.
-  static unsigned chunkOf(U32 place) {
-    return place < chunkEntries ? static_cast<unsigned>(std::bit_width(place)) : 8 + place / chunkEntries;
-  }
-  static U32 chunkSize(unsigned chunk) {
-    return chunk == 0 ? 1 : chunk <= 8 ? 1u << (chunk - 1) : chunkEntries;
-  }
   Entry& at(U32 place) const {
     if (place == 0) {
       return first_;
     }
-    return chunks_[chunkOf(place) - 1]
-                  [place < chunkEntries ? place - std::bit_floor(place) : place % chunkEntries];
+    return static_cast<Entry*>(chunks_[chunkOf(place) - 1])[placeInChunk(place)];
   }
   void chunkFor(U32 place) {
     const unsigned chunk = chunkOf(place);
@@ -194,9 +233,9 @@ private:
       return;
     }
     const U32 size = chunkSize(chunk);
-    chunks_.push_back(std::make_unique<Entry[]>(size));
+    auto* const entries = static_cast<Entry*>(chunks_.insert(chunks_.size(), size * sizeof(Entry)));
     for (U32 i = 0; i < size; ++i) {
-      poison(chunks_.back()[i]);
+      poison(*new (entries + i) Entry);
     }
   }
 
@@ -272,29 +311,12 @@ private:
     }
     return slot;
   }
-  // Takes the first slot that finds no member. Slots of the deleted are used again, so that a key which
-  // comes and goes does not leave a trail.
-  void enter(U32 hash, U32 place) {
-    const U32 mask = slotCount_ - 1;
-    U32 slot = hash & mask;
-    while (slots_[slot] != 0 && slots_[slot] != gone) {
-      slot = (slot + 1) & mask;
-    }
-    slotsUsed_ += slots_[slot] == 0 ? 1 : 0;
-    slots_[slot] = place + 1;
-  }
-
-  // A power of two that leaves room for at least a quarter more members; 0 when a scan is quicker.
-  static U32 slotsFor(U32 members) { return members <= scanned / 2 ? 0 : std::bit_ceil(2 * members); }
-
   // Takes over the empty `slots`, and closes the gaps when nobody would notice.
   void reindex(Slots slots, U32 slotCount) {
     if (references_ == 1) {
       closeGaps();
     }
-    slots_ = std::move(slots);
-    slotCount_ = slotCount;
-    slotsUsed_ = 0;
+    takeSlots(std::move(slots), slotCount);
     for (U32 place = 0; slotCount_ != 0 && place < end_; ++place) {
       if ((at(place).state & live) != 0) {
         enter(slotOf(at(place).key), place);
@@ -322,7 +344,7 @@ private:
     }
     end_ = to;
     while (!chunks_.empty() && (end_ == 0 || chunks_.size() > chunkOf(end_ - 1))) {
-      chunks_.pop_back();
+      chunks_.erase(chunks_.size() - 1);
     }
   }
 
@@ -368,12 +390,6 @@ private:
   }
 
   mutable Entry first_;
-  std::vector<std::unique_ptr<Entry[]>> chunks_; // all but the first
-  Slots slots_;
-  U32 slotCount_ = 0; // 0 (a map of few positions), or a power of two
-  U32 slotsUsed_ = 0; // those of dead positions included
-  U32 end_ = 0;       // positions taken
-  U32 size_ = 0;
 };
 
 } // namespace Vane

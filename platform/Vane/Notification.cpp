@@ -81,7 +81,9 @@ NotificationQueue::~NotificationQueue() {
   delete spare_;
 }
 
-NotificationQueue::Entry* NotificationQueue::reserve(std::size_t keySize) {
+void NotificationQueue::push(PtrInterface::NotifieeConst& notifiee, Notification::Deliver deliver,
+                             const NotificationKey* kind, const void* key) {
+  const std::size_t keySize = kind == nullptr ? 0 : kind->size;
   const std::size_t size = sizeof(Entry) + (keySize + unit - 1) / unit * unit;
   if (tail_->writeAt + size > chunkSize) {
     Chunk* chunk = spare_ != nullptr ? std::exchange(spare_, nullptr) : new Chunk;
@@ -90,15 +92,14 @@ NotificationQueue::Entry* NotificationQueue::reserve(std::size_t keySize) {
   }
   Entry* entry = new (tail_->bytes + tail_->writeAt) Entry;
   entry->size = static_cast<U32>(size);
-  return entry;
-}
-
-void NotificationQueue::commit(Entry* entry, PtrInterface::NotifieeConst& notifiee,
-                               Notification::Deliver deliver, void (*destroy)(void*)) {
+  entry->destroy = nullptr;
+  if (kind != nullptr) {
+    kind->copy(entry + 1, key);
+    entry->destroy = kind->destroy;
+  }
   notifiee.referencesInc();
   entry->notifiee = &notifiee;
   entry->deliver = deliver;
-  entry->destroy = destroy;
   entry->epoch = notifiee.vaneEpoch();
   tail_->writeAt += entry->size;
   ++pending_;
@@ -155,6 +156,25 @@ void NotificationQueue::deliverPending() {
       deliver(notifiee, Notification(entry->deliver, entry + 1));
     }
     pop(*entry);
+  }
+}
+
+void notifyAll(const PtrInterface& object, const Type& type, Notification::Deliver deliver,
+               const NotificationKey* kind, const void* key) {
+  const PtrInterface::NotifieeList& notifiees = object.notifieeList();
+  NotificationQueue& queue = NotificationQueue::current();
+  if (notifiees.size() != 1 || !queue.idle() || !queue.empty()) {
+    for (PtrInterface::NotifieeConst* notifiee : notifiees) {
+      if (notifiee->vaneWatches(type)) {
+        queue.push(*notifiee, deliver, kind, key);
+      }
+    }
+    queue.drainIfOutermost();
+    return;
+  }
+  PtrInterface::NotifieeConst& only = *notifiees.front();
+  if (only.vaneWatches(type)) {
+    queue.deliverNow(only, Notification(deliver, key));
   }
 }
 

@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <exception>
 #include <new>
-#include <tuple>
 #include <type_traits>
 #include <utility>
 
@@ -37,6 +36,35 @@ private:
   Deliver deliver_;
   const void* key_;
 };
+
+// How the queue keeps copies of keys of one type. What is passed around of a key is its address; of one that
+// is too large for the queue, the address of a pointer to it.
+struct NotificationKey {
+  static constexpr std::size_t alignment = 16; // bytes; of the memory that copies are kept in
+  static constexpr std::size_t largest = 2048; // bytes; a copy of a larger key stands on the heap
+
+  std::size_t size;                            // bytes that a copy takes in the queue
+  void (*copy)(void* memory, const void* key); // makes one
+  void (*destroy)(void* copy);                 // ends it; null: nothing to do
+};
+template <typename Key>
+inline constexpr bool isPointedTo = sizeof(Key) > NotificationKey::largest;
+template <typename Key>
+inline constexpr NotificationKey notificationKey = [] {
+  if constexpr (isPointedTo<Key>) {
+    return NotificationKey{sizeof(Key*),
+                           [](void* memory, const void* key) {
+                             new (memory) Key*(new Key(**static_cast<const Key* const*>(key)));
+                           },
+                           [](void* copy) { delete *static_cast<Key**>(copy); }};
+  } else {
+    static_assert(alignof(Key) <= NotificationKey::alignment);
+    return NotificationKey{
+        sizeof(Key), [](void* memory, const void* key) { new (memory) Key(*static_cast<const Key*>(key)); },
+        std::is_trivially_destructible_v<Key> ? nullptr
+                                              : +[](void* copy) { static_cast<Key*>(copy)->~Key(); }};
+  }
+}();
 
 // Base of every class that is told of an object's changes. Each entity type T has a T::NotifieeConst
 // with one virtual onFoo for each of its attributes; derive from it, make the object with `new`, hold
@@ -101,20 +129,9 @@ public:
   NotificationQueue(const NotificationQueue&) = delete;
   NotificationQueue& operator=(const NotificationQueue&) = delete;
 
-  template <typename Key>
-  void push(PtrInterface::NotifieeConst& notifiee, Notification::Deliver deliver, const Key& key) {
-    static_assert(alignof(Key) <= unit, "keys are stored at the chunk's alignment");
-    if constexpr (sizeof(Key) > largestKey) {
-      push(notifiee, deliverHeld<Key>, std::pair<Notification::Deliver, Held<Key>>(deliver, key));
-    } else {
-      Entry* entry = reserve(sizeof(Key));
-      new (entry + 1) Key(key);
-      commit(entry, notifiee, deliver, std::is_trivially_destructible_v<Key> ? nullptr : destroyKey<Key>);
-    }
-  }
-  void push(PtrInterface::NotifieeConst& notifiee, Notification::Deliver deliver) {
-    commit(reserve(0), notifiee, deliver, nullptr);
-  }
+  // Keeps a copy of `key` as `kind` says (both null: no key).
+  void push(PtrInterface::NotifieeConst& notifiee, Notification::Deliver deliver, const NotificationKey* kind,
+            const void* key);
 
   // True when the next write is an outermost one.
   bool idle() const { return !running_ && scopes_ == 0; }
@@ -143,9 +160,8 @@ private:
   friend class NotificationScope;
   friend struct QueueOwner;
 
-  static constexpr std::size_t unit = 16;         // bytes; entries and keys are aligned to it
-  static constexpr std::size_t chunkSize = 16384; // bytes
-  static constexpr std::size_t largestKey = 2048; // bytes; larger ones go to the heap
+  static constexpr std::size_t unit = NotificationKey::alignment; // entries and keys are aligned to it
+  static constexpr std::size_t chunkSize = 16384;                 // bytes
 
   struct alignas(unit) Entry {
     PtrInterface::NotifieeConst* notifiee;
@@ -156,30 +172,10 @@ private:
   };
   struct Chunk;
 
-  template <typename Key>
-  struct Held {
-    explicit Held(const Key& key) : copy(new Key(key)) {}
-    Held(const Held& other) : copy(new Key(*other.copy)) {}
-    ~Held() { delete copy; }
-    Key* copy;
-  };
-  template <typename Key>
-  static void deliverHeld(PtrInterface::NotifieeConst& notifiee, const void* stored) {
-    const auto& [deliver, held] = *static_cast<const std::pair<Notification::Deliver, Held<Key>>*>(stored);
-    deliver(notifiee, held.copy);
-  }
-  template <typename Key>
-  static void destroyKey(void* key) {
-    static_cast<Key*>(key)->~Key();
-  }
-
   NotificationQueue();
   ~NotificationQueue();
   static NotificationQueue& make();
 
-  Entry* reserve(std::size_t keySize);
-  void commit(Entry* entry, PtrInterface::NotifieeConst& notifiee, Notification::Deliver deliver,
-              void (*destroy)(void*));
   void deliver(PtrInterface::NotifieeConst& notifiee, const Notification& notification) {
     try {
       notifiee.handleNotification(notification);
@@ -251,11 +247,15 @@ struct MemberClass<Result (Class::*)(Args...)> {
   using Of = Class;
 };
 
-// Calls `On` of the notifiee, with the stored key if it takes one.
+// Calls `On` of the notifiee, with the key if it takes one.
 template <auto On, typename Key>
-void callReaction(PtrInterface::NotifieeConst& to, const void* stored) {
+void callReaction(PtrInterface::NotifieeConst& to, const void* key) {
   using Notifiee = typename MemberClass<decltype(On)>::Of;
-  (static_cast<Notifiee&>(to).*On)(*static_cast<const Key*>(stored));
+  if constexpr (isPointedTo<Key>) {
+    (static_cast<Notifiee&>(to).*On)(**static_cast<const Key* const*>(key));
+  } else {
+    (static_cast<Notifiee&>(to).*On)(*static_cast<const Key*>(key));
+  }
 }
 template <auto On>
 void callReaction(PtrInterface::NotifieeConst& to, const void*) {
@@ -263,44 +263,26 @@ void callReaction(PtrInterface::NotifieeConst& to, const void*) {
   (static_cast<Notifiee&>(to).*On)();
 }
 
-// Sends `On`(key...) to every notifiee of `object` that reacts to attributes of `type`.
-template <auto On, typename... Key>
-void notifyAll(const PtrInterface& object, const Type& type, const Key&... key) {
-  static_assert(sizeof...(Key) <= 1);
-  const PtrInterface::NotifieeList& notifiees = object.notifieeList();
-  NotificationQueue& queue = NotificationQueue::current();
-  if (notifiees.size() == 1 && queue.idle() && queue.empty()) {
-    PtrInterface::NotifieeConst& only = *notifiees.front();
-    if (only.vaneWatches(type)) {
-      // Copied, because the handler may remove the member that the key belongs to.
-      [[maybe_unused]] const std::tuple<Key...> copy(key...);
-      const void* stored = nullptr;
-      if constexpr (sizeof...(Key) == 1) {
-        stored = &std::get<0>(copy);
-      }
-      queue.deliverNow(only, Notification(callReaction<On, Key...>, stored));
-    }
-    return;
-  }
-  for (PtrInterface::NotifieeConst* notifiee : notifiees) {
-    if (notifiee->vaneWatches(type)) {
-      queue.push(*notifiee, callReaction<On, Key...>, key...);
-    }
-  }
-  queue.drainIfOutermost();
-}
+// Sends a notification to every notifiee of `object` that reacts to attributes of `type`, with the key, which
+// stays in place meanwhile, or with copies as `kind` says (both null: without a key).
+VANE_API void notifyAll(const PtrInterface& object, const Type& type, Notification::Deliver deliver,
+                        const NotificationKey* kind, const void* key);
 
-// The same for an attribute that Class declares.
+// Sends `On`(key) for an attribute that Class declares.
 template <auto On, typename Class, typename Key>
 void notifyKeyed(const Class& object, const Key& key) {
   if (object.vaneHasNotifiees()) {
-    notifyAll<On, Key>(object, Class::vaneType(), key);
+    // Copied, because the handler may remove the member that the key belongs to.
+    const Key copy(key);
+    const void* passed = &copy;
+    notifyAll(object, Class::vaneType(), callReaction<On, Key>, &notificationKey<Key>,
+              isPointedTo<Key> ? &passed : passed);
   }
 }
 template <auto On, typename Class>
 void notifyPlain(const Class& object) {
   if (object.vaneHasNotifiees()) {
-    notifyAll<On>(object, Class::vaneType());
+    notifyAll(object, Class::vaneType(), callReaction<On>, nullptr, nullptr);
   }
 }
 

@@ -1,14 +1,14 @@
 #pragma once
 
+#include "Vane/BlockList.h"
 #include "Vane/CollectionBody.h"
 #include "Vane/NodePool.h"
 #include "Vane/Types.h"
 
-#include <algorithm>
-#include <array>
 #include <cstddef>
-#include <memory>
+#include <cstring>
 #include <new>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -21,6 +21,23 @@
 // steps over it, and inserting its key again brings it back as a new member.
 
 namespace Vane {
+
+// `count` values that begin at `from` are moved to `to`, which may be among them or they among its. Here and
+// not with the standard algorithms, of which each kind of key would compile a dozen functions.
+template <typename T>
+void moveWithin(T* from, T* to, std::size_t count) {
+  if constexpr (std::is_trivially_copyable_v<T>) {
+    std::memmove(static_cast<void*>(to), from, count * sizeof(T));
+  } else if (to < from) {
+    for (std::size_t i = 0; i < count; ++i) {
+      to[i] = std::move(from[i]);
+    }
+  } else {
+    for (std::size_t i = count; i-- > 0;) {
+      to[i] = std::move(from[i]);
+    }
+  }
+}
 
 template <typename K, typename V>
 class TreeMapBody : public CollectionBody {
@@ -36,11 +53,12 @@ class TreeMapBody : public CollectionBody {
   struct Run {
     U32 begin = 0;
     U32 end = 0;
-    std::array<K, runKeys> keys;
-    std::array<Node*, runKeys> nodes;
+    K keys[runKeys];
+    Node* nodes[runKeys];
     U32 size() const { return end - begin; }
   };
-  // Where a key is, or would be inserted: in runs_[run] at `at`, behind `previous` (null: first).
+  static_assert(alignof(Run) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__);
+  // Where a key is, or would be inserted: in run(run) at `at`, behind `previous` (null: first).
   struct Spot {
     std::size_t run = 0;
     U32 at = 0;
@@ -54,6 +72,7 @@ public:
   using Place = Node*;
 
   TreeMapBody() { pool_.ownBlock(firstNode_); }
+  ~TreeMapBody() override { forgetRuns(); }
 
   void ownerLeaves() override {
     clear();
@@ -133,11 +152,8 @@ public:
       }
       return node;
     }
-    const std::size_t run = runOf(key);
-    if (run == runs_.size()) {
-      return nullptr;
-    }
-    return runs_[run]->nodes[atIn(*runs_[run], key)];
+    const std::size_t found = runOf(key);
+    return found == runs_.size() ? nullptr : run(found).nodes[atIn(run(found), key)];
   }
   const K* lastKey() const {
     if (runs_.empty()) {
@@ -147,10 +163,10 @@ public:
       }
       return last;
     }
-    for (std::size_t run = runs_.size(); run-- > 0;) {
-      for (U32 at = runs_[run]->end; at-- > runs_[run]->begin;) {
-        if (!runs_[run]->nodes[at]->deleted) {
-          return &runs_[run]->nodes[at]->key;
+    for (std::size_t i = runs_.size(); i-- > 0;) {
+      for (U32 at = run(i).end; at-- > run(i).begin;) {
+        if (!run(i).nodes[at]->deleted) {
+          return &run(i).nodes[at]->key;
         }
       }
     }
@@ -180,7 +196,7 @@ private:
   // and nothing has to be taken out of the index.
   void clearUnwatched() {
     hold();
-    runs_.clear();
+    forgetRuns();
     nodes_ = size_ = 0;
     for (Node* node = std::exchange(first_, nullptr); node != nullptr;) {
       Node* const next = node->next;
@@ -191,21 +207,45 @@ private:
     drop();
   }
 
+  Run& run(std::size_t at) const { return *static_cast<Run*>(runs_[at]); }
+  Run& newRun(std::size_t at) {
+    static_assert(std::is_nothrow_default_constructible_v<Run>); // or the new block would have to go again
+    return *new (runs_.insert(at, sizeof(Run))) Run;
+  }
+  void eraseRun(std::size_t at) {
+    run(at).~Run();
+    runs_.erase(at);
+  }
+  void forgetRuns() {
+    for (std::size_t at = 0; at < runs_.size(); ++at) {
+      run(at).~Run();
+    }
+    runs_.clear();
+  }
+
   // The first run whose last key is not below `key`, or the number of runs.
   std::size_t runOf(const K& key) const {
-    if (lastIn(*runs_.back()) < key) {
+    if (isLastBelow(runs_.size() - 1, key)) {
       return runs_.size();
     }
-    for (std::size_t run = lastRun_; run < runs_.size() && run < lastRun_ + 2; ++run) {
-      if (!(lastIn(*runs_[run]) < key) && (run == 0 || lastIn(*runs_[run - 1]) < key)) {
-        return lastRun_ = run;
+    for (std::size_t at = lastRun_; at < runs_.size() && at < lastRun_ + 2; ++at) {
+      if (!isLastBelow(at, key) && (at == 0 || isLastBelow(at - 1, key))) {
+        return lastRun_ = at;
       }
     }
-    const auto found =
-        std::partition_point(runs_.begin(), runs_.end(), [&](const auto& run) { return lastIn(*run) < key; });
-    return lastRun_ = static_cast<std::size_t>(found - runs_.begin());
+    std::size_t begin = 0;
+    std::size_t end = runs_.size() - 1; // whose last key is not below
+    while (begin < end) {
+      const std::size_t middle = begin + (end - begin) / 2;
+      if (isLastBelow(middle, key)) {
+        begin = middle + 1;
+      } else {
+        end = middle;
+      }
+    }
+    return lastRun_ = begin;
   }
-  static const K& lastIn(const Run& run) { return run.keys[run.end - 1]; }
+  bool isLastBelow(std::size_t at, const K& key) const { return run(at).keys[run(at).end - 1] < key; }
   // The first place of the run whose key is not below `key`.
   U32 atIn(const Run& run, const K& key) const {
     if (!(run.keys[run.begin] < key)) {
@@ -215,8 +255,17 @@ private:
     if (next > run.begin && next < run.end && run.keys[lastAt_] < key && !(run.keys[next] < key)) {
       return lastAt_ = next;
     }
-    const auto found = std::lower_bound(run.keys.begin() + run.begin, run.keys.begin() + run.end, key);
-    return lastAt_ = static_cast<U32>(found - run.keys.begin());
+    U32 begin = run.begin + 1;
+    U32 end = run.end;
+    while (begin < end) {
+      const U32 middle = begin + (end - begin) / 2;
+      if (run.keys[middle] < key) {
+        begin = middle + 1;
+      } else {
+        end = middle;
+      }
+    }
+    return lastAt_ = begin;
   }
 
   Spot spotOf(const K& key) const {
@@ -232,18 +281,18 @@ private:
     spot.run = runOf(key);
     if (spot.run == runs_.size()) { // behind all: at the end of the last run
       --spot.run;
-      spot.at = runs_.back()->end;
+      spot.at = run(spot.run).end;
     } else {
-      spot.at = atIn(*runs_[spot.run], key);
+      spot.at = atIn(run(spot.run), key);
     }
-    const Run& run = *runs_[spot.run];
-    if (spot.at < run.end && !(key < run.keys[spot.at])) {
-      spot.node = run.nodes[spot.at];
+    const Run& here = run(spot.run);
+    if (spot.at < here.end && !(key < here.keys[spot.at])) {
+      spot.node = here.nodes[spot.at];
     }
-    if (spot.at > run.begin) {
-      spot.previous = run.nodes[spot.at - 1];
+    if (spot.at > here.begin) {
+      spot.previous = here.nodes[spot.at - 1];
     } else if (spot.run > 0) {
-      const Run& before = *runs_[spot.run - 1];
+      const Run& before = run(spot.run - 1);
       spot.previous = before.nodes[before.end - 1];
     }
     return spot;
@@ -294,29 +343,33 @@ private:
   }
 
   void makeIndex() {
-    auto run = std::make_unique<Run>();
+    Run& run = newRun(0);
     for (Node* node = first_; node != nullptr; node = node->next) {
-      run->keys[run->end] = node->key;
-      run->nodes[run->end++] = node;
+      run.keys[run.end] = node->key;
+      run.nodes[run.end++] = node;
     }
-    runs_.push_back(std::move(run));
+  }
+
+  // Keys and nodes of a run, `count` of them from `from` on, go to `to`, of the same run or of another.
+  static void moveMembers(Run& run, U32 from, Run& target, U32 to, U32 count) {
+    if (count != 0) { // mostly it is 0: members come at the end and go at the beginning
+      moveWithin(run.keys + from, target.keys + to, count);
+      moveWithin(run.nodes + from, target.nodes + to, count);
+    }
   }
 
   // Sees to it that one more node fits at the spot, which may move to another run.
   void makeRoom(Spot& spot) {
-    Run& run = *runs_[spot.run];
-    if (run.size() < runKeys) {
+    Run& left = run(spot.run);
+    if (left.size() < runKeys) {
       return;
     }
-    auto right = std::make_unique<Run>();
     const bool append = spot.at == runKeys && spot.run + 1 == runs_.size();
     const U32 from = append ? runKeys : runKeys / 2;
-    runs_.insert(runs_.begin() + static_cast<std::ptrdiff_t>(spot.run) + 1, nullptr);
-    std::move(run.keys.begin() + from, run.keys.end(), right->keys.begin());
-    std::move(run.nodes.begin() + from, run.nodes.end(), right->nodes.begin());
-    right->end = runKeys - from;
-    run.end = from;
-    runs_[spot.run + 1] = std::move(right);
+    Run& right = newRun(spot.run + 1);
+    moveMembers(left, from, right, 0, runKeys - from);
+    right.end = runKeys - from;
+    left.end = from;
     if (spot.at > from || append) {
       ++spot.run;
       spot.at -= from;
@@ -325,57 +378,48 @@ private:
 
   // Puts the node into its run, which has room: on the side that moves fewer keys.
   void enter(const Spot& spot, Node* node) {
-    Run& run = *runs_[spot.run];
+    Run& here = run(spot.run);
     const K key(node->key);
     U32 at = spot.at;
-    if (run.end < runKeys && (run.begin == 0 || run.end - at <= at - run.begin)) {
-      std::move_backward(run.keys.begin() + at, run.keys.begin() + run.end, run.keys.begin() + run.end + 1);
-      std::move_backward(run.nodes.begin() + at, run.nodes.begin() + run.end,
-                         run.nodes.begin() + run.end + 1);
-      ++run.end;
+    if (here.end < runKeys && (here.begin == 0 || here.end - at <= at - here.begin)) {
+      moveMembers(here, at, here, at + 1, here.end - at);
+      ++here.end;
     } else {
-      std::move(run.keys.begin() + run.begin, run.keys.begin() + at, run.keys.begin() + run.begin - 1);
-      std::move(run.nodes.begin() + run.begin, run.nodes.begin() + at, run.nodes.begin() + run.begin - 1);
-      --run.begin;
+      moveMembers(here, here.begin, here, here.begin - 1, at - here.begin);
+      --here.begin;
       --at;
     }
-    run.keys[at] = key;
-    run.nodes[at] = node;
+    here.keys[at] = key;
+    here.nodes[at] = node;
   }
 
   void leave(const Spot& spot) {
-    Run& run = *runs_[spot.run];
-    if (spot.at - run.begin < run.end - 1 - spot.at) {
-      std::move_backward(run.keys.begin() + run.begin, run.keys.begin() + spot.at,
-                         run.keys.begin() + spot.at + 1);
-      std::move_backward(run.nodes.begin() + run.begin, run.nodes.begin() + spot.at,
-                         run.nodes.begin() + spot.at + 1);
-      run.keys[run.begin++] = K();
+    Run& here = run(spot.run);
+    if (spot.at - here.begin < here.end - 1 - spot.at) {
+      moveMembers(here, here.begin, here, here.begin + 1, spot.at - here.begin);
+      here.keys[here.begin++] = K();
     } else {
-      std::move(run.keys.begin() + spot.at + 1, run.keys.begin() + run.end, run.keys.begin() + spot.at);
-      std::move(run.nodes.begin() + spot.at + 1, run.nodes.begin() + run.end, run.nodes.begin() + spot.at);
-      run.keys[--run.end] = K();
+      moveMembers(here, spot.at + 1, here, spot.at, here.end - 1 - spot.at);
+      here.keys[--here.end] = K();
     }
-    if (run.size() == 0) {
-      runs_.erase(runs_.begin() + static_cast<std::ptrdiff_t>(spot.run));
-    } else if (run.size() < runKeys / 4 && spot.run + 1 < runs_.size() &&
-               run.size() + runs_[spot.run + 1]->size() <= runKeys / 2) {
+    if (here.size() == 0) {
+      eraseRun(spot.run);
+    } else if (here.size() < runKeys / 4 && spot.run + 1 < runs_.size() &&
+               here.size() + run(spot.run + 1).size() <= runKeys / 2) {
       mergeWithNext(spot.run);
     }
   }
 
   // Two sparse neighbours become one run; the next one then starts at 0 with room behind.
   void mergeWithNext(std::size_t at) {
-    Run& run = *runs_[at];
-    Run& next = *runs_[at + 1];
-    std::move(run.keys.begin() + run.begin, run.keys.begin() + run.end, run.keys.begin());
-    std::move(run.nodes.begin() + run.begin, run.nodes.begin() + run.end, run.nodes.begin());
-    run.end -= run.begin;
-    run.begin = 0;
-    std::move(next.keys.begin() + next.begin, next.keys.begin() + next.end, run.keys.begin() + run.end);
-    std::move(next.nodes.begin() + next.begin, next.nodes.begin() + next.end, run.nodes.begin() + run.end);
-    run.end += next.size();
-    runs_.erase(runs_.begin() + static_cast<std::ptrdiff_t>(at) + 1);
+    Run& here = run(at);
+    Run& next = run(at + 1);
+    moveMembers(here, here.begin, here, 0, here.size());
+    here.end -= here.begin;
+    here.begin = 0;
+    moveMembers(next, next.begin, here, here.end, next.size());
+    here.end += next.size();
+    eraseRun(at + 1);
   }
 
   void destroy(const Spot& spot) {
@@ -396,7 +440,7 @@ private:
   // Many maps have one member: the sub-rules of a line that takes no more than one row.
   alignas(Node) std::byte firstNode_[sizeof(Node)];
   NodePool pool_;
-  std::vector<std::unique_ptr<Run>> runs_;
+  BlockList runs_; // a Run each
   // Where the last search ended; the next one mostly goes to the same place or to the one behind it. They may
   // be anywhere, and are looked at before they are used.
   mutable std::size_t lastRun_ = 0;
