@@ -2,6 +2,7 @@
 #include "agent/config/ConfigReader.h"
 #include "sim/System.h"
 #include "test/ChipPicture.h"
+#include "test/LongRuns.h"
 
 #include <gtest/gtest.h>
 
@@ -339,8 +340,7 @@ Step applying(const std::string& text) {
 }
 
 unsigned stride(unsigned inShortRuns) {
-  const char* const asked = std::getenv("XPACL_LONG");
-  return asked != nullptr && std::string(asked) != "0" ? 1 : inShortRuns;
+  return test::isLong() ? 1 : inShortRuns;
 }
 
 #ifdef __SANITIZE_ADDRESS__

@@ -1,5 +1,6 @@
 #include "agent/config/ConfigReader.h"
 #include "sim/ChipFile.h"
+#include "test/LongRuns.h"
 #include "test/Patterns.h"
 #include "test/Random.h"
 #include "test/ToolUnderTest.h"
@@ -10,7 +11,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <functional>
 #include <utility>
 
@@ -136,7 +136,7 @@ TEST(Certificate, EveryChangedByteIsNoticed) {
   const Proven made = proven();
   const Json json = Json::parse(made.text);
   test::Random random(test::Random::seed("bytes"));
-  const unsigned trials = std::getenv("XPACL_LONG") != nullptr ? 20000 : 600;
+  const unsigned trials = test::isLong() ? 20000 : 600;
   unsigned unlike = 0;
   for (unsigned i = 0; i < trials; ++i) {
     std::string text = made.text;

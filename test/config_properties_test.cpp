@@ -1,12 +1,12 @@
 #include "fuzz/ConfigGrammar.h"
 #include "fuzz/ConfigProperties.h"
+#include "test/LongRuns.h"
 #include "test/Random.h"
 #include "test/RandomLists.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -22,8 +22,7 @@ constexpr unsigned shortRounds = 600;
 #endif
 
 unsigned rounds() {
-  const char* const asked = std::getenv("XPACL_LONG");
-  return asked != nullptr && std::string(asked) != "0" ? shortRounds * 100 : shortRounds;
+  return test::isLong() ? shortRounds * 100 : shortRounds;
 }
 
 std::vector<uint8_t> randomBytes(test::Random& random) {

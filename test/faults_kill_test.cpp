@@ -2,13 +2,13 @@
 
 #include "sim/ChipFile.h"
 #include "sim/System.h"
+#include "test/LongRuns.h"
 #include "test/Random.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <csignal>
-#include <cstdlib>
 #include <iostream>
 #include <string>
 #include <unistd.h>
@@ -22,11 +22,7 @@ using test::Disturbance;
 using test::FaultOutcome;
 using test::FaultScenario;
 using test::FaultTrials;
-
-bool isLong() {
-  const char* const asked = std::getenv("XPACL_LONG");
-  return asked != nullptr && std::string(asked) != "0";
-}
+using test::isLong;
 
 #ifdef __SANITIZE_ADDRESS__
 constexpr uint64_t shortStride = 29;

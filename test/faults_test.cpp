@@ -2,11 +2,11 @@
 
 #include "sim/ChipFile.h"
 #include "sim/System.h"
+#include "test/LongRuns.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <iostream>
 #include <iterator>
 #include <set>
@@ -23,11 +23,7 @@ using sim::Op;
 using test::FaultOutcome;
 using test::FaultScenario;
 using test::FaultTrials;
-
-bool isLong() {
-  const char* const asked = std::getenv("XPACL_LONG");
-  return asked != nullptr && std::string(asked) != "0";
-}
+using test::isLong;
 
 // Of the calls that are tried in a short run: every so manieth, beginning with another one for each status.
 uint64_t stride() {

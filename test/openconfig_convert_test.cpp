@@ -1,3 +1,4 @@
+#include "test/LongRuns.h"
 #include "tool/Convert.h"
 
 #include "agent/config/OpenConfigText.h"
@@ -698,7 +699,7 @@ size_t leaveWhatCanBeSaid(Config& config) {
 
 TEST(OpenConfigConvert, generatedConfigurations) {
   test::Random random(test::Random::seed("generated configurations"));
-  const size_t rounds = std::getenv("XPACL_LONG") != nullptr ? 2000 : 30;
+  const size_t rounds = test::isLong() ? 2000 : 30;
   size_t lists = 0;
   for (size_t round = 0; round < rounds; ++round) {
     std::vector<uint8_t> bytes(64 + random.below(700));

@@ -1,7 +1,6 @@
 #include "sim/TcamTable.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <numeric>
 #include <ostream>
 #include <span>
@@ -12,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "sim/LookupBits.h"
+#include "test/LongRuns.h"
 #include "test/Random.h"
 
 namespace {
@@ -337,7 +337,7 @@ protected:
 TEST_P(TcamDifferential, AgreesWithLinearLookup) {
   const uint64_t seed = test::Random::seed("AgreesWithLinearLookup");
   const Shape& shape = GetParam();
-  const int steps = std::getenv("XPACL_LONG") ? 20000 : 400;
+  const int steps = test::isLong() ? 20000 : 400;
   RandomTable table(shape, seed + shape.numRows + shape.keyLength);
   table.fill(table.random().below(100));
   for (int step = 0; step < steps; ++step) {

@@ -1,3 +1,4 @@
+#include "test/LongRuns.h"
 #include "test/Random.h"
 #include "test/RandomLife.h"
 
@@ -7,7 +8,6 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <malloc.h>
@@ -29,8 +29,7 @@ struct Bounds {
 };
 
 Bounds bounds() {
-  const char* const asked = std::getenv("XPACL_LONG");
-  if (asked != nullptr && std::string(asked) != "0") {
+  if (test::isLong()) {
     return {1000000, std::chrono::minutes(20), 1};
   }
 #ifdef __SANITIZE_ADDRESS__

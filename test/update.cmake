@@ -1,3 +1,2 @@
 # Changes proven write by write.
-xpacl_test(update_check_test randomLists toolCommands)
-xpacl_test(update_proof_test randomLists toolCommands)
+xpacl_tests(update_tests FILES update_check update_proof ROOMS randomLists toolCommands)

@@ -189,22 +189,21 @@ TEST(UpdateCheck, SharedListsChangeIntoEachOther) {
   std::cout << pairs << " changes, " << writes << " writes\n";
 }
 
-constexpr const char* oldText = R"(ip access-list extended WEB
+// The port is given its new id before the rows of that id are written: what the two phases are there to
+// prevent. The check finds the packet that drops, and says at which write.
+TEST(UpdateCheck, AReorderedWriteIsFoundAndNamed) {
+  constexpr const char* oldText = R"(ip access-list extended WEB
  10 permit tcp any any eq 80
  20 permit tcp any any eq 443
 interface Ethernet1
  ip access-group WEB in
 )";
-constexpr const char* newText = R"(ip access-list extended WEB
+  constexpr const char* newText = R"(ip access-list extended WEB
  10 permit tcp any any eq 80
  20 permit udp any any eq 443
 interface Ethernet1
  ip access-group WEB in
 )";
-
-// The port is given its new id before the rows of that id are written: what the two phases are there to
-// prevent. The check finds the packet that drops, and says at which write.
-TEST(UpdateCheck, AReorderedWriteIsFoundAndNamed) {
   const agent::Config old = agent::readConfigText(oldText, "old.conf");
   const agent::Config fresh = agent::readConfigText(newText, "new.conf");
   std::vector<packet::Packet> packets;

@@ -1,6 +1,7 @@
 #include "agent/config/ConfigReader.h"
 #include "packet/PacketText.h"
 #include "sim/Key.h"
+#include "test/LongRuns.h"
 #include "test/Random.h"
 #include "test/RandomLists.h"
 #include "test/TwoPlaces.h"
@@ -12,7 +13,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <map>
 #include <optional>
 
@@ -27,14 +27,11 @@ using agent::Direction;
 using agent::Family;
 using test::dropBlocks;
 using test::entranceAndExit;
+using test::isLong;
 using test::Random;
 using test::RandomLists;
 using tool::PlaceVerdict;
 using tool::UpdateProof;
-
-bool isLong() {
-  return std::getenv("XPACL_LONG") != nullptr;
-}
 
 #ifdef __SANITIZE_ADDRESS__
 constexpr unsigned fewer = 4;
