@@ -33,6 +33,12 @@ function(xpacl_precompile target header)
   endif()
 endfunction()
 
+# The standard headers, precompiled once for the rooms that ask for them with
+# target_precompile_headers(ROOM REUSE_FROM standard_precompiled).
+add_library(standard_precompiled OBJECT ${PROJECT_SOURCE_DIR}/cmake/precompiled/empty.cpp)
+target_link_libraries(standard_precompiled PRIVATE xpacl_flags)
+xpacl_precompile(standard_precompiled standard.h)
+
 # xpacl_at_once(TARGET COUNT): compiles so many of its sources at once. What templates of the large header-only
 # libraries cost is paid once for all of them, which makes a clean build several times as fast; what it costs is
 # that names without linkage must differ between sources.
