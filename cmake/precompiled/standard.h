@@ -1,6 +1,6 @@
-// Standard headers, precompiled for rooms that use little else, and for the check that each header compiles alone,
-// most of whose time they cost. test/include_names_test.cpp checks that each header names those of them that it
-// needs; headers of other projects are not among them.
+// Standard headers, precompiled for rooms that use little else, and for the check that each header compiles
+// alone, most of whose time they cost. test/include_names_test.cpp checks that each header names those of
+// them that it needs; headers of other projects are not among them.
 #pragma once
 #include <algorithm>
 #include <any>
