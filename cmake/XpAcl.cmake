@@ -33,10 +33,16 @@ function(xpacl_precompile target header)
   endif()
 endfunction()
 
-# The standard headers, precompiled once for the rooms that ask for them with
-# target_precompile_headers(ROOM REUSE_FROM standard_precompiled).
+# xpacl_standard_precompiled(TARGET): the standard headers, precompiled once for all rooms that ask for them, which
+# must be compiled alike. Nobody replaces single functions of these rooms, so their own calls need not go through the
+# loader.
+function(xpacl_standard_precompiled target)
+  target_compile_options(${target} PRIVATE -fno-semantic-interposition)
+  target_precompile_headers(${target} REUSE_FROM standard_precompiled)
+endfunction()
 add_library(standard_precompiled OBJECT ${PROJECT_SOURCE_DIR}/cmake/precompiled/empty.cpp)
 target_link_libraries(standard_precompiled PRIVATE xpacl_flags)
+target_compile_options(standard_precompiled PRIVATE -fno-semantic-interposition)
 xpacl_precompile(standard_precompiled standard.h)
 
 # xpacl_at_once(TARGET COUNT): compiles so many of its sources at once. What templates of the large header-only
