@@ -9,6 +9,7 @@
 #include <iostream>
 #include <map>
 #include <memory>
+#include <new>
 #include <random>
 #include <set>
 #include <string>
@@ -426,6 +427,40 @@ TEST(VaneCollections, KeysWithMemoryOfTheirOwnAreMovedWhole) {
     Twin<Vane::HashMap2018<Worded, U64>>(start + round, keys[round % 2]).run(2000);
     Twin<Vane::RbTreeMap<Worded, U64>>(start + round, keys[round % 2]).run(2000);
   }
+}
+
+// A key that fails to be copied into another one, once as often as this says.
+struct Reluctant {
+  static inline unsigned failAt = 0;
+  U32 number = 0;
+  Reluctant() = default;
+  Reluctant(U32 key) : number(key) {}
+  Reluctant(const Reluctant&) = default;
+  Reluctant& operator=(const Reluctant& other) {
+    if (failAt != 0 && --failAt == 0) {
+      throw std::bad_alloc();
+    }
+    number = other.number;
+    return *this;
+  }
+  bool operator<(const Reluctant& other) const { return number < other.number; }
+};
+
+TEST(VaneCollections, AnIndexThatCannotBeMadeHidesNobody) {
+  Vane::RbTreeMap<Reluctant, U32> map;
+  for (U32 key = 0; key < 8; ++key) { // as many as there are without an index
+    map.insert(key, key);
+  }
+  for (unsigned at = 1; at <= 8; ++at) {
+    Reluctant::failAt = at;
+    EXPECT_THROW(map.insert(8, 8), std::bad_alloc) << at;
+    EXPECT_EQ(map.size(), 8u);
+    EXPECT_EQ(pairsOf(map), "0=0 1=1 2=2 3=3 4=4 5=5 6=6 7=7 ");
+    EXPECT_TRUE(map.has(7));
+    EXPECT_FALSE(map.has(8));
+  }
+  EXPECT_TRUE(map.insert(8, 8));
+  EXPECT_EQ(map.lastKey()->number, 8u);
 }
 
 TEST(VaneCollections, ManyMembers) {

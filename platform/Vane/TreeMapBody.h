@@ -344,9 +344,14 @@ private:
 
   void makeIndex() {
     Run& run = newRun(0);
-    for (Node* node = first_; node != nullptr; node = node->next) {
-      run.keys[run.end] = node->key;
-      run.nodes[run.end++] = node;
+    try {
+      for (Node* node = first_; node != nullptr; node = node->next) {
+        run.keys[run.end] = node->key;
+        run.nodes[run.end++] = node;
+      }
+    } catch (...) { // half an index would hide members
+      forgetRuns();
+      throw;
     }
   }
 
