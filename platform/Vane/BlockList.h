@@ -20,7 +20,6 @@ public:
   std::size_t size() const { return blocks_.size(); }
   bool empty() const { return blocks_.empty(); }
   void* operator[](std::size_t at) const { return blocks_[at]; }
-  void* back() const { return blocks_.back(); }
 
   // A new block of so many bytes, aligned as of operator new, in front of the one at `at` (size(): behind
   // all). Raises std::bad_alloc, and then nothing has changed.

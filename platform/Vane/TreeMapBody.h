@@ -58,7 +58,7 @@ class TreeMapBody : public CollectionBody {
     U32 size() const { return end - begin; }
   };
   static_assert(alignof(Run) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__);
-  // Where a key is, or would be inserted: in run(run) at `at`, behind `previous` (null: first).
+  // Where a key is, or would be inserted: in the run of that number at `at`, behind `previous` (null: first).
   struct Spot {
     std::size_t run = 0;
     U32 at = 0;
