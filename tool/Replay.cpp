@@ -31,18 +31,19 @@ public:
   PacketSource(PortRef in, std::unique_ptr<packet::HeaderTraceReader> trace)
       : in_(std::move(in)), trace_(std::move(trace)) {}
 
-  // False at the end.
-  bool advance() {
+  // Takes the next packet, unless it is at the end.
+  void advance() {
     if (trace_) {
-      return trace_->next(packet_);
+      atEnd_ = !trace_->next(packet_);
+      return;
     }
-    if (!capture_->next(frame_)) {
-      return false;
+    atEnd_ = !capture_->next(frame_);
+    if (!atEnd_) {
+      packet_ = capture_->dissect(frame_);
     }
-    packet_ = capture_->dissect(frame_);
-    return true;
   }
 
+  bool atEnd() const { return atEnd_; }
   const PortRef& in() const { return in_; }
   const packet::Packet& packet() const { return packet_; }
   const packet::Frame& frame() const { return frame_; }
@@ -54,40 +55,36 @@ private:
   std::unique_ptr<packet::HeaderTraceReader> trace_;
   packet::Packet packet_;
   packet::Frame frame_;
+  bool atEnd_ = false;
 };
 
 // Several streams as one, by time stamp.
 class PacketMerge {
 public:
-  void add(PacketSource source) {
-    sources_.push_back(std::move(source));
-    live_.push_back(false);
-  }
+  void add(PacketSource source) { sources_.push_back(std::move(source)); }
   const std::vector<PacketSource>& sources() const { return sources_; }
 
   // The stream whose packet is next, valid until the next call; null at the end.
   const PacketSource* next() {
-    if (last_ == none) {
-      for (std::size_t i = 0; i < sources_.size(); ++i) {
-        live_[i] = sources_[i].advance();
+    if (last_ == nullptr) {
+      for (PacketSource& source : sources_) {
+        source.advance();
       }
     } else {
-      live_[last_] = sources_[last_].advance();
+      last_->advance();
     }
-    last_ = none;
-    for (std::size_t i = 0; i < sources_.size(); ++i) {
-      if (live_[i] && (last_ == none || sources_[i].frame().timeNs < sources_[last_].frame().timeNs)) {
-        last_ = i;
+    last_ = nullptr;
+    for (PacketSource& source : sources_) {
+      if (!source.atEnd() && (last_ == nullptr || source.frame().timeNs < last_->frame().timeNs)) {
+        last_ = &source;
       }
     }
-    return last_ == none ? nullptr : &sources_[last_];
+    return last_;
   }
 
 private:
-  static constexpr std::size_t none = SIZE_MAX;
   std::vector<PacketSource> sources_;
-  std::vector<bool> live_;
-  std::size_t last_ = none;
+  PacketSource* last_ = nullptr; // null before the first packet, and at the end
 };
 
 bool notCarried(const sim::Verdict& verdict) {

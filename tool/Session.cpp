@@ -91,8 +91,12 @@ const agent::RowOwner* ownerOf(const Session& session, const sim::LookupResult& 
 }
 
 bool metBlock(const sim::Verdict& verdict) {
-  return std::any_of(verdict.lookups().begin(), verdict.lookups().end(),
-                     [](const sim::LookupResult& lookup) { return lookup.aclId == 0; });
+  for (const sim::LookupResult& lookup : verdict.lookups()) {
+    if (lookup.aclId == 0) {
+      return true;
+    }
+  }
+  return false;
 }
 
 uint32_t usedRows(const sim::TcamTable& table) {
