@@ -22,7 +22,12 @@ endif()
 # For what is compiled more often than it runs: reading, deciding what to do, printing. The library, the simulated
 # chip and the packet sets, which all of it calls, are optimised as the build says. docs/performance.md has what
 # this costs.
-set(xpacl_quick $<$<CONFIG:Release>:-O1>)
+if(XPACL_SANITIZE)
+  # The checks make twice the code.
+  set(xpacl_quick -O0)
+else()
+  set(xpacl_quick $<$<CONFIG:Release>:-Og>)
+endif()
 
 # xpacl_precompile(TARGET HEADER): compiles cmake/precompiled/HEADER once for all files of the target.
 function(xpacl_precompile target header)
