@@ -50,6 +50,12 @@ target_link_libraries(standard_precompiled PRIVATE xpacl_flags)
 target_compile_options(standard_precompiled PRIVATE -fno-semantic-interposition)
 xpacl_precompile(standard_precompiled standard.h)
 
+# xpacl_compile_as_room(PROGRAM): compiles a program as the rooms, which are libraries, to share a precompiled header.
+function(xpacl_compile_as_room program)
+  set_target_properties(${program} PROPERTIES POSITION_INDEPENDENT_CODE OFF)
+  target_compile_options(${program} PRIVATE -fPIC)
+endfunction()
+
 # xpacl_at_once(TARGET COUNT): compiles so many of its sources at once. What templates of the large header-only
 # libraries cost is paid once for all of them, which makes a clean build several times as fast; what it costs is
 # that names without linkage must differ between sources.

@@ -91,12 +91,8 @@ const agent::RowOwner* ownerOf(const Session& session, const sim::LookupResult& 
 }
 
 bool metBlock(const sim::Verdict& verdict) {
-  for (const sim::LookupResult& lookup : verdict.lookups()) {
-    if (lookup.aclId == 0) {
-      return true;
-    }
-  }
-  return false;
+  return std::any_of(verdict.lookups().begin(), verdict.lookups().end(),
+                     [](const sim::LookupResult& lookup) { return lookup.aclId == 0; });
 }
 
 uint32_t usedRows(const sim::TcamTable& table) {

@@ -1,5 +1,5 @@
-// Precompiled for the tool: the entities and the large header-only library that it reads and writes JSON
-// with.
+// Precompiled for the agent and the tool: the entities, the library's own classes, and the large header-only
+// library that the tool reads and writes JSON with.
 #pragma once
 #include "machines.h"
 
