@@ -56,11 +56,15 @@ function(xpacl_compile_as_room program)
   target_compile_options(${program} PRIVATE -fPIC)
 endfunction()
 
-# xpacl_at_once(TARGET COUNT): compiles so many of its sources at once. What templates of the large header-only
-# libraries cost is paid once for all of them, which makes a clean build several times as fast; what it costs is
-# that names without linkage must differ between sources.
-function(xpacl_at_once target count)
+# xpacl_at_once(TARGET [COUNT]): compiles so many of its sources at once. What templates cost, those of the standard
+# library and of the large header-only ones, is paid once for all of them, which makes a clean build several times as
+# fast; what it costs is that names without linkage must differ between sources.
+function(xpacl_at_once target)
   if(XPACL_UNITY)
+    set(count 24)
+    if(ARGC GREATER 1)
+      set(count ${ARGV1})
+    endif()
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${count})
   endif()
 endfunction()

@@ -42,12 +42,6 @@ bool fieldIgnored(const IaclFieldLayout& field, const TcamKeyBytes& mask) {
   return true;
 }
 
-const IaclKeyLayout& layoutOf(xpIaclType_e table) {
-  const IaclTableInfo* info = iaclTable(table);
-  VANE_ASSERT(info);
-  return *iaclKeyLayout(info->keyType);
-}
-
 // Appends " name=hex", without the blank at the start of a text.
 void appendField(std::string& text, xpIaclType_e table, const IaclKeyLayout& layout,
                  const IaclFieldLayout& field, const TcamKeyBytes& value) {

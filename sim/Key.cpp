@@ -50,6 +50,12 @@ void putMac(TcamKeyBytes& key, const packet::Packet& packet, uint8_t aclId, uint
 
 } // namespace
 
+const IaclKeyLayout& layoutOf(xpIaclType_e table) {
+  const IaclTableInfo* info = iaclTable(table);
+  VANE_ASSERT(info);
+  return *iaclKeyLayout(info->keyType);
+}
+
 TcamKeyBytes buildKey(xpIaclType_e table, const packet::Packet& packet, uint8_t aclId, Role role,
                       uint16_t vlan) {
   TcamKeyBytes key{};

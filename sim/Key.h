@@ -23,6 +23,9 @@ namespace sim {
 
 enum class Role : uint8_t { port = 0, routed = 1 }; // what selects the ACL id
 
+// The key format of one of the five tables.
+const XpXdk::IaclKeyLayout& layoutOf(XpXdk::xpIaclType_e table);
+
 // `table` is one of the five; IP tables take packets of their family, the MAC table takes every packet
 // and `vlan`, the VLAN that the frame is in (tagged or not). The MAC key has no role.
 TcamKeyBytes buildKey(XpXdk::xpIaclType_e table, const packet::Packet& packet, uint8_t aclId, Role role,

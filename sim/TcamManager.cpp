@@ -44,10 +44,6 @@ void unpack(const TcamRow& row, const IaclKeyLayout& layout, xpIaclkeyFieldList&
   std::copy_n(row.mask.begin(), layout.length, list.mask.begin());
 }
 
-const IaclKeyLayout& layoutOf(xpIaclType_e table) {
-  return *iaclKeyLayout(iaclTable(table)->keyType);
-}
-
 // The key as the log shows it; a key that would be refused is shown as far as it can be read.
 std::string listText(xpIaclType_e table, const xpIaclkeyFieldList* key) {
   if (!key) {

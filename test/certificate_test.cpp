@@ -23,7 +23,7 @@ using tool::BadCertificate;
 using tool::Certificate;
 using tool::Json;
 
-constexpr const char* oldText = R"(ip access-list extended WEB
+constexpr const char* certifiedOld = R"(ip access-list extended WEB
  10 permit tcp any any eq 80
  20 permit tcp any any eq 443
 interface Ethernet1
@@ -33,7 +33,7 @@ interface Ethernet2
  switchport access vlan 1
  ip access-group WEB in
 )";
-constexpr const char* newText = R"(ip access-list extended WEB
+constexpr const char* certifiedNew = R"(ip access-list extended WEB
  10 permit tcp any any eq 80
  20 permit udp any any eq 443
 interface Ethernet1
@@ -45,8 +45,8 @@ interface Ethernet2
 )";
 
 struct Proven {
-  agent::Config old = agent::readConfigText(oldText, "old.conf");
-  agent::Config fresh = agent::readConfigText(newText, "new.conf");
+  agent::Config old = agent::readConfigText(certifiedOld, "old.conf");
+  agent::Config fresh = agent::readConfigText(certifiedNew, "new.conf");
   tool::Change change;
   std::string text;
 };
@@ -58,8 +58,8 @@ Proven proven() {
   made.change = tool::recordChange(session, made.fresh, result);
   tool::UpdateProof proof(made.change, made.old, made.fresh);
   EXPECT_TRUE(result.ok && proof.run());
-  made.text = tool::certificateOf(made.change, proof, {"old.conf", tool::sha256(oldText)},
-                                  {"new.conf", tool::sha256(newText)})
+  made.text = tool::certificateOf(made.change, proof, {"old.conf", tool::sha256(certifiedOld)},
+                                  {"new.conf", tool::sha256(certifiedNew)})
                   .text();
   return made;
 }
@@ -111,19 +111,21 @@ TEST(Certificate, HoldsByItselfAndForItsConfigurations) {
   const Json json = Json::parse(made.text);
   EXPECT_EQ(refutation(json), "");
   EXPECT_EQ(hashedAnew(json), json);
-  tool::CertificateConfigs configs{
-      made.old, made.fresh, {"old.conf", tool::sha256(oldText)}, {"new.conf", tool::sha256(newText)}};
+  tool::CertificateConfigs configs{made.old,
+                                   made.fresh,
+                                   {"old.conf", tool::sha256(certifiedOld)},
+                                   {"new.conf", tool::sha256(certifiedNew)}};
   EXPECT_EQ(refutation(json, &configs), "");
   EXPECT_EQ(Certificate::fromJson(json).text(), made.text);
   EXPECT_EQ(Certificate::fromJson(json).change.writes, made.change.writes);
 
-  configs.oldFile.sha256 = tool::sha256(newText);
+  configs.oldFile.sha256 = tool::sha256(certifiedNew);
   EXPECT_EQ(
       withoutDigests(refutation(json, &configs)),
       "old.conf is not the old configuration that it is about: that was old.conf with the hash HASH, this "
       "has HASH");
   // With the right hash, but another file: the lines tell.
-  configs.oldFile.sha256 = tool::sha256(oldText);
+  configs.oldFile.sha256 = tool::sha256(certifiedOld);
   configs.old = made.fresh;
   EXPECT_EQ(refutation(json, &configs),
             "before the first write Ethernet1 in ipv4 does not do what the old configuration says");
@@ -276,8 +278,8 @@ TEST(Certificate, TamperingIsRefusedWithItsReason) {
 class CertificateTool : public test::ToolUnderTest {};
 
 TEST_F(CertificateTool, ProvesAndChecksAsPeopleDo) {
-  const std::string old = file("old.conf", oldText);
-  const std::string fresh = file("new.conf", newText);
+  const std::string old = file("old.conf", certifiedOld);
+  const std::string fresh = file("new.conf", certifiedNew);
   const std::string certificate = (folder_ / "change.json").string();
   const test::Outcome proof = run("update " + old + " " + fresh + " --prove --certificate " + certificate);
   EXPECT_EQ(proof.status, 0);
@@ -329,8 +331,8 @@ TEST_F(CertificateTool, ProvesTheCampusEdited) {
 }
 
 TEST_F(CertificateTool, WithoutPacketsOrProofThereIsNothingToDo) {
-  const std::string old = file("old.conf", oldText);
-  const std::string fresh = file("new.conf", newText);
+  const std::string old = file("old.conf", certifiedOld);
+  const std::string fresh = file("new.conf", certifiedNew);
   EXPECT_EQ(run("update " + old + " " + fresh).err,
             "xpacl: give --pcap FILE with packets to send during the change, or --prove for all\n");
   EXPECT_EQ(run("update " + old + " " + fresh + " --certificate x.json").status, 2);
