@@ -1,6 +1,7 @@
 xpacl_bench(lookup_bench sim)
 if(TARGET lookup_bench)
   target_sources(lookup_bench PRIVATE ClassBenchSets.cpp)
+  xpacl_at_once(lookup_bench)
 endif()
 
 # The search beside a peer's, where that is installed; ./dev bench --peers builds and runs it.
