@@ -1,5 +1,6 @@
 #include "tool/ChipSets.h"
 
+#include "sim/Key.h"
 #include "tool/Common.h"
 #include "tool/Session.h"
 #include "tool/SetCommands.h"
@@ -28,7 +29,7 @@ constexpr uint8_t l4Bit = 4; // 0 for non-initial fragments alone
 class RowReader {
 public:
   RowReader(const ChipLookup& lookup, const sim::TcamRow& row)
-      : lookup_(lookup), row_(row), layout_(*iaclKeyLayout(iaclTable(lookup.table)->keyType)) {}
+      : lookup_(lookup), row_(row), layout_(sim::layoutOf(lookup.table)) {}
 
   // Nothing: no packet of this lookup can hit.
   std::optional<std::vector<Condition>> read() {

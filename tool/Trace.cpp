@@ -172,7 +172,7 @@ private:
 
   // Key, mask and packet side by side, field by field.
   void printFields(const sim::LookupResult& lookup, const sim::TcamKeyBytes& key) {
-    const XpXdk::IaclKeyLayout& layout = *XpXdk::iaclKeyLayout(XpXdk::iaclTable(lookup.table)->keyType);
+    const XpXdk::IaclKeyLayout& layout = sim::layoutOf(lookup.table);
     const sim::TcamRow row = deviceOf(lookup).tcam(lookup.table)->row(lookup.row);
     std::vector<std::vector<std::string>> rows{{"FIELD", "ROW KEY", "IGNORE MASK", "PACKET"}};
     for (unsigned i = 0; i < layout.numFields; ++i) {

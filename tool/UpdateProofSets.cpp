@@ -1,5 +1,7 @@
 #include "tool/UpdateProofSets.h"
 
+#include "sim/Key.h"
+
 #include <algorithm>
 #include <unordered_set>
 
@@ -108,7 +110,7 @@ int TableSets::idOf(const sim::TcamTable& table, XpXdk::xpIaclType_e number, uin
     return noId;
   }
   const sim::TcamRow content = table.row(row);
-  const XpXdk::IaclKeyLayout& layout = *XpXdk::iaclKeyLayout(XpXdk::iaclTable(number)->keyType);
+  const XpXdk::IaclKeyLayout& layout = sim::layoutOf(number);
   const uint8_t at = layout
                          .fields[number == XpXdk::TACL_MAC_ACL ? uint8_t{XpXdk::IACL_MAC_ACL_ID}
                                                                : uint8_t{XpXdk::IACL_IP_ACL_ID}]

@@ -1,4 +1,6 @@
 #include "tool/UpdateProofWrites.h"
+
+#include "sim/Key.h"
 #include "tool/Common.h"
 
 #include <algorithm>
@@ -241,7 +243,7 @@ BoundLists listsOf(const agent::Interface& intf, const agent::Config& config) {
 std::size_t numBytes(Op op, xpIaclType_e table) {
   switch (op) {
   case Op::writeKeyMask:
-    return 2u * iaclKeyLayout(iaclTable(table)->keyType)->length;
+    return 2u * sim::layoutOf(table).length;
   case Op::writeData:
     return sizeof(uint8_t) + sizeof(uint32_t);
   case Op::setEntryValid:
